@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Reads 3D stacks from TIFF files, plane by plane, straight into the caller's rows of floats.
+
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+
+#include "io/stack_header.h"
+#include "report/messages.h"
+
+namespace rydecon {
+
+/// One open TIFF stack. Whatever makes a file unusable is a UserError that names the file.
+class StackReader {
+  public:
+    /// Opens the file and checks every page: grey, one size, one sample type that the program reads.
+    StackReader(std::filesystem::path path, const Messages& messages);
+    ~StackReader();
+    StackReader(const StackReader&) = delete;
+    StackReader& operator=(const StackReader&) = delete;
+
+    const StackHeader& header() const;
+
+    /// Reads plane `plane` (0 to planes - 1) as float32; row j goes to rows[j * rowStride] on.
+    /// Only width floats of each row are written.
+    void ReadPlane(int plane, float* rows, std::ptrdiff_t rowStride);
+
+  private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace rydecon
