@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+#include "half_spectrum_plan.h"
+
+#include <omp.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+namespace gnr::fft {
+
+namespace {
+
+/// FFTW makes and destroys plans on shared state; only executing them is safe from several threads.
+std::mutex& PlannerLock() {
+    static std::mutex lock;
+    return lock;
+}
+
+/// Plans under the lock, for `threads` threads, and leaves the planner's thread count as it was.
+template <class MakePlan>
+Plan MakeGuarded(int threads, MakePlan makePlan) {
+    const std::lock_guard guard(PlannerLock());
+    static const bool ready = fftwf_init_threads() != 0;
+    if (!ready) return nullptr;
+    const int before = fftwf_planner_nthreads();
+    fftwf_plan_with_nthreads(threads);
+    Plan plan(makePlan());
+    fftwf_plan_with_nthreads(before);
+    return plan;
+}
+
+/// FFTW's description of an axis from its length and strides.
+fftwf_iodim64 Axis(std::ptrdiff_t length, std::ptrdiff_t in, std::ptrdiff_t out) {
+    return {length, in, out};
+}
+
+/// Rows that are transformed and scaled together, while they are in the nearest cache. A multiple of four
+/// keeps every chunk at the alignment of the first.
+constexpr std::ptrdiff_t kRowsPerChunk = 16;
+
+/// Transforms along planes and rows, in place, for every spectral column.
+Plan PlanColumns(const Geometry& g, fftwf_complex* spectrum) {
+    const auto& c = g.complexStrides;
+    const fftwf_iodim64 axes[] = {Axis(g.lengths[0], c[0], c[0]), Axis(g.lengths[1], c[1], c[1])};
+    const fftwf_iodim64 columns = Axis(g.ComplexColumns(), 1, 1);
+    return MakeGuarded(omp_get_max_threads(), [&] {
+        return fftwf_plan_guru64_dft(2, axes, 1, &columns, spectrum, spectrum, FFTW_BACKWARD, FFTW_ESTIMATE);
+    });
+}
+
+/// Transforms `rows` neighbouring spectral rows to real rows, in place, on one thread.
+Plan PlanRows(const Geometry& g, std::ptrdiff_t rows, float* real) {
+    const fftwf_iodim64 axis = Axis(g.lengths[2], 1, 1);
+    const fftwf_iodim64 neighbours = Axis(rows, g.complexStrides[1], g.realStrides[1]);
+    const auto bytes = static_cast<std::ptrdiff_t>(sizeof(float));
+    const bool aligned = g.realStrides[0] * bytes % 16 == 0;
+    const unsigned flags = FFTW_ESTIMATE | (aligned ? 0U : FFTW_UNALIGNED);
+    return MakeGuarded(1, [&] {
+        return fftwf_plan_guru64_dft_c2r(1, &axis, 1, &neighbours, reinterpret_cast<fftwf_complex*>(real),
+                                         real, flags);
+    });
+}
+
+/// Scales the samples of a real row and clears what lies between it and the next.
+void FinishRow(const Geometry& g, float* row, float scale) {
+    const std::ptrdiff_t width = g.lengths[2];
+    const std::ptrdiff_t used = 2 * g.ComplexColumns();
+    for (std::ptrdiff_t i = 0; i < width; ++i) row[i] *= scale;
+    for (std::ptrdiff_t i = width; i < std::max(used, g.realStrides[1]); ++i) row[i] = 0.0f;
+}
+
+}  // namespace
+
+void DestroyPlan::operator()(fftwf_plan plan) const {
+    const std::lock_guard guard(PlannerLock());
+    fftwf_destroy_plan(plan);
+}
+
+bool TransformForward(const Geometry& g, float* real, fftwf_complex* spectrum) {
+    fftwf_iodim64 axes[3];
+    for (std::size_t a = 0; a < 3; ++a) axes[a] = Axis(g.lengths[a], g.realStrides[a], g.complexStrides[a]);
+    const Plan plan = MakeGuarded(omp_get_max_threads(), [&] {
+        return fftwf_plan_guru64_dft_r2c(3, axes, 0, nullptr, real, spectrum, FFTW_ESTIMATE);
+    });
+    if (plan == nullptr) return false;
+    fftwf_execute(plan.get());
+    return true;
+}
+
+bool TransformBackwardInPlace(const Geometry& g, float* real, float scale) {
+    const std::ptrdiff_t rows = g.lengths[1];
+    const std::ptrdiff_t chunksPerPlane = (rows + kRowsPerChunk - 1) / kRowsPerChunk;
+    const std::ptrdiff_t lastChunkRows = rows - (chunksPerPlane - 1) * kRowsPerChunk;
+
+    const Plan columns = PlanColumns(g, reinterpret_cast<fftwf_complex*>(real));
+    const Plan chunk = PlanRows(g, std::min(rows, kRowsPerChunk), real);
+    const Plan lastChunk = PlanRows(g, lastChunkRows, real);
+    if (columns == nullptr || chunk == nullptr || lastChunk == nullptr) return false;
+
+    fftwf_execute(columns.get());
+    const std::ptrdiff_t chunks = g.lengths[0] * chunksPerPlane;
+#pragma omp parallel for schedule(static)
+    for (std::ptrdiff_t n = 0; n < chunks; ++n) {
+        const std::ptrdiff_t plane = n / chunksPerPlane;
+        const std::ptrdiff_t firstRow = n % chunksPerPlane * kRowsPerChunk;
+        const bool last = firstRow + kRowsPerChunk >= rows;
+        float* const first = real + plane * g.realStrides[0] + firstRow * g.realStrides[1];
+        fftwf_execute_dft_c2r((last ? lastChunk : chunk).get(), reinterpret_cast<fftwf_complex*>(first),
+                              first);
+        const std::ptrdiff_t count = last ? lastChunkRows : kRowsPerChunk;
+        for (std::ptrdiff_t j = 0; j < count; ++j) FinishRow(g, first + j * g.realStrides[1], scale);
+    }
+    return true;
+}
+
+}  // namespace gnr::fft

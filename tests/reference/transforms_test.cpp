@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include <gnr_deconvolution/kernels_3d.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <tuple>
+
+#include "support/ref/direct_dft.h"
+#include "support/tolerances.h"
+#include "support/volumes.h"
+
+namespace {
+
+using Low = CRy3DDeconvolutionLow;
+using gnr::test::Volume;
+
+gnr::ref::RealVolume ToDense(const Volume& v) {
+    gnr::ref::RealVolume dense(v.x(), v.y(), v.z());
+    for (int k = 0; k < v.z(); ++k) {
+        for (int j = 0; j < v.y(); ++j) {
+            for (int i = 0; i < v.x(); ++i) dense.at(i, j, k) = v.at(i, j, k);
+        }
+    }
+    return dense;
+}
+
+/// Even and odd sides, primes, sides of one sample.
+class TransformsAgainstDirectDft : public testing::TestWithParam<std::tuple<int, int, int>> {
+  protected:
+    Volume Random() const {
+        const auto [x, y, z] = GetParam();
+        Volume v(x, y, z);
+        v.FillRandom(7, -1.0f, 2.0f).FillPadding(gnr::test::kSentinel);
+        return v;
+    }
+    static double Tolerance(const Volume& v) {
+        const double samples = 1.0 * v.x() * v.y() * v.z();
+        return gnr::test::TransformTolerance(samples, 2.0 * samples);
+    }
+};
+
+/// The half spectrum where the layout puts it: complex rows of rowLength / 2, planes of planeStride / 2.
+void ExpectSpectrum(const Volume& v, const gnr::ref::ComplexVolume& expected, double tolerance) {
+    for (int w = 0; w < v.z(); ++w) {
+        for (int r = 0; r < v.y(); ++r) {
+            for (int u = 0; u <= v.x() / 2; ++u) {
+                const long long n = 2LL * (w * (v.sizes.planeStride / 2) + r * (v.sizes.rowLength / 2) + u);
+                ASSERT_NEAR(v.get()[n], expected.at(u, r, w).real(), tolerance) << u << ' ' << r << ' ' << w;
+                ASSERT_NEAR(v.get()[n + 1], expected.at(u, r, w).imag(), tolerance)
+                    << u << ' ' << r << ' ' << w;
+            }
+        }
+    }
+}
+
+TEST_P(TransformsAgainstDirectDft, Forward) {
+    const Volume v = Random();
+    const auto expected = gnr::ref::Forward(ToDense(v));
+    ASSERT_EQ(Low::DFT3D_Transform(&v.sizes, v), 0);
+    ExpectSpectrum(v, expected, Tolerance(v));
+}
+
+TEST_P(TransformsAgainstDirectDft, ForwardAndBackwardGiveTheImageBackAndFinitePadding) {
+    const Volume before = Random();
+    Volume v = before;
+    v.FillPadding(std::numeric_limits<float>::quiet_NaN());
+    ASSERT_EQ(Low::DFT3D_Transform(&v.sizes, v), 0);
+    ASSERT_EQ(Low::DFT3D_Inversion(&v.sizes, v), 0);
+    for (int k = 0; k < v.z(); ++k) {
+        for (int j = 0; j < v.y(); ++j) {
+            for (int i = 0; i < v.x(); ++i) ASSERT_NEAR(v.at(i, j, k), before.at(i, j, k), 4e-6);
+            ASSERT_TRUE(std::isfinite(v.at(v.x(), j, k)));
+            ASSERT_TRUE(std::isfinite(v.at(v.x() + 1, j, k)));
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sizes, TransformsAgainstDirectDft,
+                         testing::Values(std::tuple(2, 1, 1), std::tuple(1, 1, 1), std::tuple(4, 3, 5),
+                                         std::tuple(6, 4, 3), std::tuple(3, 5, 2), std::tuple(7, 1, 4),
+                                         std::tuple(16, 8, 4), std::tuple(38, 17, 2), std::tuple(2, 37, 3),
+                                         std::tuple(5, 1, 1), std::tuple(94, 3, 1)));
+
+}  // namespace
