@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// One restoration, from files to file.
+
+#include <filesystem>
+#include <string>
+
+#include "report/messages.h"
+#include "restoration/method.h"
+
+namespace rydecon {
+
+struct RestoreJob {
+    std::filesystem::path image;
+    std::filesystem::path psf;
+    std::filesystem::path output;
+    std::string method;
+    MethodSettings settings;
+    bool overwrite = false;
+};
+
+/// Runs the job; the output appears whole or not at all. Throws UserError, with ExitCode::Stopped after
+/// Ctrl-C. Peak memory: the padded image, the padded PSF, the core's buffers, one plane.
+void RunRestoreJob(const RestoreJob& job, const Messages& messages);
+
+}  // namespace rydecon
