@@ -4,9 +4,11 @@
 add_library(gnr_flags INTERFACE)
 target_compile_features(gnr_flags INTERFACE cxx_std_20)
 
-# Contraction would fuse a * b + c into one rounding and change results between machines.
+# Contraction would fuse a * b + c into one rounding and change results between machines. The other two give up
+# exception flags and errno, which nothing reads, and change no value (docs/decisions/0002-value-safe-flags.md).
 target_compile_options(gnr_flags INTERFACE
   -ffp-contract=off
+  -fno-trapping-math -fno-math-errno
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 
 if(GNR_SANITIZE)

@@ -96,8 +96,9 @@ bool TransformBackwardInPlace(const Geometry& g, float* real, float scale) {
 
     const Plan columns = PlanColumns(g, reinterpret_cast<fftwf_complex*>(real));
     const Plan chunk = PlanRows(g, std::min(rows, kRowsPerChunk), real);
-    const Plan lastChunk = PlanRows(g, lastChunkRows, real);
-    if (columns == nullptr || chunk == nullptr || lastChunk == nullptr) return false;
+    const bool uneven = chunksPerPlane > 1 && lastChunkRows != kRowsPerChunk;
+    const Plan shorter = uneven ? PlanRows(g, lastChunkRows, real) : nullptr;
+    if (columns == nullptr || chunk == nullptr || (uneven && shorter == nullptr)) return false;
 
     fftwf_execute(columns.get());
     const std::ptrdiff_t chunks = g.lengths[0] * chunksPerPlane;
@@ -107,8 +108,8 @@ bool TransformBackwardInPlace(const Geometry& g, float* real, float scale) {
         const std::ptrdiff_t firstRow = n % chunksPerPlane * kRowsPerChunk;
         const bool last = firstRow + kRowsPerChunk >= rows;
         float* const first = real + plane * g.realStrides[0] + firstRow * g.realStrides[1];
-        fftwf_execute_dft_c2r((last ? lastChunk : chunk).get(), reinterpret_cast<fftwf_complex*>(first),
-                              first);
+        fftwf_execute_dft_c2r((last && uneven ? shorter : chunk).get(),
+                              reinterpret_cast<fftwf_complex*>(first), first);
         const std::ptrdiff_t count = last ? lastChunkRows : kRowsPerChunk;
         for (std::ptrdiff_t j = 0; j < count; ++j) FinishRow(g, first + j * g.realStrides[1], scale);
     }
