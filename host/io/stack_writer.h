@@ -15,7 +15,7 @@ namespace rydecon {
 class StackWriter {
   public:
     /// Refuses (UserError) an existing target unless `overwrite`, and a folder that cannot be written.
-    StackWriter(std::filesystem::path target, const StackHeader& header, bool overwrite);
+    StackWriter(const std::filesystem::path& target, const StackHeader& header, bool overwrite);
     ~StackWriter();
     StackWriter(const StackWriter&) = delete;
     StackWriter& operator=(const StackWriter&) = delete;

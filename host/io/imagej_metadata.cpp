@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+
+#include "io/imagej_metadata.h"
+
+#include <array>
+#include <charconv>
+#include <limits>
+#include <string_view>
+
+#include "io/length_unit.h"
+#include "io/resolution_tags.h"
+
+namespace rydecon {
+namespace {
+
+constexpr std::string_view kFirstWord = "ImageJ=";
+
+// ImageJ leaves out what is 1, and takes what it cannot read as 1.
+int ParseCount(std::string_view text) {
+    const std::string_view digits = Trimmed(text);
+    int count = 1;
+    const auto [end, failure] = std::from_chars(digits.data(), digits.data() + digits.size(), count);
+    return failure == std::errc{} && end == digits.data() + digits.size() && count >= 1 ? count : 1;
+}
+
+void TakeLine(std::string_view line, ImageJMetadata& metadata) {
+    const std::size_t equals = line.find('=');
+    if (equals == std::string_view::npos) return;
+    const std::string_view key = Trimmed(line.substr(0, equals));
+    const std::string_view value = Trimmed(line.substr(equals + 1));
+    if (key == "images") metadata.images = ParseCount(value);
+    if (key == "channels") metadata.channels = ParseCount(value);
+    if (key == "slices") metadata.slices = ParseCount(value);
+    if (key == "frames") metadata.frames = ParseCount(value);
+    if (key == "unit") metadata.unit = value;
+    if (key == "zunit") metadata.zUnit = value;
+    if (key == "spacing") {
+        metadata.spacing = ParseNumber(value).value_or(std::numeric_limits<double>::quiet_NaN());
+    }
+}
+
+std::string Digits(double number) {
+    std::array<char, 32> text{};
+    const auto [end, failure] = std::to_chars(text.data(), text.data() + text.size(), number);
+    return failure == std::errc{} ? std::string(text.data(), end) : std::string("nan");
+}
+
+}  // namespace
+
+std::optional<ImageJMetadata> ParseImageJ(const std::string& description) {
+    std::string_view rest = description;
+    if (!rest.starts_with(kFirstWord)) return std::nullopt;
+    ImageJMetadata metadata;
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find('\n'), rest.size());
+        TakeLine(rest.substr(0, end), metadata);
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return metadata;
+}
+
+VoxelSize VoxelFromImageJ(const ImageJMetadata& metadata, const ResolutionTags& tags,
+                          const FileNotes& notes) {
+    const auto unit = MicrometresPer(metadata.unit);
+    const auto zUnit = metadata.zUnit.empty() ? unit : MicrometresPer(metadata.zUnit);
+    VoxelSize voxel;
+    if (!unit) {
+        voxel = VoxelFromResolution(tags);
+    } else if (*unit == kMicrometresPerInch || *unit == kMicrometresPerCentimetre) {
+        // The resolution of a printed page survives under ImageJ's unit as well.
+        voxel = VoxelFromPrintResolution(tags, *unit);
+    } else {
+        if (tags.x) voxel.x = AcceptDistance(DistanceFrom(*tags.x, *unit), "pixel width", notes);
+        if (tags.y) voxel.y = AcceptDistance(DistanceFrom(*tags.y, *unit), "pixel height", notes);
+    }
+    if (metadata.spacing && zUnit) {
+        voxel.z = AcceptDistance(*metadata.spacing * *zUnit, "distance of planes", notes);
+    }
+    return voxel;
+}
+
+std::string WriteImageJ(const StackHeader& header) {
+    const VoxelSize& voxel = header.voxel;
+    // The version under which other writers of this form sign, too: it switches nothing on.
+    std::string text = std::string(kFirstWord) + "1.11a\n";
+    if (header.planes > 1) {
+        const std::string planes = std::to_string(header.planes);
+        text += "images=" + planes + "\nslices=" + planes + "\n";
+    }
+    if (voxel.x || voxel.y || voxel.z) text += "unit=um\n";
+    if (voxel.z) text += "spacing=" + Digits(*voxel.z) + "\n";
+    if (header.planes > 1) text += "loop=false\n";
+    return text;
+}
+
+}  // namespace rydecon

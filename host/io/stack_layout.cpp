@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: MIT
+
+#include "io/stack_layout.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "io/imagej_metadata.h"
+#include "io/ome_metadata.h"
+#include "io/resolution_tags.h"
+
+namespace rydecon {
+namespace {
+
+constexpr std::uint64_t kMostSamples = std::uint64_t{1} << 40;
+
+// Pages of the stack, and what the first of them says about all.
+struct Pages {
+    std::vector<TiffPage> pages;
+    std::string description;
+    ResolutionTags resolution;
+};
+
+std::string Shape(const TiffPage& page) {
+    return std::to_string(page.width) + " x " + std::to_string(page.height) + " " +
+           std::string(NameOf(page.type));
+}
+
+void CheckLikeFirst(const TiffFile& file, const TiffPage& first, const TiffPage& page) {
+    if (page.width == first.width && page.height == first.height && page.type == first.type) return;
+    throw file.Refusal("page " + std::to_string(page.number) + " is " + Shape(page) + ", page " +
+                       std::to_string(first.number) + " is " + Shape(first) +
+                       "; all planes of a stack need one size and one type");
+}
+
+Pages CollectPages(TiffFile& file, const FileNotes& notes) {
+    Pages found;
+    int number = 0;
+    do {
+        ++number;
+        if (IsReducedOrMask(file)) continue;
+        const TiffPage page = DescribePage(file, number);
+        const bool coloured = HasPseudoColours(file);
+        if (found.pages.empty()) {
+            found.description = ReadDescription(file);
+            found.resolution = ReadResolution(file);
+            if (coloured) notes.Note("its colour table is ignored: the samples are taken as grey values");
+        } else {
+            CheckLikeFirst(file, found.pages.front(), page);
+        }
+        found.pages.push_back(page);
+    } while (file.NextDirectory());
+    if (found.pages.empty()) {
+        throw file.Refusal("the file holds only thumbnails or masks; a stack of full-size pages is needed");
+    }
+    return found;
+}
+
+void RefuseSeveral(const TiffFile& file, int channels, int times, int slices) {
+    if (channels == 1 && times == 1) return;
+    std::string reason = "it holds " + std::to_string(channels) + " channel(s) and " + std::to_string(times) +
+                         " time point(s); a stack of one channel and one time point is needed: ";
+    // Python's writers call the planes channels or times unless told better.
+    const bool likelyPlanes = slices == 1 && (channels == 1 || times == 1);
+    reason += likelyPlanes
+                  ? "if these are its z planes, declare them as slices (in ImageJ: Image > Properties), "
+                    "otherwise save one of them"
+                  : "save one of them (in ImageJ: Image > Duplicate)";
+    throw file.Refusal(reason);
+}
+
+// ImageJ writes stacks above 4 GiB as one directory with all planes behind the first; the directories it
+// leaves out are made up here.
+void AddPlanesBehindFirst(const TiffFile& file, Pages& found, int images) {
+    const TiffPage first = found.pages.front();
+    const auto count = static_cast<std::uint64_t>(images);
+    const bool fits =
+        first.run && *first.run <= file.size() && (file.size() - *first.run) / first.Bytes() >= count;
+    if (!fits) {
+        throw file.Refusal("the file is truncated: it tells of " + std::to_string(images) +
+                           " planes but holds fewer; copy or export it again");
+    }
+    found.pages.resize(count, first);
+    for (std::size_t k = 1; k < count; ++k) found.pages[k].run = *first.run + k * first.Bytes();
+}
+
+VoxelSize ApplyImageJ(const TiffFile& file, const ImageJMetadata& metadata, const FileNotes& notes,
+                      Pages& found) {
+    RefuseSeveral(file, metadata.channels, metadata.frames, metadata.slices);
+    const int told = std::max(metadata.images, metadata.slices);
+    const auto held = found.pages.size();
+    if (held == 1 && told > 1) {
+        AddPlanesBehindFirst(file, found, told);
+    } else if (told > 1 && held != static_cast<std::size_t>(told)) {
+        notes.Note("its metadata tell of " + std::to_string(told) + " planes; the " + std::to_string(held) +
+                   " pages in the file are taken");
+    }
+    return VoxelFromImageJ(metadata, found.resolution, notes);
+}
+
+VoxelSize ApplyOme(const TiffFile& file, const OmeMetadata& metadata, const FileNotes& notes, Pages& found) {
+    const TiffPage& first = found.pages.front();
+    if (metadata.sizeX != first.width || metadata.sizeY != first.height) {
+        notes.Note("its OME metadata describe an image of another size and are ignored");
+        return VoxelFromResolution(found.resolution);
+    }
+    if (metadata.images > 1) {
+        throw file.Refusal("it holds " + std::to_string(metadata.images) +
+                           " images; a file with one stack is needed: save one of them");
+    }
+    RefuseSeveral(file, metadata.sizeC, metadata.sizeT, metadata.sizeZ);
+    if (static_cast<std::size_t>(metadata.sizeZ) != found.pages.size()) {
+        throw file.Refusal("its OME metadata tell of " + std::to_string(metadata.sizeZ) +
+                           " planes but it holds " + std::to_string(found.pages.size()) +
+                           " pages; save the whole stack in one file");
+    }
+    std::vector<TiffPage> planes;
+    planes.reserve(found.pages.size());
+    for (const int page : PageOrder(metadata.runs, metadata.sizeZ)) {
+        planes.push_back(found.pages[static_cast<std::size_t>(page)]);
+    }
+    found.pages = std::move(planes);
+    return metadata.voxel;
+}
+
+void CheckTotal(const TiffFile& file, const Pages& found) {
+    const TiffPage& first = found.pages.front();
+    const std::uint64_t samples = first.Bytes() / BytesOf(first.type);
+    if (found.pages.size() > static_cast<std::size_t>(std::numeric_limits<int>::max()) ||
+        found.pages.size() > kMostSamples / samples) {
+        throw file.Refusal("it claims " + std::to_string(found.pages.size()) + " planes of " + Shape(first) +
+                           ", more than any machine holds; the file is damaged");
+    }
+}
+
+}  // namespace
+
+StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes) {
+    Pages found = CollectPages(file, notes);
+    StackLayout layout;
+    VoxelSize& voxel = layout.header.voxel;
+    if (const auto imagej = ParseImageJ(found.description)) {
+        voxel = ApplyImageJ(file, *imagej, notes, found);
+    } else if (const auto ome = ParseOme(found.description, notes)) {
+        voxel = ApplyOme(file, *ome, notes, found);
+    } else {
+        voxel = VoxelFromResolution(found.resolution);
+    }
+    CheckTotal(file, found);
+    const TiffPage& first = found.pages.front();
+    layout.header.width = first.width;
+    layout.header.height = first.height;
+    layout.header.planes = static_cast<int>(found.pages.size());
+    layout.header.sampleType = NameOf(first.type);
+    layout.planes = std::move(found.pages);
+    return layout;
+}
+
+}  // namespace rydecon

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+
+#include "io/stack_reader.h"
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "io/file_error.h"
+#include "io/plane_decoder.h"
+#include "io/sample_conversion.h"
+#include "io/stack_layout.h"
+#include "io/tiff_file.h"
+
+namespace rydecon {
+
+struct StackReader::Impl {
+    Impl(std::filesystem::path path, const Messages& messages)
+        : file(std::move(path)),
+          notes(file.path(), messages),
+          layout(ReadStackLayout(file, notes)),
+          decoder(file),
+          wasRead(layout.planes.size(), false),
+          unread(layout.planes.size()) {}
+
+    void KeepAccount(std::size_t plane, const ConversionLoss& loss);
+
+    TiffFile file;
+    FileNotes notes;
+    StackLayout layout;
+    PlaneDecoder decoder;
+    std::vector<bool> wasRead;
+    std::size_t unread;
+    std::size_t inexact = 0;
+    bool warned = false;
+};
+
+// Each plane counts once, however often it is read; the note comes with the last one.
+void StackReader::Impl::KeepAccount(std::size_t plane, const ConversionLoss& loss) {
+    if (!warned && !file.warning().empty()) {
+        notes.Note("page " + std::to_string(layout.planes[plane].number) + ": " + file.warning());
+        warned = true;
+    }
+    if (wasRead[plane]) return;
+    wasRead[plane] = true;
+    --unread;
+    inexact += loss.inexact;
+    if (unread == 0 && inexact > 0) {
+        notes.Note(std::to_string(inexact) + " samples lost digits on the way from " +
+                   layout.header.sampleType + " to float32");
+    }
+}
+
+StackReader::StackReader(std::filesystem::path path, const Messages& messages)
+    : impl_(std::make_unique<Impl>(std::move(path), messages)) {}
+
+StackReader::~StackReader() = default;
+
+const StackHeader& StackReader::header() const {
+    return impl_->layout.header;
+}
+
+void StackReader::ReadPlane(int plane, float* rows, std::ptrdiff_t rowStride) {
+    if (plane < 0 || plane >= impl_->layout.header.planes) throw std::out_of_range("plane of a stack");
+    const auto index = static_cast<std::size_t>(plane);
+    impl_->file.ForgetComplaints();
+    const ConversionLoss loss = impl_->decoder.Decode(impl_->layout.planes[index], rows, rowStride);
+    if (loss.tooLarge > 0) {
+        throw impl_->file.Refusal(std::to_string(loss.tooLarge) + " samples of plane " +
+                                  std::to_string(plane + 1) +
+                                  " are beyond the range of float32 (3.4e38); scale the stack down");
+    }
+    impl_->KeepAccount(index, loss);
+}
+
+}  // namespace rydecon

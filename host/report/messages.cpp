@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+// Prints notices on standard error.
+
+#include "report/messages.h"
+
+#include <cstdio>
+
+namespace rydecon {
+
+void Messages::Note(const std::string& line) const {
+    if (quiet_) return;
+    std::fprintf(stderr, "rydecon: note: %s\n", line.c_str());
+}
+
+}  // namespace rydecon
