@@ -14,12 +14,18 @@
 // so that an in-place real-to-complex transform fits. x is even. "Image columns" are the columns below x,
 // "whole buffer" all `total` floats.
 //
-// Transforms and buffers may be used from several threads at once on different buffers. Kernels whose name
-// begins with SSE_, and those said to be parallel, fork OpenMP threads and join them before they return.
+// Kernels may be used from several threads at once on different buffers. Those whose name begins with SSE_,
+// and those said to be parallel, fork OpenMP threads and join them before they return; all others run on the
+// calling thread. No kernel allocates, fails, or looks at its pointers first: null is the caller's fault.
 
 #include <gnr_deconvolution/export.h>
 
 #include <cstdint>
+
+class FloatPSF3D;
+namespace gnr::test {
+struct KernelAccess;
+}
 
 // -------------------------------------------------------------------------------------------- geometry
 
@@ -77,19 +83,182 @@ class GNR_API CRy3DDeconvolutionLow {
     /// Backward, in place, of each plane by itself, divided by x * rows.
     static int DFT2D_Inversion(const DFT3D* s, float* pf);
 
+    // ---- element-wise --------------------------------------------------------------------------------
+    // One float operation after the other as written, over all s->total floats, or over n floats; nothing
+    // beyond is read or written, whatever n is, and nothing at all for n of 0 or below. The first operand
+    // takes the result, the second is only read; both may be one buffer. The KERNEL3D_ form is serial; the
+    // SSE_ form is parallel, wants 16-byte aligned buffers, and gives the same floats except where Divide
+    // says otherwise. Complex kernels work on pairs, real part first; the last float of an odd n stays.
+
+    /// a := b + a
+    static void KERNEL3D_Add(const DFT3D* s, float* a, float* b);
+    static void SSE_Add(float* a, float* b, long long n);
+    /// a := a - b
+    static void KERNEL3D_Subtract(const DFT3D* s, float* a, float* b);
+    static void SSE_Subtract(float* a, float* b, long long n);
+    /// a := b * a
+    static void KERNEL3D_Multiply(const DFT3D* s, float* a, float* b);
+    static void SSE_Multiply(float* a, float* b, long long n);
+    /// a := b / a, the first operand being the denominator. Where a is 0, of either sign, KERNEL3D_ keeps it
+    /// and SSE_ gives +0. A NaN is not 0.
+    static void KERNEL3D_Divide(const DFT3D* s, float* a, float* b);
+    static void SSE_Divide(float* a, float* b, long long n);
+    /// a := (b + off) / (a + off); a stays where it is 0. No guard for a = -off.
+    static void KERNEL3D_DivideOff(const DFT3D* s, float* a, float* b, float off);
+    /// a := a b, as complex numbers
+    static void KERNEL3D_ComplexMultiply(const DFT3D* s, float* a, float* b);
+    static void SSE_ComplexMultiply(float* a, float* b, long long n);
+    /// a := a conj(b), as complex numbers
+    static void KERNEL3D_ComplexMultiplyAdJoint(const DFT3D* s, float* a, float* b);
+    static void SSE_ComplexMultiplyAdjoint(float* a, float* b, long long n);
+    /// a := +0
+    static void KERNEL3D_Zero(const DFT3D* s, float* a);
+    /// a := b
+    static void KERNEL3D_Copy(const DFT3D* s, float* a, float* b);
+    /// Every float of one, or of each of four buffers := 1. SetOnesFour is serial.
+    static void SSE_SetOnes(float* p, const DFT3D* s);
+    static void SSE_SetOnesFour(float* p1, float* p2, float* p3, float* p4, const DFT3D* s);
+    static void SetOnesFour(float* p1, float* p2, float* p3, float* p4, const DFT3D* s);
+
     // ---- image statistics ----------------------------------------------------------------------------
 
     /// Sum over the image columns, in double, rounded to float on return.
+    /// Order    plane, row, column, one accumulator
+    static float GetSumOfImage(const DFT3D* s, float* p);
+    /// The same sum.
     /// Order    parallel over rows: the last digits may depend on the thread count
     static float GetSumOfImageXX(const DFT3D* s, float* pf);
+    /// Sum over a box, in double, rounded to float: planes iFirstPlane to iFirstPlane + iPlanes - 1, rows
+    /// iMargin to iMargin + iHeight - 1, columns iMargin to iMargin + iWidth - 1. Rows and columns are cut at
+    /// s->rows and s->rowLength (padding counts); planes are not checked.
+    static float GetSumOfImageInteg(const DFT3D* s, float* p, int iFirstPlane, int iPlanes, int iMargin,
+                                    int iWidth, int iHeight);
+    /// Extremes over the image columns; a NaN is never taken. Without any sample, the lowest and the greatest
+    /// finite float. Serial.
+    static float GetMaxOfImageXX(const DFT3D* s, float* p);
+    static float GetMinOfImageXX(const DFT3D* s, float* p);
 
-    // ---- element-wise --------------------------------------------------------------------------------
+    /// E8 energy of the image columns, S sum of the samples, Q sum of their squares (each square in float,
+    /// the sums in double, the quotient rounded to float):
+    ///
+    ///   GetEnergyE8Image   S / Q; 1 unless |Q| > 1e-20
+    ///   GetEnergyE8Kernel  Q / S; 1 unless |S| > 1e-20
+    ///   ComputeE8_3D       (Q_B S_A) / (Q_A S_B); 1 unless |S_B| > 1e-10 and |Q_A| > 1e-10
+    ///
+    /// Order    the first two in plane, row, column order; the third parallel over rows, its last digits may
+    ///          depend on the thread count
+    static float GetEnergyE8Image(DFT3D* s, float* p);
+    static float GetEnergyE8Kernel(DFT3D* s, float* p);
+    static float ComputeE8_3D(float* pfA, float* pfB, const DFT3D* s);
 
-    /// pf[i] := pf[i] * c over the whole buffer, one float product each; parallel.
+    // ---- repairs, scalings, spectra ------------------------------------------------------------------
+
+    /// Image columns: each sample times c. Padding stays. Serial.
+    static void MulFloatC3D(const DFT3D* s, float* p, float c);
+    /// Whole buffer: each float times c. The SSE_ form is parallel.
+    static void MulFloatC3DXX(const DFT3D* s, float* p, float c);
     static void SSE_MulFloatC3DXX(const DFT3D* s, float* pf, float c);
-
-    /// Image columns: a sample not above 0 becomes +0, a NaN too. Padding stays. Serial.
+    /// Whole buffer: a float below 0 becomes +0; -0 and a NaN stay. Parallel.
+    static void ClipSmallerThanZero(const DFT3D* s, float* p);
+    /// Image columns: a sample not above 0 becomes +0, -0 and a NaN too. Padding stays. Serial.
     static void CutByZero(const DFT3D* s, float* pf);
+    /// Each pair (re, im) of the whole buffer becomes (re^2 + im^2, 0). Serial.
+    static void PowerSpectrum(float* p, const DFT3D* s);
+    /// Flips the sign bit of each imaginary part. Serial.
+    static void ComplexConjugate(float* p, const DFT3D* s);
+
+    // ---- noise ---------------------------------------------------------------------------------------
+
+    /// Estimated noise variance of one plane, rows iWidth floats apart; pass rowLength, so that the mask
+    /// stays within the image columns.
+    ///
+    ///   sigma = sqrt(pi / 2) / (6 (iWidth - 4) (iHeight - 2)) * sum |R|,  result sigma^2
+    ///   R     response of the mask 1 -2 1 / -2 4 -2 / 1 -2 1
+    ///
+    /// Range    rows up to iHeight - 1, columns up to iWidth - 3; 0 for iHeight of 2 or below, NaN for iWidth
+    /// 4 Order    serial, in double Source   Immerkaer 1996 (docs/bibliography.md), with two columns more of
+    /// margin
+    static double GetMyImmerkaerNoiseEstimationFloat(float* p, int iWidth, int iHeight);
+
+    // ---- regularisation ------------------------------------------------------------------------------
+    // Damping fields of an estimate pf, written to every float of pfOut, padding included: 1 outside the
+    // interior. Distinct buffers of s->total floats. Serial; in float, the order of sums fixed.
+    //
+    //   L(n)   ((((( pf[n - planeStride] + pf[n + planeStride] ) + pf[n - rowLength] ) + pf[n + rowLength] )
+    //          + pf[n - 1] ) + pf[n + 1] ) - pf[n] * 6
+
+    /// Tikhonov-Miller damping field, clamped.
+    ///
+    ///   u(n)     = L(n) * fLambda, cut to -0.1 .. 0.1, a NaN to 0.1
+    ///   pfOut(n) = 1 / (u(n) + 1)
+    ///
+    /// Interior planes 1 to min(planes - 1, rows - 1, rowLength - 3) - 1, without row 0 and column 0; the
+    /// last
+    ///          row and the padding are interior
+    /// Units    fLambda in 1/counts
+    /// Source   van Kempen, van Vliet, Verveer, van der Voort 1997 (docs/bibliography.md)
+    static void GetRegularization(const DFT3D* s, float* pfOut, float* pf, float fLambda);
+
+    /// Tikhonov-Miller damping field; weakens fLambda until the field is stable.
+    ///
+    ///   u(n)     = L(n) * fLambda
+    ///   pfOut(n) = 1 / (u(n) + 1)
+    ///   while some u lies outside -0.11 .. 0.11: fLambda := (fLambda * 0.1) / max |u|, whole pass again
+    ///
+    /// Interior one sample inside every face of the image columns
+    /// Units    fLambda in 1/counts, in and out; its magnitude never grows
+    /// Errors   none: the second pass is always the last. A u that overflows ends with fLambda 0, an infinite
+    ///          fLambda with NaN; NaN samples propagate to their neighbours in the field and to nothing else
+    /// Source   as above
+    static void GetRegularizationIterative(const DFT3D* s, float* pfOut, float* pf, float& fLambda);
+
+    /// Total-variation damping field.
+    ///
+    ///   gx, gy, gz  forward differences of pf;  m = sqrt(gy^2 + gx^2 + gz^2)
+    ///   pfOut(n) = 1 / (1 - ((gy + gx + gz) / m) * fLambda);  1 unless m > 1e-10
+    ///
+    /// Interior as in GetRegularization; no clamp, so that a denominator at 0 gives an infinity
+    /// Source   Dey, Blanc-Feraud, Zimmer and others 2006 (docs/bibliography.md), here without the second
+    ///          difference
+    static void GetRegularizationRLTV(DFT3D* s, float* pfOut, float* pf, float fLambda);
+
+    /// Mean I-divergence of pfA from pfB over a box, maxima exclusive.
+    ///
+    ///   dResult = 1/N sum ( a ln((a + 1e-20) / (b + 1e-20)) - a + b ),  in double
+    ///
+    /// Range    samples of the box; an empty box gives NaN, a negative argument of the logarithm too
+    /// Order    parallel: the last digits may depend on the thread count
+    /// Returns  0
+    /// Source   Csiszar 1991 (docs/bibliography.md)
+    static int CalculateIDIV(float* pfA, float* pfB, double& dResult, unsigned long long uiMinX,
+                             unsigned long long uiMaxX, unsigned long long uiMinY, unsigned long long uiMaxY,
+                             unsigned long long uiMinZ, unsigned long long uiMaxZ, const DFT3D* s);
+
+    // ---- acceleration --------------------------------------------------------------------------------
+    // Multiplicative vector extrapolation: the next start is the current estimate, times the ratio of the
+    // last two estimates raised to a power alpha. Source: Biggs and Andrews 1997 (docs/bibliography.md).
+
+    /// Whole buffer: pfOut := pfNum / pfDen in float where pfDen > 1e-20, 1 elsewhere. Serial.
+    static void GetPVKM1_3D(float* pfOut, float* pfNum, float* pfDen, const DFT3D* s);
+    /// Image columns: p := max(p, 0)^fAlpha, a NaN counting as 0. Padding stays. Serial.
+    static void PowVkAlpha3D(float* p, const DFT3D* s, float fAlpha);
+    /// The same in parallel, with two shortcuts: fAlpha within 1e-10 of 0 sets the whole buffer to 1, padding
+    /// too; within 1e-10 of 1 nothing changes, so that a negative sample stays.
+    static void SSE_PowVkAlpha3D(float* p, const DFT3D* s, float fAlpha);
+    /// The exponent alpha for the next step, 0 to 1: the correlation of the last two steps in the logarithm.
+    ///
+    ///   alpha = sum(u t) / sum(t t),  u = log10(pfC) pfA,  t = log10(pfD) pfB
+    ///
+    /// Shape    pfA, pfB current and previous estimate; pfC, pfD last and last but one step ratio: s->total
+    ///          floats each; pfScratch 2 * planeStride floats, overwritten
+    /// Range    image columns where pfC and pfD are above 1e-10; a sample that is left out adds the terms of
+    ///          the last plane below it that had some at its place
+    /// Numbers  logarithms and their products with the estimates in float; terms rounded to float, summed in
+    ///          double
+    /// Order    terms in parallel, sums on the calling thread: independent of the thread count
+    /// Returns  0 unless sum(t t) > 1e-10 and alpha > 0; 1 unless alpha < 1
+    static float Recompute_dAlphaK3D(float* pfScratch, float* pfA, float* pfB, float* pfC, float* pfD,
+                                     const DFT3D* s);
 
     // ---- Wiener filter -------------------------------------------------------------------------------
 
@@ -104,4 +273,33 @@ class GNR_API CRy3DDeconvolutionLow {
     /// Order    parallel; each pair by itself, independent of the thread count
     /// Source   Wiener 1949; in this form Gonzalez and Woods 2008, section 5.8 (docs/bibliography.md)
     static void ComputeWiener3D(const DFT3D* s, float* pfA, float* pfB, double K);
+
+  private:
+    friend class FloatPSF3D;
+    friend struct gnr::test::KernelAccess;
+
+    // ---- by count ------------------------------------------------------------------------------------
+    // The serial element-wise kernels on n floats.
+
+    static void INLINE_Add(float* a, float* b, long long n);
+    static void INLINE_Subtract(float* a, float* b, long long n);
+    static void INLINE_Multiply(float* a, float* b, long long n);
+    static void INLINE_Divide(float* a, float* b, long long n);
+    static void INLINE_DivideOff(float* a, float* b, long long n, float off);
+    static void INLINE_ComplexMultiply(float* a, float* b, long long n);
+    static void INLINE_ComplexMultiplyAdjoint(float* a, float* b, long long n);
+    static void INLINE_Zero(float* a, long long n);
+    static void INLINE_Copy(float* a, float* b, long long n);
+
+    // ---- model PSF -----------------------------------------------------------------------------------
+
+    /// A quarter of a radial Gaussian, its peak 1 / (pi dSigma^2) at the plane's origin.
+    ///
+    ///   p(x, y) = exp(-(x^2 + y^2) / dSigma^2) / (pi dSigma^2)
+    ///
+    /// Shape    iHeight rows, iWidth floats apart
+    /// Range    each row up to and including its first value below 1e-10; the rest of the row stays
+    static void INLINE_GaussSimpleHat(float* p, int iWidth, int iHeight, double dSigma);
+    /// The same; iDepth is not read.
+    static void INLINE_GaussHat(float* p, int iWidth, int iHeight, int iDepth, double dSigma);
 };

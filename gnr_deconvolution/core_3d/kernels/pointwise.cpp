@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// Repairs and scalings, sample by sample.
+// Repairs and scalings, sample by sample, and the power and conjugate of spectra.
 
 #include "kernels/pointwise.h"
 
@@ -11,23 +11,47 @@
 
 using namespace gnr::detail;
 
-namespace {
+// ---- scalings ----
 
-/// Above 0 as it is; all else, NaN and -0 included, becomes +0.
-float AboveZero(float v) {
-    return v > 0.0f ? v : 0.0f;
+void CRy3DDeconvolutionLow::MulFloatC3D(const DFT3D* s, float* p, float c) {
+    WalkImageColumns(*s, p, [c](float& v) { v *= c; });
 }
 
-}  // namespace
+void CRy3DDeconvolutionLow::MulFloatC3DXX(const DFT3D* s, float* p, float c) {
+    MapGroups<CallingThread>(p, s->total, [factor = Lanes4(c)](Lanes4 v) { return v * factor; });
+}
 
 void CRy3DDeconvolutionLow::SSE_MulFloatC3DXX(const DFT3D* s, float* pf, float c) {
-    const Lanes4 factor(c);
-    ParallelGroups(pf, s->total, [factor](Lanes4 v) { return v * factor; });
+    ParallelGroups(pf, s->total, [factor = Lanes4(c)](Lanes4 v) { return v * factor; });
+}
+
+// ---- clamps ----
+// deliberate: the two differ. The first keeps an iterate non-negative, padding too, and shows a NaN on; the
+// second finishes a result.
+
+void CRy3DDeconvolutionLow::ClipSmallerThanZero(const DFT3D* s, float* p) {
+    const Lanes4 zero(0.0f);
+    ParallelGroups(p, s->total, [zero](Lanes4 v) { return Select(v < zero, zero, v); });
 }
 
 void CRy3DDeconvolutionLow::CutByZero(const DFT3D* s, float* pf) {
     WalkImageColumns(*s, pf, [](float& v) { v = AboveZero(v); });
 }
+
+// ---- spectra ----
+
+void CRy3DDeconvolutionLow::PowerSpectrum(float* p, const DFT3D* s) {
+    const Lanes4 zero(0.0f);
+    MapComplexGroups<CallingThread>(p, s->total, [zero](Complex4 v) {
+        return Complex4{v.re * v.re + v.im * v.im, zero};
+    });
+}
+
+void CRy3DDeconvolutionLow::ComplexConjugate(float* p, const DFT3D* s) {
+    MapComplexGroups<CallingThread>(p, s->total, [](Complex4 v) { return Complex4{v.re, -v.im}; });
+}
+
+// ---- fused steps of the cores ----
 
 namespace gnr::detail {
 
