@@ -1,17 +1,63 @@
 // SPDX-License-Identifier: MIT
 
-// Sums over the samples of a volume.
+// Sums and extremes over the samples of a volume.
 
 #include <gnr_deconvolution/kernels_3d.h>
 
+#include <algorithm>
+#include <limits>
+
 #include "detail/parallel.h"
+#include "detail/volume_walk.h"
 
 using namespace gnr::detail;
 
+float CRy3DDeconvolutionLow::GetSumOfImage(const DFT3D* s, float* p) {
+    double sum = 0.0;
+    WalkImageColumns(*s, p, [&sum](float v) { sum += v; });
+    return static_cast<float>(sum);
+}
+
 float CRy3DDeconvolutionLow::GetSumOfImageXX(const DFT3D* s, float* pf) {
-    const auto [sum] = SumOverRows<1>(*s, [s, pf](std::int64_t r, double* sums) {
-        const float* const row = pf + r * s->rowLength;
-        for (std::int32_t i = 0; i < ImageColumns(*s); ++i) sums[0] += row[i];
+    const std::int32_t columns = ImageColumns(*s);
+    const std::int64_t rowLength = s->rowLength;
+    const auto [sum] = SumOverRows<1>(*s, [=](std::int64_t r, double* sums) {
+        const float* const row = pf + r * rowLength;
+        double threadSum = sums[0];
+        for (std::int32_t i = 0; i < columns; ++i) threadSum += row[i];
+        sums[0] = threadSum;
     });
     return static_cast<float>(sum);
+}
+
+float CRy3DDeconvolutionLow::GetSumOfImageInteg(const DFT3D* s, float* p, int iFirstPlane, int iPlanes,
+                                                int iMargin, int iWidth, int iHeight) {
+    // deliberate: one margin for x and for y, and columns up to the row's end, padding included
+    const std::int64_t begin = std::max(iMargin, 0);
+    const std::int64_t endColumn = std::min(std::int64_t{iMargin} + iWidth, std::int64_t{s->rowLength});
+    const std::int64_t endRow = std::min(std::int64_t{iMargin} + iHeight, std::int64_t{s->rows});
+
+    const float* const first = p + WrappedProduct(s->planeStride, iFirstPlane);
+    double sum = 0.0;
+    for (std::int64_t k = 0; k < iPlanes; ++k) {
+        for (std::int64_t j = begin; j < endRow; ++j) {
+            const float* const row = first + (k * s->rows + j) * s->rowLength;
+            for (std::int64_t i = begin; i < endColumn; ++i) sum += row[i];
+        }
+    }
+    return static_cast<float>(sum);
+}
+
+// Among equal values, zeros of either sign included, the last one is taken; no comparison takes a NaN.
+
+float CRy3DDeconvolutionLow::GetMaxOfImageXX(const DFT3D* s, float* p) {
+    float greatest = std::numeric_limits<float>::lowest();
+    WalkImageColumns(*s, p, [&greatest](float v) { greatest = greatest <= v ? v : greatest; });
+    return greatest;
+}
+
+float CRy3DDeconvolutionLow::GetMinOfImageXX(const DFT3D* s, float* p) {
+    float least = std::numeric_limits<float>::max();
+    WalkImageColumns(*s, p, [&least](float v) { least = v <= least ? v : least; });
+    return least;
 }
