@@ -19,4 +19,8 @@ inline double TransformTolerance(double samples, double largest) {
 /// it.
 inline constexpr double kParallelSumRelative = 1.2e-7;
 
+/// Means in double of some thousand terms of one magnitude, against extended precision: about one rounding a
+/// term, most of which cancel.
+inline constexpr double kIDivergenceRelative = 1e-12;
+
 }  // namespace gnr::test
