@@ -81,6 +81,22 @@ void ScaleSpectrum(const Geometry& g, fftwf_complex* spectrum, float scale) {
     }
 }
 
+/// A real volume's spectrum is real where a frequency is its own conjugate, the zero frequency first of all;
+/// FFTW's algorithms for prime lengths leave rounding there.
+void ClearImaginaryOfSelfConjugates(const Geometry& g, fftwf_complex* spectrum) {
+    const auto step = [&g](std::size_t axis) {
+        return g.lengths[axis] % 2 == 0 ? g.lengths[axis] / 2 : g.lengths[axis];
+    };
+    for (std::ptrdiff_t k = 0; k < g.lengths[0]; k += step(0)) {
+        for (std::ptrdiff_t j = 0; j < g.lengths[1]; j += step(1)) {
+            for (std::ptrdiff_t i = 0; i < g.lengths[2]; i += step(2)) {
+                spectrum[k * g.complexStrides[0] + j * g.complexStrides[1] + i * g.complexStrides[2]][1] =
+                    0.0f;
+            }
+        }
+    }
+}
+
 MKL_LONG Forward(const DFTI_DESCRIPTOR& d, float* in, float* out) {
     const Geometry g = MakeGeometry(d, true);
     auto* const spectrum = reinterpret_cast<fftwf_complex*>(out);
@@ -98,6 +114,7 @@ MKL_LONG Forward(const DFTI_DESCRIPTOR& d, float* in, float* out) {
         gnr::fft::CopySpectrum(dense, denseSpectrum, g, spectrum);
     }
     if (!done) return DFTI_MEMORY_ERROR;
+    ClearImaginaryOfSelfConjugates(g, spectrum + g.complexOffset);
     if (d.forwardScale != 1.0) {
         ScaleSpectrum(g, spectrum + g.complexOffset, static_cast<float>(d.forwardScale));
     }

@@ -63,7 +63,8 @@ MKL_LONG DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, DFTI_CONFIG_PARAM parameter
 /// Checks the settings: lengths above 0, strides not below 0.
 MKL_LONG DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE handle);
 
-/// Real to half spectrum, exponent exp(-i ...), times the forward scale.
+/// Real to half spectrum, exponent exp(-i ...), times the forward scale. Imaginary parts at frequencies that
+/// are their own conjugates are exactly 0.
 MKL_LONG DftiComputeForward(DFTI_DESCRIPTOR_HANDLE handle, void* inOut);
 MKL_LONG DftiComputeForward(DFTI_DESCRIPTOR_HANDLE handle, void* in, void* out);
 
