@@ -6,6 +6,7 @@
 #include <limits>
 #include <tuple>
 
+#include "support/dense.h"
 #include "support/ref/direct_dft.h"
 #include "support/tolerances.h"
 #include "support/volumes.h"
@@ -14,16 +15,6 @@ namespace {
 
 using Low = CRy3DDeconvolutionLow;
 using gnr::test::Volume;
-
-gnr::ref::RealVolume ToDense(const Volume& v) {
-    gnr::ref::RealVolume dense(v.x(), v.y(), v.z());
-    for (int k = 0; k < v.z(); ++k) {
-        for (int j = 0; j < v.y(); ++j) {
-            for (int i = 0; i < v.x(); ++i) dense.at(i, j, k) = v.at(i, j, k);
-        }
-    }
-    return dense;
-}
 
 /// Even and odd sides, primes, sides of one sample.
 class TransformsAgainstDirectDft : public testing::TestWithParam<std::tuple<int, int, int>> {
@@ -56,7 +47,7 @@ void ExpectSpectrum(const Volume& v, const gnr::ref::ComplexVolume& expected, do
 
 TEST_P(TransformsAgainstDirectDft, Forward) {
     const Volume v = Random();
-    const auto expected = gnr::ref::Forward(ToDense(v));
+    const auto expected = gnr::ref::Forward(gnr::test::ToDense(v));
     ASSERT_EQ(Low::DFT3D_Transform(&v.sizes, v), 0);
     ExpectSpectrum(v, expected, Tolerance(v));
 }
@@ -76,10 +67,35 @@ TEST_P(TransformsAgainstDirectDft, ForwardAndBackwardGiveTheImageBackAndFinitePa
     }
 }
 
+/// Each plane by itself, in widths that the layout supports.
+class PlaneTransformsAgainstDirectDft : public TransformsAgainstDirectDft {};
+
+TEST_P(PlaneTransformsAgainstDirectDft, Forward) {
+    const Volume v = Random();
+    gnr::ref::ComplexVolume expected(v.x(), v.y(), v.z());
+    for (int k = 0; k < v.z(); ++k) {
+        gnr::ref::RealVolume plane(v.x(), v.y(), 1);
+        for (int j = 0; j < v.y(); ++j) {
+            for (int i = 0; i < v.x(); ++i) plane.at(i, j, 0) = v.at(i, j, k);
+        }
+        const auto spectrum = gnr::ref::Forward(plane);
+        for (int j = 0; j < v.y(); ++j) {
+            for (int i = 0; i < v.x(); ++i) expected.at(i, j, k) = spectrum.at(i, j, 0);
+        }
+    }
+    ASSERT_EQ(Low::DFT2D_Transform(&v.sizes, v), 0);
+    ExpectSpectrum(v, expected, Tolerance(v));
+}
+
 INSTANTIATE_TEST_SUITE_P(Sizes, TransformsAgainstDirectDft,
                          testing::Values(std::tuple(2, 1, 1), std::tuple(1, 1, 1), std::tuple(4, 3, 5),
                                          std::tuple(6, 4, 3), std::tuple(3, 5, 2), std::tuple(7, 1, 4),
                                          std::tuple(16, 8, 4), std::tuple(38, 17, 2), std::tuple(2, 37, 3),
-                                         std::tuple(5, 1, 1), std::tuple(94, 3, 1)));
+                                         std::tuple(5, 1, 1), std::tuple(94, 3, 1), std::tuple(2, 3, 127),
+                                         std::tuple(194, 1, 2)));
+
+INSTANTIATE_TEST_SUITE_P(Sizes, PlaneTransformsAgainstDirectDft,
+                         testing::Values(std::tuple(2, 1, 1), std::tuple(4, 3, 5), std::tuple(6, 4, 3),
+                                         std::tuple(38, 17, 2), std::tuple(2, 37, 3), std::tuple(94, 1, 4)));
 
 }  // namespace

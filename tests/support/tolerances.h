@@ -23,4 +23,9 @@ inline constexpr double kParallelSumRelative = 1.2e-7;
 /// term, most of which cancel.
 inline constexpr double kIDivergenceRelative = 1e-12;
 
+/// Direct Wiener filter in float against double, relative to the largest restored sample before the cut:
+/// three transforms of a few thousand samples (2e-6 each at the most) and a filter that amplifies by at most
+/// 1 / (2 sqrt(K)) = 5 what the first two leave.
+inline constexpr double kWienerRelative = 1e-5;
+
 }  // namespace gnr::test
