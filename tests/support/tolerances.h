@@ -28,4 +28,42 @@ inline constexpr double kIDivergenceRelative = 1e-12;
 /// 1 / (2 sqrt(K)) = 5 what the first two leave.
 inline constexpr double kWienerRelative = 1e-5;
 
+/// Iterated restorations against a double-precision twin: every step makes two or three pairs of transforms,
+/// each pair good to a fraction of the transform bound, relative to the largest sample; steps add up. For
+/// over-relaxed steps `steps` is the growth of errors that their lengths make.
+inline double RestorationTolerance(double samples, double steps, double largest) {
+    return 0.25 * (1.0 + steps) * TransformTolerance(samples, largest);
+}
+
+/// Where a comparison decides how an algorithm goes on, the twin must see its two sides at least this far
+/// apart, relatively: ten times what single precision moves them in the cases compared.
+inline constexpr double kDecisionMargin = 1e-4;
+
+/// Trials of a line search are told apart for certain where their gains differ by this part of the bound of
+/// their rounding: the roundings of many samples cancel for the most part.
+inline constexpr double kGainMargin = 0.5;
+
+/// The bound of the step is 1 / (1 - r) with r the smallest factor of the plain step, so it magnifies the
+/// rounding of r by itself.
+inline constexpr double kBoundMargin = 5e-3;
+
+/// Terms of the damped likelihood in single precision: a few roundings of each summand, one of the logarithm.
+inline constexpr double kDampedTerm = 4e-7;
+
+/// Damped ratios where observed and estimate lie a tenth apart or more: u keeps four digits, and an exponent
+/// N - 1 of up to 6.5 multiplies their error.
+inline constexpr double kDampedRatio = 2e-4;
+
+/// Sums of likelihood terms: random roundings of the terms.
+inline constexpr double kLikelihoodRelative = 1e-6;
+
+/// Exponents below 1 divide by a power of u, which vanishes where observed and estimate agree; twins can be
+/// compared only where they lie this far apart, relatively.
+inline constexpr double kDampingContrast = 0.01;
+
+/// What is left of that there: u, about the square of the contrast, is good to a few last digits of 1.
+inline double WeakDampingTolerance(double contrast, double largest) {
+    return std::numeric_limits<float>::epsilon() / (contrast * contrast) * largest;
+}
+
 }  // namespace gnr::test

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// A progress callback that records every call and can answer "stop" at one of them.
+
+#include <gnr_deconvolution/parameters.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace gnr::test {
+
+/// One progress call as it arrived.
+struct ProgressCall {
+    std::wstring text;
+    unsigned a;
+    unsigned b;
+    unsigned c;
+    unsigned n;
+    ERyProgressPhase phase;
+    bool operator==(const ProgressCall&) const = default;
+};
+
+/// What a 3D core sends for one phase.
+inline ProgressCall CallOf(ERyProgressPhase phase) {
+    return {L"Performing Deconvolution...", 0, 0, 0, phase == eProgressStepEnd ? 1u : 0u, phase};
+}
+
+/// Records; answers `answer` at call number `stopAt` (from 0) and 0 otherwise.
+class ProgressLog {
+  public:
+    explicit ProgressLog(int stopAt = -1, int answer = 1) : stopAt_(stopAt), answer_(answer) {}
+
+    void Attach(CRy3DDeconvRunParameters& params) {
+        params.pfnProgress = &ProgressLog::Record;
+        params.pProgressData = this;
+    }
+    const std::vector<ProgressCall>& Calls() const { return calls_; }
+    std::vector<ERyProgressPhase> Phases() const {
+        std::vector<ERyProgressPhase> phases;
+        for (const ProgressCall& call : calls_) phases.push_back(call.phase);
+        return phases;
+    }
+    /// Units of work that the host would have counted.
+    unsigned Units() const {
+        unsigned units = 0;
+        for (const ProgressCall& call : calls_) units += call.n;
+        return units;
+    }
+
+    /// Runs at every call, before the answer; may look at buffers.
+    std::function<void(const ProgressCall&)> onCall;
+
+  private:
+    static int Record(const CRyStringW& text, unsigned a, unsigned b, unsigned c, unsigned n,
+                      ERyProgressPhase phase, void* pData) {
+        ProgressLog& log = *static_cast<ProgressLog*>(pData);
+        log.calls_.push_back({text.c_str(), a, b, c, n, phase});
+        if (log.onCall) log.onCall(log.calls_.back());
+        return static_cast<int>(log.calls_.size()) - 1 == log.stopAt_ ? log.answer_ : 0;
+    }
+
+    int stopAt_;
+    int answer_;
+    std::vector<ProgressCall> calls_;
+};
+
+}  // namespace gnr::test
