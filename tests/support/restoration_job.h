@@ -32,6 +32,16 @@ inline SRyIRect3D WholeBox(const DFT3D& s) {
     return {0, s.rowLength - 2, 0, s.rows, 0, s.planes};
 }
 
+/// visit(i, j, k) for every image sample.
+template <class Visit>
+void ForEachSample(const Volume& v, Visit visit) {
+    for (int k = 0; k < v.z(); ++k) {
+        for (int j = 0; j < v.y(); ++j) {
+            for (int i = 0; i < v.x(); ++i) visit(i, j, k);
+        }
+    }
+}
+
 inline bool SameBytes(const Volume& a, const Volume& b) {
     return a.sizes.total == b.sizes.total &&
            std::memcmp(a.get(), b.get(), static_cast<std::size_t>(a.sizes.total) * sizeof(float)) == 0;
@@ -50,11 +60,7 @@ inline bool SameImage(const Volume& a, const Volume& b) {
 
 inline float LargestSample(const Volume& v) {
     float largest = 0;
-    for (int k = 0; k < v.z(); ++k) {
-        for (int j = 0; j < v.y(); ++j) {
-            for (int i = 0; i < v.x(); ++i) largest = std::max(largest, std::abs(v.at(i, j, k)));
-        }
-    }
+    ForEachSample(v, [&](int i, int j, int k) { largest = std::max(largest, std::abs(v.at(i, j, k))); });
     return largest;
 }
 
