@@ -159,6 +159,67 @@ TEST(LucyRichardsonTMReference, NegativeFixedStrengthWrapsAround_stays) {
     ExpectImageNear(job.image, expected.image, ToleranceOf(expected, observed));
 }
 
+/// The largest |u| of the field just within 0.11, where the weight stays, and just beyond, where it shrinks.
+TEST(LucyRichardsonTMReference, TheFieldLimitOnBothSides) {
+    const Volume psf = AsymmetricPsf(8, 5, 4);
+    const Volume observed = Observed(Scene(8, 5, 4, 20, 400), psf);
+    LucyRichardsonTMJob twin;
+    twin.automatic = true;
+    twin.box = WholeBox(observed.sizes);
+    twin.strength = 2;  // u: far beyond, so the weight left over tells the largest Laplacian
+    const double shrunk = gnr::ref::LucyRichardsonTM(FromVolume(observed), FromVolume(psf), twin).lambda;
+    const double largestLaplacian = 0.1 / std::abs(shrunk);
+    for (const double largestU : {0.105, 0.115}) {
+        SCOPED_TRACE(largestU);
+        twin.strength = std::sqrt(largestU / (0.2 * largestLaplacian));
+        const auto expected = gnr::ref::LucyRichardsonTM(FromVolume(observed), FromVolume(psf), twin);
+        EXPECT_NEAR(expected.lambda / gnr::ref::AutomaticWeight(twin.strength),
+                    largestU > 0.11 ? 0.1 / largestU : 1.0, 1e-6);
+        ExpectFirmDecisions(expected);
+
+        Core core(true);
+        RestorationJob job(observed, psf);
+        job.params.dRegularization = twin.strength;
+        ASSERT_EQ(RunOnce(core, job), 0);
+        ExpectImageNear(job.image, expected.image, ToleranceOf(expected, observed));
+    }
+}
+
+/// A PSF with a negative lobe makes negative estimates: a fixed count keeps them, an automatic run clips
+/// them.
+TEST(LucyRichardsonTMReference, NegativeEstimatesAreClippedInAutomaticRunsOnly) {
+    const Volume psf = Volume(8, 5, 4).Fill([](int i, int j, int k) {
+        if (j != 0 || k != 0) return 0.0;
+        return i == 0 ? 1.3 : i == 1 ? -0.3 : 0.0;
+    });
+    const Volume observed = Scene(8, 5, 4, 20, 400);
+    for (const bool automatic : {false, true}) {
+        SCOPED_TRACE(automatic);
+        LucyRichardsonTMJob twin;
+        twin.automatic = automatic;
+        twin.iterations = 2;
+        twin.box = WholeBox(observed.sizes);
+        const auto expected = gnr::ref::LucyRichardsonTM(FromVolume(observed), FromVolume(psf), twin);
+        EXPECT_GT(expected.smallestBlur, kDecisionMargin);
+        double least = 0;
+        ForImageColumns(expected.image,
+                        [&](int i, int j, int k) { least = std::min(least, expected.image.at(i, j, k)); });
+        EXPECT_EQ(least < 0, !automatic);
+
+        Core core(automatic);
+        RestorationJob job(observed, psf);
+        job.params.uiIterations = 2;
+        ASSERT_EQ(RunOnce(core, job), 0);
+        // A ratio is as uncertain as its denominator is small.
+        ExpectImageNear(job.image, expected.image, ToleranceOf(expected, observed) / expected.smallestBlur);
+        ForEachSample(job.image, [&](int i, int j, int k) {
+            if (automatic) {
+                EXPECT_GE(job.image.at(i, j, k), 0.0f);
+            }
+        });
+    }
+}
+
 /// The damping field reads beside the last image column; what the host put there shows after one iteration.
 TEST(LucyRichardsonTMReference, HostPaddingReachesTheLastColumn_stays) {
     const Volume psf = AsymmetricPsf(8, 5, 4);

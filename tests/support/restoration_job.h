@@ -58,6 +58,13 @@ inline bool SameImage(const Volume& a, const Volume& b) {
     return true;
 }
 
+/// Every image sample has this value; no NaN slips through.
+inline bool AllSamplesAre(const Volume& v, float value) {
+    bool all = true;
+    ForEachSample(v, [&](int i, int j, int k) { all = all && v.at(i, j, k) == value; });
+    return all;
+}
+
 inline float LargestSample(const Volume& v) {
     float largest = 0;
     ForEachSample(v, [&](int i, int j, int k) { largest = std::max(largest, std::abs(v.at(i, j, k))); });

@@ -46,12 +46,12 @@ TEST(DampedLikelihood, UndampedPenaltyIsTheDeviation) {
 }
 
 /// Ratio of one pair, put at every place of a volume, padding included.
-float RatioOf(float g, float h, float N) {
+float RatioOf(float g, float h, float N, float c = kDampingConstant) {
     Volume observed(4, 3, 3);
     Volume work(4, 3, 3);
     observed.Fill([&](int, int, int) { return g; }).FillPadding(g);
     work.Fill([&](int, int, int) { return h; }).FillPadding(h);
-    gnr::detail::ComputeDampedRatio3D(observed, work, &work.sizes, kDampingConstant, N);
+    gnr::detail::ComputeDampedRatio3D(observed, work, &work.sizes, c, N);
     for (std::int64_t n = 1; n < work.sizes.total; ++n) {
         EXPECT_EQ(std::memcmp(&work.get()[n], work.get(), sizeof(float)), 0) << n;
     }
@@ -76,6 +76,11 @@ TEST(DampedLikelihood, RatioIsZeroBelowItsGuards) {
 TEST(DampedLikelihood, DampingPullsSmallDeviationsToOne) {
     EXPECT_LT(std::abs(RatioOf(1.1f, 1.0f, 3.0f) - 1), 1e-5f);
     EXPECT_NEAR(RatioOf(1000.0f, 1.0f, 3.0f), 1000.0f, 1e-3f);  // deviation 1: undamped
+}
+
+TEST(DampedLikelihood, NegativeDeviationsCountAsZeroInTheRatio) {
+    EXPECT_EQ(RatioOf(3.0f, 2.0f, 2.0f, -kDampingConstant), 1.0f);
+    EXPECT_EQ(RatioOf(0.5f, 2.0f, 3.0f, -kDampingConstant), 1.0f);
 }
 
 /// u is 0 there, and 0 to a negative power times a difference of 0 is no number.
