@@ -267,20 +267,19 @@ class WatchedCore : public CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore {
     std::vector<Search> searches;
 
   protected:
-    double OptimizeAlphaByLogLikelihood(float& fAlpha, float fAlphaMax, const float* pfObserved,
-                                        const float* pfBlurredNew, const float* pfBlurredOld,
-                                        const DFT3D* pSizes, float fC, float fN,
-                                        const SRyIRect3D& rc) override {
+    double OptimizeAlphaByLogLikelihood(float& fAlpha, float fAlphaMax, const float* observed,
+                                        const float* blurredNew, const float* blurredOld, const DFT3D* pSizes,
+                                        float fC, float fN, const SRyIRect3D& rc) override {
         const auto padded = [&](const float* pf) {
             gnr::ref::PaddedVolume v(pSizes->rowLength - 2, pSizes->rows, pSizes->planes);
             std::copy_n(pf, v.values.size(), v.values.begin());
             return v;
         };
-        const auto twin = gnr::ref::LineSearch(fAlpha, fAlphaMax, padded(pfObserved), padded(pfBlurredNew),
-                                               padded(pfBlurredOld), fC, fN, rc);
+        const auto twin = gnr::ref::LineSearch(fAlpha, fAlphaMax, padded(observed), padded(blurredNew),
+                                               padded(blurredOld), fC, fN, rc);
         const double likelihood =
             CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::OptimizeAlphaByLogLikelihood(
-                fAlpha, fAlphaMax, pfObserved, pfBlurredNew, pfBlurredOld, pSizes, fC, fN, rc);
+                fAlpha, fAlphaMax, observed, blurredNew, blurredOld, pSizes, fC, fN, rc);
         searches.push_back({fAlpha, fAlphaMax, likelihood, twin});
         return likelihood;
     }

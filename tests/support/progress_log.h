@@ -12,18 +12,18 @@
 namespace gnr::test {
 
 /// One progress call as it arrived.
-struct ProgressCall {
+struct ProgressReport {
     std::wstring text;
     unsigned a;
     unsigned b;
     unsigned c;
     unsigned n;
     ERyProgressPhase phase;
-    bool operator==(const ProgressCall&) const = default;
+    bool operator==(const ProgressReport&) const = default;
 };
 
 /// What a 3D core sends for one phase.
-inline ProgressCall CallOf(ERyProgressPhase phase) {
+inline ProgressReport ReportOf(ERyProgressPhase phase) {
     return {L"Performing Deconvolution...", 0, 0, 0, phase == eProgressStepEnd ? 1u : 0u, phase};
 }
 
@@ -36,21 +36,21 @@ class ProgressLog {
         params.pfnProgress = &ProgressLog::Record;
         params.pProgressData = this;
     }
-    const std::vector<ProgressCall>& Calls() const { return calls_; }
+    const std::vector<ProgressReport>& Calls() const { return calls_; }
     std::vector<ERyProgressPhase> Phases() const {
         std::vector<ERyProgressPhase> phases;
-        for (const ProgressCall& call : calls_) phases.push_back(call.phase);
+        for (const ProgressReport& call : calls_) phases.push_back(call.phase);
         return phases;
     }
     /// Units of work that the host would have counted.
     unsigned Units() const {
         unsigned units = 0;
-        for (const ProgressCall& call : calls_) units += call.n;
+        for (const ProgressReport& call : calls_) units += call.n;
         return units;
     }
 
     /// Runs at every call, before the answer; may look at buffers.
-    std::function<void(const ProgressCall&)> onCall;
+    std::function<void(const ProgressReport&)> onCall;
 
   private:
     static int Record(const CRyStringW& text, unsigned a, unsigned b, unsigned c, unsigned n,
@@ -63,7 +63,7 @@ class ProgressLog {
 
     int stopAt_;
     int answer_;
-    std::vector<ProgressCall> calls_;
+    std::vector<ProgressReport> calls_;
 };
 
 }  // namespace gnr::test

@@ -6,7 +6,6 @@
 
 #include <gnr_deconvolution/cores.h>
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <algorithm>
 #include <cmath>
@@ -22,6 +21,7 @@
 #include <vector>
 
 #include "support/ref/from_volume.h"
+#include "support/threads.h"
 #include "support/volumes.h"
 
 namespace gnr::test {
@@ -184,18 +184,6 @@ class QualityProbe : public Core {
     void LogQualityVect(const Series& vQuality, unsigned uiCount) override {
         logged.push_back({vQuality, uiCount});
     }
-};
-
-/// Sets the number of worker threads for a scope.
-class ThreadCount {
-  public:
-    explicit ThreadCount(int threads) : before_(omp_get_max_threads()) { omp_set_num_threads(threads); }
-    ThreadCount(const ThreadCount&) = delete;
-    ThreadCount& operator=(const ThreadCount&) = delete;
-    ~ThreadCount() { omp_set_num_threads(before_); }
-
-  private:
-    int before_;
 };
 
 /// A fresh working folder for a scope: the diagnostic file is a plain relative name here.

@@ -33,18 +33,17 @@ class ScriptedCore : public QualityProbe<CRy3DAcceleratedLucyRichardsonTMDeconvo
     std::vector<Asked> asked;
 
   protected:
-    double OptimizeAlphaByLogLikelihood(float& fAlpha, float fAlphaMax, const float* pfObserved,
-                                        const float* pfBlurredNew, const float* pfBlurredOld,
-                                        const DFT3D* pSizes, float fC, float fN,
-                                        const SRyIRect3D& rc) override {
+    double OptimizeAlphaByLogLikelihood(float& fAlpha, float fAlphaMax, const float* observed,
+                                        const float* blurredNew, const float* blurredOld, const DFT3D* pSizes,
+                                        float fC, float fN, const SRyIRect3D& rc) override {
         asked.push_back({fAlpha,
                          fAlphaMax,
                          fC,
                          fN,
                          rc,
                          pSizes->total,
-                         std::vector<float>(pfObserved, pfObserved + pSizes->total),
-                         {pfObserved, pfBlurredNew, pfBlurredOld}});
+                         std::vector<float>(observed, observed + pSizes->total),
+                         {observed, blurredNew, blurredOld}});
         const auto [alpha, likelihood] = script(asked.size() - 1);
         fAlpha = alpha;
         return likelihood;

@@ -77,11 +77,11 @@ TEST_F(AcceleratedCore, EveryIterationBeginsPollsThreeTimesAndEnds) {
     ProgressLog log;
     log.Attach(job.params);
     ASSERT_EQ(RunOnce(core, job), 0);
-    std::vector<ProgressCall> expected;
+    std::vector<ProgressReport> expected;
     for (int k = 0; k < 2; ++k) {
         for (const auto phase :
              {eProgressStepBegin, eProgressPoll, eProgressPoll, eProgressPoll, eProgressStepEnd}) {
-            expected.push_back(CallOf(phase));
+            expected.push_back(ReportOf(phase));
         }
     }
     EXPECT_EQ(log.Calls(), expected);
@@ -155,7 +155,7 @@ TEST_F(AcceleratedCore, BoundAndOverRelaxationSampleBySample) {
         log.Attach(job.params);
         Volume previous(8, 5, 4);
         Volume plain(8, 5, 4);
-        log.onCall = [&](const ProgressCall& call) {
+        log.onCall = [&](const ProgressReport& call) {
             const std::size_t n = log.Calls().size() - 1;
             if (call.phase == eProgressStepBegin) previous = job.image;
             if (n % 5 == 3) plain = job.image;

@@ -305,7 +305,7 @@ TYPED_TEST(IterativeCoreContract, CallbacksArriveOnTheCallersThread) {
     typename TestFixture::Job job;
     ProgressLog log;
     int elsewhere = 0;
-    log.onCall = [&, self = std::this_thread::get_id()](const ProgressCall&) {
+    log.onCall = [&, self = std::this_thread::get_id()](const ProgressReport&) {
         elsewhere += std::this_thread::get_id() != self || omp_in_parallel() != 0;
     };
     log.Attach(job.params);
@@ -322,7 +322,7 @@ TYPED_TEST(IterativeCoreContract, AnyAnswerButZeroStops) {
         ProgressLog log(0, answer);
         log.Attach(job.params);
         EXPECT_EQ(RunOnce(core, job), -8);
-        EXPECT_EQ(log.Calls(), std::vector{CallOf(eProgressStepBegin)});
+        EXPECT_EQ(log.Calls(), std::vector{ReportOf(eProgressStepBegin)});
     }
 }
 

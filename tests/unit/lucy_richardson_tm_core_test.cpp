@@ -126,8 +126,8 @@ TEST_F(LucyRichardsonTMCore, EveryIterationBeginsAndEndsOnce) {
         log.Attach(job.params);
         job.params.uiIterations = 3;
         ASSERT_EQ(RunOnce(core, job), 0);
-        const ProgressCall begin = CallOf(eProgressStepBegin);
-        const ProgressCall end = CallOf(eProgressStepEnd);
+        const ProgressReport begin = ReportOf(eProgressStepBegin);
+        const ProgressReport end = ReportOf(eProgressStepEnd);
         EXPECT_EQ(log.Calls(), (std::vector{begin, end, begin, end, begin, end}));
         EXPECT_EQ(log.Units(), 3u);
         EXPECT_EQ(job.done, automatic ? 3u : 77u);
