@@ -167,6 +167,22 @@ TEST(KernelsRegularization, IterativeFormShrinksAHugeWeightUntilStable) {
     }
 }
 
+TEST(KernelsRegularization, IterativeFormPassesUpToItsLimitExactly) {
+    Volume v(6, 6, 6);
+    v.at(0, 3, 3) = 1.0f;  // L is 1 at (1, 3, 3) and 0 at all other interior samples
+    for (const float sign : {1.0f, -1.0f}) {
+        float lambda = sign * 0.11f;
+        EXPECT_EQ(UntilStable(v, lambda).at(1, 3, 3), 1.0f / (sign * 0.11f + 1.0f));
+        EXPECT_EQ(lambda, sign * 0.11f);
+
+        const float beyond = std::nextafter(0.11f, 1.0f);
+        lambda = sign * beyond;
+        const Volume field = UntilStable(v, lambda);
+        EXPECT_EQ(lambda, (sign * beyond * 0.1f) / beyond);
+        EXPECT_EQ(field.at(1, 3, 3), 1.0f / (lambda + 1.0f));
+    }
+}
+
 TEST(KernelsRegularization, IterativeFormLeavesAWeightThatPasses) {
     const Volume v = Random(9, 8, 6);
     float lambda = 1e6f;
