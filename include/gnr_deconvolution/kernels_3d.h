@@ -196,7 +196,7 @@ class GNR_API CRy3DDeconvolutionLow {
     /// last
     ///          row and the padding are interior
     /// Units    fLambda in 1/counts
-    /// Source   van Kempen, van Vliet, Verveer, van der Voort 1997 (docs/bibliography.md)
+    /// Source   van der Voort and Strasters 1995 (docs/bibliography.md)
     static void GetRegularization(const DFT3D* s, float* pfOut, float* pf, float fLambda);
 
     /// Tikhonov-Miller damping field; weakens fLambda until the field is stable.
