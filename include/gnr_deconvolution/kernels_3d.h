@@ -175,9 +175,10 @@ class GNR_API CRy3DDeconvolutionLow {
     ///   sigma = sqrt(pi / 2) / (6 (iWidth - 4) (iHeight - 2)) * sum |R|,  result sigma^2
     ///   R     response of the mask 1 -2 1 / -2 4 -2 / 1 -2 1
     ///
-    /// Range    rows up to iHeight - 1, columns up to iWidth - 3; 0 for iHeight of 2 or below, NaN for iWidth
-    /// 4 Order    serial, in double Source   Immerkaer 1996 (docs/bibliography.md), with two columns more of
-    /// margin
+    /// Range    rows up to iHeight - 1, columns up to iWidth - 3
+    /// Errors   none: 0 for iHeight of 2 or below; otherwise NaN for iWidth 4, which has no mask position
+    /// Order    serial, in double
+    /// Source   Immerkaer 1996 (docs/bibliography.md), here with two more columns of margin
     static double GetMyImmerkaerNoiseEstimationFloat(float* p, int iWidth, int iHeight);
 
     // ---- regularisation ------------------------------------------------------------------------------
@@ -192,9 +193,8 @@ class GNR_API CRy3DDeconvolutionLow {
     ///   u(n)     = L(n) * fLambda, cut to -0.1 .. 0.1, a NaN to 0.1
     ///   pfOut(n) = 1 / (u(n) + 1)
     ///
-    /// Interior planes 1 to min(planes - 1, rows - 1, rowLength - 3) - 1, without row 0 and column 0; the
-    /// last
-    ///          row and the padding are interior
+    /// Interior planes 1 to min(planes - 1, rows - 1, rowLength - 3) - 1, all but row 0 and column 0: the
+    ///          last row and the padding are interior
     /// Units    fLambda in 1/counts
     /// Source   van der Voort and Strasters 1995 (docs/bibliography.md)
     static void GetRegularization(const DFT3D* s, float* pfOut, float* pf, float fLambda);
@@ -208,7 +208,7 @@ class GNR_API CRy3DDeconvolutionLow {
     /// Interior one sample inside every face of the image columns
     /// Units    fLambda in 1/counts, in and out; its magnitude never grows
     /// Errors   none: the second pass is always the last. A u that overflows ends with fLambda 0, an infinite
-    ///          fLambda with NaN; NaN samples propagate to their neighbours in the field and to nothing else
+    ///          fLambda with NaN; NaN samples show in the field at themselves and their neighbours only
     /// Source   as above
     static void GetRegularizationIterative(const DFT3D* s, float* pfOut, float* pf, float& fLambda);
 

@@ -39,6 +39,12 @@ TEST(KernelsNoise, PlanesOfTwoRowsOrFewerHaveNone) {
     }
 }
 
+TEST(KernelsNoise, PlanesOfFourColumnsHaveNoEstimate) {
+    Buffer plane(12, 1.0f);
+    EXPECT_TRUE(std::isnan(Low::GetMyImmerkaerNoiseEstimationFloat(plane.data(), 4, 3)));
+    EXPECT_EQ(Low::GetMyImmerkaerNoiseEstimationFloat(plane.data(), 3, 4), 0.0);
+}
+
 TEST(KernelsNoise, EstimatesTheVarianceOfWhiteNoiseOnASmoothImage) {
     std::mt19937 engine(7);
     std::normal_distribution<float> noise(0.0f, 3.0f);

@@ -89,16 +89,16 @@ void Regularize(const DFT3D& s, float* out, const float* estimate, float lambda)
 
 // u  lambda * L, and over the sweep its least and greatest value
 //
-// The extremes include 0, which changes neither the test nor the greater magnitude, since the test asks for a
-// value beyond 0.11 on one side. They take no NaN.
+// The extremes include 0 and take no NaN. 0 changes neither the test nor the greater magnitude, since the
+// test asks for a value beyond 0.11 on one side.
 //
-// A second sweep always passes the test:
-// - greatest |u| finite: it is above 0.11, so |lambda| is at least 0.11 / 3.4e38, far enough from the
-// smallest
-//   float that lambda * 0.1 / max|u| keeps four digits; the new u is within 0.1 of 0, to rounding.
-// - some u infinite, lambda finite: lambda becomes 0, and u is 0, or NaN where L is infinite.
-// - lambda infinite: it becomes NaN, and so does every u.
-// A lambda that is NaN from the start passes at once. Where u is NaN the field is NaN.
+// The second sweep is always the last:
+//   greatest |u| finite       it is above 0.11, so |lambda| is at least 0.11 / 3.4e38, where floats still
+//                             keep four digits; the new lambda brings every u within 0.1 of 0, to rounding
+//   some u infinite           a finite lambda becomes 0, and u is 0, or NaN where L is infinite; an infinite
+//                             lambda becomes NaN, and so does every u
+//   every u 0 or NaN          already the first sweep passes
+// Where u is NaN the field is NaN.
 template <class Where>
 void RegularizeUntilStable(const DFT3D& s, float* out, const float* estimate, float& lambda) {
     for (;;) {
