@@ -20,7 +20,7 @@
 
 #if defined(GNR_ADDRESS_SANITIZER)
 /// Exhausted memory gives null under the sanitizer as it does without.
-extern "C" const char* __asan_default_options() {
+extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
     return "allocator_may_return_null=1";
 }
 #endif
