@@ -17,8 +17,8 @@ foreach(library IN LISTS libraries)
     # Address, kind, name; the name of a table or a type description is that of its class.
     string(REGEX REPLACE "^[0-9a-f]* *[A-Za-z] " "" name "${symbol}")
     string(REGEX REPLACE "^(vtable|typeinfo|typeinfo name) for " "" name "${name}")
-    # What the C++ library's templates leave behind is its own.
-    if(name STREQUAL "" OR name MATCHES "^(std::|void std::|bool std::|__gnu_cxx::|operator)")
+    # What the C++ library's templates and the OpenMP runtime's locks leave behind is theirs.
+    if(name STREQUAL "" OR name MATCHES "^(\\.gomp_|std::|void std::|bool std::|__gnu_cxx::|operator)")
       continue()
     endif()
     if(NOT name MATCHES "^(${exported})(::|\\(|$)")

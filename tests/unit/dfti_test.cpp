@@ -152,8 +152,8 @@ class LaidOut {
         : nz_(Axis(layout, 0)),
           ny_(Axis(layout, 1)),
           nx_(Axis(layout, 2)),
-          real_(Strides(layout, layout.realStrides)),
-          complex_(Strides(layout, layout.complexStrides)) {}
+          real_(Strides(layout.realStrides)),
+          complex_(Strides(layout.complexStrides)) {}
 
     RealVolume Random(unsigned seed) const {
         RealVolume volume(nx_, ny_, nz_);
@@ -215,11 +215,10 @@ class LaidOut {
         return axis < missing ? 1 : static_cast<int>(layout.lengths[axis - missing]);
     }
     /// Offset, plane, row and column stride.
-    static std::vector<std::ptrdiff_t> Strides(const Layout& layout, const std::vector<MKL_LONG>& strides) {
+    static std::vector<std::ptrdiff_t> Strides(const std::vector<MKL_LONG>& strides) {
         std::vector<std::ptrdiff_t> all(4, 0);
         all[0] = strides[0];
         for (std::size_t n = 1; n < strides.size(); ++n) all[4 - strides.size() + n] = strides[n];
-        (void)layout;
         return all;
     }
     static std::size_t Index(std::ptrdiff_t n) { return static_cast<std::size_t>(n); }

@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <vector>
 
@@ -20,7 +19,7 @@ class MadeInUsedMemory {
     MadeInUsedMemory() : object_(::new (Used(memory_)) Object) {}
     MadeInUsedMemory(const MadeInUsedMemory&) = delete;
     MadeInUsedMemory& operator=(const MadeInUsedMemory&) = delete;
-    ~MadeInUsedMemory() { std::destroy_at(object_); }
+    ~MadeInUsedMemory() { object_->Object::~Object(); }
     const Object& operator*() const { return *object_; }
 
   private:
