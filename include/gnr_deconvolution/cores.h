@@ -3,12 +3,13 @@
 
 // The restartable 3D algorithms. One job runs as
 //
-//   CRy3DDeconvRunParameters::Create3DDeconvParameters,
-//   CRyAbstract3DDeconvolutionCore::Create3DDeconvolutionCore ModifyProposedDimensions   sizes that the core
-//   likes; fill parameters.sizes with FloatPSF3D::DFT3D_InitSizes GetRequiredMemorySize      does the job
-//   fit? Prepare                    working buffers; non-zero ends the job Run                        as
-//   often as wanted while the sizes stay; the restored image replaces pfImage Free                       or
-//   drop the last reference
+//   1. CRy3DDeconvRunParameters::Create3DDeconvParameters and
+//      CRyAbstract3DDeconvolutionCore::Create3DDeconvolutionCore
+//   2. ModifyProposedDimensions: sizes that the core likes; fill sizes with FloatPSF3D::DFT3D_InitSizes
+//   3. GetRequiredMemorySize: does the job fit?
+//   4. Prepare: working buffers; non-zero ends the job
+//   5. Run: as often as wanted while the sizes stay; the restored image replaces pfImage
+//   6. Free, or drop the last reference
 //
 // A core is driven by one thread at a time; its reference count alone is safe across threads. Empty parameter
 // pointers are the caller's fault.
@@ -18,6 +19,7 @@
 #include <gnr_deconvolution/object_frame.h>
 #include <gnr_deconvolution/parameters.h>
 
+#include <array>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -93,4 +95,92 @@ class GNR_API CRy3DWienerDeconvolutionCore : public CRyAbstract3DDeconvolutionCo
     int Prepare(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) override;
     int Run(CRyRefCountPtr<CRy3DDeconvRunParameters> params) override;
     int Free() override;
+};
+
+/// Richardson-Lucy iteration with a multiplicative Tikhonov-Miller term.
+///
+///   x := c x reg(x) H^T(g / H x)      x estimate in pfImage, g observed, H blur by the PSF, c = 1 / sum of PSF
+///
+/// Manual     uiIterations steps, no normalisation, clamped regulariser of weight -1e-6 n^2, n = 2 trunc(strength)
+///            modulo 2^32
+/// Automatic  image normalised to its maximum, negatives cut after each step, self-limiting regulariser of
+///            weight -0.2 strength^2, and an end by itself: D, the mean I-divergence of x from g over rcImage,
+///            grows as the image sharpens; with r = D(1) / D, step 6 or a later one is the last where r rose
+///            or r / r(before) exceeds dStopRatio. Takes CRy3DAutoDeconvRunParameters only.
+///
+/// pfPsf is read only. Four working buffers: 16 bytes a float of the volume. Two forward and two backward
+/// transforms a step; a unit of work is one step. After a stop the automatic mode still counts the steps and
+/// scales back. Not made by the factory: hosts construct it.
+/// Source   Richardson 1972; Lucy 1974; Tikhonov-Miller term: Dey et al. 2006 (docs/bibliography.md)
+class GNR_API CRy3DLucyRichardsonTMDeconvolutionCore : public CRyAbstract3DDeconvolutionCore {
+  public:
+    /// bAutomatic  automatic mode, as above
+    explicit CRy3DLucyRichardsonTMDeconvolutionCore(bool bAutomatic);
+    CRy3DLucyRichardsonTMDeconvolutionCore& operator=(const CRy3DLucyRichardsonTMDeconvolutionCore&) = default;
+    ~CRy3DLucyRichardsonTMDeconvolutionCore() override;
+
+    unsigned long long GetRequiredMemorySize(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) override;
+    int ModifyProposedDimensions(unsigned& x, unsigned& y, unsigned& z, unsigned uiDivisorX,
+                                 unsigned uiDivisorY, unsigned uiDivisorZ) override;
+    int Prepare(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) override;
+    int Run(CRyRefCountPtr<CRy3DDeconvRunParameters> params) override;
+    int Free() override;
+
+  private:
+    std::array<float**, 4> Buffers() { return {&pfObserved, &pfOtf, &pfRegularization, &pfWork}; }
+
+    float* pfObserved = nullptr;
+    float* pfOtf = nullptr;
+    float* pfRegularization = nullptr;
+    float* pfWork = nullptr;
+    bool bAutomatic;
+};
+
+/// Fast Richardson-Lucy: a damped step, then as far along the same direction as the likelihood gains.
+///
+///   x_RL := x H^T(damped ratio of g and H x)          damping exponent N = dRegularization; 1 is undamped
+///   x    := x + alpha (x_RL - x), negatives cut       alpha 1, 2, 4, ... 4096 by a line search
+///
+/// The image is lifted by a pedestal where its darkest sample is near 0 and normalised to mean 1; both are
+/// undone at the end. bWienerStart begins from a Wiener filtered image. The PSF is expected to sum to 1; the
+/// Wiener start transforms pfPsf in place and back. The run ends by itself, unless bNoAutoStop, when the mean of
+/// the last three of six likelihoods no longer leads that of all six by dStopRatio, step 15 at the earliest.
+///
+/// Takes CRy3DAutoDeconvRunParameters. Seven working buffers: 28 bytes a float of the volume. Three forward and
+/// three backward transforms a step. Callbacks a step: begin, three polls, end.
+/// Source   Biggs and Andrews 1997; damping: White 1994 (docs/bibliography.md)
+class GNR_API CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore : public CRyAbstract3DDeconvolutionCore {
+  public:
+    CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore() = default;
+    CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore& operator=(
+        const CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore&) = default;
+    ~CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore() override;
+
+    unsigned long long GetRequiredMemorySize(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) override;
+    int ModifyProposedDimensions(unsigned& x, unsigned& y, unsigned& z, unsigned uiDivisorX,
+                                 unsigned uiDivisorY, unsigned uiDivisorZ) override;
+    int Prepare(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) override;
+    int Run(CRyRefCountPtr<CRy3DDeconvRunParameters> params) override;
+    int Free() override;
+
+  protected:
+    /// Doubles fAlpha from the value given while the damped likelihood over rc gains against alpha = 0, alpha
+    /// stays within fAlphaMax and below 8192. Returns the likelihood at the chosen alpha, at least 1.
+    /// The blur at alpha is the mix (pfBlurredNew - pfBlurredOld) alpha + pfBlurredOld: no transform is needed.
+    virtual double OptimizeAlphaByLogLikelihood(float& fAlpha, float fAlphaMax, const float* pfObserved,
+                                                const float* pfBlurredNew, const float* pfBlurredOld,
+                                                const DFT3D* pSizes, float fC, float fN, const SRyIRect3D& rc);
+
+  private:
+    std::array<float**, 7> Buffers() {
+        return {&pfObserved, &pfOtf, &pfRegularization, &pfWork, &pfPrevious, &pfBlurredOld, &pfBlurredNew};
+    }
+
+    float* pfObserved = nullptr;
+    float* pfOtf = nullptr;
+    float* pfRegularization = nullptr;  ///< held, as the required memory says, for a weight that is always 0
+    float* pfWork = nullptr;
+    float* pfPrevious = nullptr;
+    float* pfBlurredOld = nullptr;
+    float* pfBlurredNew = nullptr;
 };

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gnr_deconvolution/cores.h>
 
+#include "cores/unit_sum.h"
 #include "frame/progress.h"
-#include "kernels/pointwise.h"
 #include "kernels/wiener_noise.h"
 
 namespace {
@@ -10,9 +10,6 @@ namespace {
 using Low = CRy3DDeconvolutionLow;
 using gnr::kStopped;
 using gnr::kSuccess;
-
-/// Keeps the scalings finite where an image sums to 0.
-constexpr float kSumGuard = 1e-10f;
 
 }  // namespace
 
@@ -51,8 +48,7 @@ int CRy3DWienerDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunParameters> p
     if (progress.StopAtEnd()) return kStopped;
 
     if (progress.StopAtBegin()) return kStopped;
-    const float sum = Low::GetSumOfImageXX(s, image);
-    Low::SSE_MulFloatC3DXX(s, image, 1 / (sum + kSumGuard));
+    const float sum = gnr::detail::ScaleToUnitSum(*s, image);
     Low::DFT3D_Transform(s, image);
     if (progress.StopAtEnd()) return kStopped;
 
@@ -63,8 +59,7 @@ int CRy3DWienerDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunParameters> p
     if (progress.StopAtBegin()) return kStopped;
     Low::DFT3D_Inversion(s, image);
     Low::DFT3D_Inversion(s, psf);
-    const float restoredSum = Low::GetSumOfImageXX(s, image);
-    gnr::detail::ScaleAndCutByZero(*s, image, (sum + kSumGuard) / (restoredSum + kSumGuard));
+    gnr::detail::RestoreSumAndCut(*s, image, sum);
     if (progress.StopAtEnd()) return kStopped;
 
     return kSuccess;

@@ -46,6 +46,17 @@ std::array<double, K> SumOverRows(const DFT3D& s, AddRow addRow) {
     return ParallelSums<K>(RowsOfVolume(s), addRow);
 }
 
+/// The least of K series over a range of indices, from `start`. take(i, least) lowers the thread's own values;
+/// the result does not depend on the thread count.
+template <std::size_t K, class Take>
+std::array<float, K> ParallelLeast(std::int64_t count, const std::array<float, K>& start, Take take) {
+    std::array<float, K> values = start;
+    float* const least = values.data();
+#pragma omp parallel for schedule(static) firstprivate(take) reduction(min : least[:K])
+    for (std::int64_t i = 0; i < count; ++i) take(i, least);
+    return values;
+}
+
 /// The extremes of body(i) over a range of indices; they do not depend on the thread count.
 template <class Body>
 Extremes ParallelExtremes(std::int64_t count, Body body) {

@@ -23,6 +23,9 @@ CRyRefCountPtr<CRyAbstract3DDeconvolutionCore> CRyAbstract3DDeconvolutionCore::C
         case eDeconvWiener:
             core = new (std::nothrow) CRy3DWienerDeconvolutionCore;
             break;
+        case eDeconvAcceleratedLucyRichardsonTM:
+            core = new (std::nothrow) CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore;
+            break;
         default:
             break;
     }

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+#include <gnr_deconvolution/cores.h>
+
+#include "cores/blur.h"
+#include "cores/core_buffers.h"
+#include "cores/likelihood_stop.h"
+#include "cores/unit_sum.h"
+#include "detail/volume_geometry.h"
+#include "frame/progress.h"
+#include "frame/proposed_dimensions.h"
+#include "kernels/damped_likelihood.h"
+#include "kernels/pedestal.h"
+#include "kernels/richardson_lucy_update.h"
+
+using namespace gnr::detail;
+
+namespace {
+
+using Low = CRy3DDeconvolutionLow;
+
+/// Scale of the damped deviation.
+constexpr float kDampingScale = -0.08f;
+
+float MeanOfImage(const DFT3D& s, float* x) {
+    const std::int32_t samples = WrappedProduct(WrappedProduct(ImageColumns(s), s.rows), s.planes);
+    return (Low::GetSumOfImageXX(&s, x) + kSumGuard) / static_cast<float>(samples);
+}
+
+/// Replaces x by its Wiener restoration. The host's PSF is transformed in place and back.
+void StartFromWiener(const DFT3D& s, float* x, float* psf, double strength) {
+    const double noise = (strength - 0.99) / 13.0;
+    const float sum = ScaleToUnitSum(s, x);
+    Low::DFT3D_Transform(&s, x);
+    Low::DFT3D_Transform(&s, psf);
+    Low::ComputeWiener3D(&s, x, psf, noise);
+    Low::DFT3D_Inversion(&s, x);
+    Low::DFT3D_Inversion(&s, psf);
+    RestoreSumAndCut(s, x, sum);
+}
+
+}  // namespace
+
+CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::~CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore() {
+    CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::Free();
+}
+
+unsigned long long CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::GetRequiredMemorySize(
+    CRyRefCountPtr<CRy3DDeconvBaseParameters> params) {
+    return Buffers().size() * sizeof(float) * static_cast<unsigned long long>(params->sizes.total);
+}
+
+int CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::ModifyProposedDimensions(
+    unsigned& x, unsigned& y, unsigned& z, unsigned uiDivisorX, unsigned uiDivisorY, unsigned uiDivisorZ) {
+    return RoundUpDimensions(x, y, z, uiDivisorX, uiDivisorY, uiDivisorZ);
+}
+
+int CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::Prepare(
+    CRyRefCountPtr<CRy3DDeconvBaseParameters> params) {
+    if (const int code = Free(); code != gnr::kSuccess) return code;
+    return AllocateBuffers(Buffers(), params->sizes.total);
+}
+
+int CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::Free() {
+    DestroyBuffers(Buffers());
+    return gnr::kSuccess;
+}
+
+// x  estimate, in the host's image     g  observed image (pfObserved)      H  transform of the PSF (pfOtf)
+// m  mean of the lifted image          N  damping exponent                 k  iteration
+int CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunParameters> params) {
+    if (!AllPresent(Buffers())) return gnr::kNotReady;
+    const CRyRefCountPtr<CRy3DAutoDeconvRunParameters> automatic(
+        dynamic_cast<CRy3DAutoDeconvRunParameters*>(params.get()));
+    if (!automatic) return gnr::kWrongParameters;
+
+    const Progress progress(kDeconvolution3D, *params);
+    const DFT3D& sizes = params->sizes;
+    float* const x = params->pfImage;
+    const auto N = static_cast<float>(params->dRegularization);
+
+    const float pedestal = PedestalOfBuffer(sizes, x);
+    if (pedestal != 0.0f) Lift(sizes, x, pedestal);
+    const float m = MeanOfImage(sizes, x);
+    Low::SSE_MulFloatC3DXX(&sizes, x, 1.0f / m);
+    Low::ClipSmallerThanZero(&sizes, x);
+    CopyVolume(sizes, pfObserved, x);
+    if (params->bWienerStart) StartFromWiener(sizes, x, params->pfPsf, params->dRegularization);
+    CopyVolume(sizes, pfOtf, params->pfPsf);
+    Low::DFT3D_Transform(&sizes, pfOtf);
+
+    LikelihoodStop stop(automatic->dStopRatio);
+    unsigned done = 0;
+    std::vector<std::pair<unsigned, double>> quality;
+    bool stopped = false;
+
+    for (unsigned k = 0; k < params->uiIterations; ++k) {
+        if ((stopped = progress.StopAtBegin())) break;
+        CopyVolume(sizes, pfWork, x);
+        CopyVolume(sizes, pfPrevious, x);
+        BlurWithOtf(sizes, pfWork, pfOtf);
+        CopyVolume(sizes, pfBlurredOld, pfWork);
+        if ((stopped = progress.StopAtPoll())) break;
+        ComputeDampedRatio3D(pfObserved, pfWork, &sizes, kDampingScale, N);
+        if ((stopped = progress.StopAtPoll())) break;
+        BackProjectWithOtf(sizes, pfWork, pfOtf);
+
+        const float bound = MultiplyAndBoundStep(sizes, x, pfWork, pfBlurredNew, pfPrevious);
+        const float alphaMax = k == 0 ? 1.0f : bound;
+        BlurWithOtf(sizes, pfBlurredNew, pfOtf);
+        if ((stopped = progress.StopAtPoll())) break;
+
+        float alpha = 1.0f;
+        if (alphaMax >= 1.0f) {
+            stop.Add(OptimizeAlphaByLogLikelihood(alpha, alphaMax, pfObserved, pfBlurredNew, pfBlurredOld,
+                                                  &sizes, kDampingScale, N, params->rcImage));
+        } else {
+            // Not even x_RL can be reached without a negative sample: undo this step, and let it be the last.
+            alpha = 0.0f;
+            k = params->uiIterations - 1;
+        }
+        OverRelax(sizes, x, pfPrevious, alpha);
+        ++done;
+        if ((stopped = progress.StopAtEnd())) break;
+        if (params->pfReference != nullptr) {
+            ComputeRMSE(quality, k, params->rcImage, &sizes, m, x, params->pfReference);
+        }
+        if (!params->bNoAutoStop && stop.ShallStop(done)) break;
+    }
+
+    if (params->pfReference != nullptr) LogQualityVect(quality, done);
+    if (automatic->puiIterationsDone != nullptr) *automatic->puiIterationsDone = done;
+    ScaleAndLower(sizes, x, m, pedestal);
+    return stopped ? gnr::kStopped : gnr::kSuccess;
+}

@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+#include <gnr_deconvolution/cores.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+
+#include "cores/blur.h"
+#include "cores/core_buffers.h"
+#include "cores/divergence_stop.h"
+#include "frame/progress.h"
+#include "frame/proposed_dimensions.h"
+#include "kernels/mean_divergence.h"
+#include "kernels/regularization.h"
+#include "kernels/richardson_lucy_update.h"
+
+using namespace gnr::detail;
+
+namespace {
+
+using Low = CRy3DDeconvolutionLow;
+
+/// Keeps the scaling of an image without a positive sample finite.
+constexpr float kMaximumGuard = 1e-10f;
+/// A PSF whose sum is below this is taken as it is.
+constexpr float kLeastPsfSum = 1e-10f;
+
+/// 2 trunc(strength) modulo 2^32, so that a negative strength has a defined, if huge, value. NaN counts as 0.
+std::uint32_t DoubledWholeStrength(double strength) {
+    constexpr double modulus = 4294967296.0;
+    const double doubled = 2.0 * std::trunc(strength);
+    if (!std::isfinite(doubled)) return 0;
+    const double rest = std::fmod(doubled, modulus);
+    return static_cast<std::uint32_t>(rest < 0.0 ? rest + modulus : rest);
+}
+
+/// Weight of the Tikhonov-Miller term. Whole strengths count in manual mode: below 1 there is none.
+float RegularizationWeight(double strength, bool automatic) {
+    if (automatic) return static_cast<float>(strength * -0.20000000298023224 * strength);
+    const auto n = static_cast<float>(DoubledWholeStrength(strength));
+    return n * -1e-6f * n;
+}
+
+/// 1 / sum of the PSF: applied to the estimate instead of normalising the PSF.
+float PsfSumCorrection(const DFT3D& s, float* psf) {
+    const float sum = Low::GetSumOfImageXX(&s, psf);
+    return sum < kLeastPsfSum ? 1.0f : 1.0f / sum;
+}
+
+}  // namespace
+
+CRy3DLucyRichardsonTMDeconvolutionCore::CRy3DLucyRichardsonTMDeconvolutionCore(bool automatic)
+    : bAutomatic(automatic) {}
+
+CRy3DLucyRichardsonTMDeconvolutionCore::~CRy3DLucyRichardsonTMDeconvolutionCore() {
+    CRy3DLucyRichardsonTMDeconvolutionCore::Free();
+}
+
+unsigned long long CRy3DLucyRichardsonTMDeconvolutionCore::GetRequiredMemorySize(
+    CRyRefCountPtr<CRy3DDeconvBaseParameters> params) {
+    return Buffers().size() * sizeof(float) * static_cast<unsigned long long>(params->sizes.total);
+}
+
+int CRy3DLucyRichardsonTMDeconvolutionCore::ModifyProposedDimensions(unsigned& x, unsigned& y, unsigned& z,
+                                                                     unsigned uiDivisorX, unsigned uiDivisorY,
+                                                                     unsigned uiDivisorZ) {
+    return RoundUpDimensions(x, y, z, uiDivisorX, uiDivisorY, uiDivisorZ);
+}
+
+int CRy3DLucyRichardsonTMDeconvolutionCore::Prepare(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) {
+    if (const int code = Free(); code != gnr::kSuccess) return code;
+    return AllocateBuffers(Buffers(), params->sizes.total);
+}
+
+int CRy3DLucyRichardsonTMDeconvolutionCore::Free() {
+    DestroyBuffers(Buffers());
+    return gnr::kSuccess;
+}
+
+// x  estimate, in the host's image        g  observed image (pfObserved)
+// H  transform of the PSF (pfOtf)         s  scale of the image
+// c  correction of the PSF's sum          k  iteration
+int CRy3DLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunParameters> params) {
+    if (!AllPresent(Buffers())) return gnr::kNotReady;
+    const CRyRefCountPtr<CRy3DAutoDeconvRunParameters> automatic(
+        dynamic_cast<CRy3DAutoDeconvRunParameters*>(params.get()));
+    if (bAutomatic && !automatic) return gnr::kWrongParameters;
+
+    const Progress progress(kDeconvolution3D, *params);
+    const DFT3D& sizes = params->sizes;
+    float* const x = params->pfImage;
+
+    float s = 1.0f;
+    if (bAutomatic) {
+        s = Low::GetMaxOfImageXX(&sizes, x) + kMaximumGuard;
+        Low::SSE_MulFloatC3DXX(&sizes, x, 1.0f / s);
+    }
+    const float c = PsfSumCorrection(sizes, params->pfPsf);
+    if (bAutomatic) Low::ClipSmallerThanZero(&sizes, x);
+    CopyVolume(sizes, pfObserved, x);
+    CopyVolume(sizes, pfOtf, params->pfPsf);
+    Low::DFT3D_Transform(&sizes, pfOtf);
+    float lambda = RegularizationWeight(params->dRegularization, bAutomatic);
+
+    DivergenceStop stop(bAutomatic ? automatic->dStopRatio : 0.0);
+    unsigned done = 0;
+    std::vector<std::pair<unsigned, double>> quality;
+    bool stopped = false;
+
+    for (unsigned k = 0; k < params->uiIterations; ++k) {
+        if ((stopped = progress.StopAtBegin())) break;
+        if (bAutomatic && k > 0 && stop.IsLast(k, MeanDivergence(sizes, x, pfObserved, params->rcImage))) {
+            k = params->uiIterations - 1;
+        }
+        BlurWithOtf(sizes, pfWork, x, pfOtf);
+        Low::SSE_Divide(pfWork, pfObserved, sizes.total);
+        BackProjectWithOtf(sizes, pfWork, pfOtf);
+        const bool regularized = lambda != 0.0f;
+        if (regularized) {
+            if (bAutomatic) {
+                RegularizeUntilStableParallel(sizes, pfRegularization, x, lambda);
+            } else {
+                RegularizeParallel(sizes, pfRegularization, x, lambda);
+            }
+        }
+        RichardsonLucyUpdate(sizes, x, regularized ? pfRegularization : nullptr, pfWork, c, bAutomatic);
+        if (bAutomatic) ++done;
+        if ((stopped = progress.StopAtEnd())) break;
+        if (params->pfReference != nullptr) {
+            ComputeRMSE(quality, k, params->rcImage, &sizes, s, x, params->pfReference);
+        }
+    }
+
+    if (params->pfReference != nullptr) LogQualityVect(quality, done);
+    if (bAutomatic) {
+        if (automatic->puiIterationsDone != nullptr) *automatic->puiIterationsDone = done;
+        Low::SSE_MulFloatC3DXX(&sizes, x, s);
+    }
+    return stopped ? gnr::kStopped : gnr::kSuccess;
+}

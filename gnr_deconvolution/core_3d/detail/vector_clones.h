@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// GNR_VECTOR_CLONES before a function compiles its loops for the vector widths of newer processors as well
+// and picks the fitting one at run time. Contraction is off, so that every clone gives the same bits.
+
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__)
+#define GNR_VECTOR_CLONES __attribute__((target_clones("default", "avx2", "avx512f")))
+#else
+#define GNR_VECTOR_CLONES
+#endif

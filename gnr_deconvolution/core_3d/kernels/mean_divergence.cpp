@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include "kernels/mean_divergence.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "detail/elementary_log.h"
+#include "detail/parallel.h"
+#include "detail/vector_clones.h"
+
+namespace gnr::detail {
+
+namespace {
+
+/// Keeps the logarithm finite where both volumes are 0.
+constexpr double kOffset = 1e-20;
+
+/// Samples of a row that go through the vector loop together.
+constexpr std::int64_t kChunk = 256;
+/// Rows whose sums run side by side: one chain of additions waits for itself, four hide one another's
+/// latency.
+constexpr std::int64_t kRowsTogether = 4;
+
+using Chunk = std::array<double, kChunk>;
+
+/// terms[i] := L a - a, L = ln((a + 1e-20) / (b + 1e-20))
+GNR_VECTOR_CLONES
+void DivergenceTerms(const float* rowA, const float* rowB, double* terms, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) {
+        const double a = rowA[i];
+        const double b = rowB[i];
+        terms[i] = NaturalLog((a + kOffset) / (b + kOffset)) * a - a;
+    }
+}
+
+}  // namespace
+
+double MeanDivergence(const DFT3D& s, const float* a, const float* b, const SRyIRect3D& box) {
+    const std::int64_t width = std::max(std::int64_t{box.iMaxX} - box.iMinX, std::int64_t{0});
+    const std::int64_t height = std::max(std::int64_t{box.iMaxY} - box.iMinY, std::int64_t{0});
+    const std::int64_t depth = std::max(std::int64_t{box.iMaxZ} - box.iMinZ, std::int64_t{0});
+    const std::int64_t rows = height * depth;
+    const auto firstSample = [&](std::int64_t r) {
+        return (s.rows * (box.iMinZ + r / height) + box.iMinY + r % height) * s.rowLength + box.iMinX;
+    };
+
+    const std::int64_t bundles = (rows + kRowsTogether - 1) / kRowsTogether;
+    const auto [sum] = ParallelSums<1>(bundles, [&](std::int64_t bundle, double* total) {
+        const std::int64_t firstRow = bundle * kRowsTogether;
+        const auto count = static_cast<std::size_t>(std::min(kRowsTogether, rows - firstRow));
+        std::array<std::int64_t, kRowsTogether> at{};
+        for (std::size_t j = 0; j < count; ++j) at[j] = firstSample(firstRow + static_cast<std::int64_t>(j));
+
+        // Rows that a last bundle lacks repeat its first one and are left out of the total.
+        for (std::size_t j = count; j < kRowsTogether; ++j) at[j] = at[0];
+        std::array<Chunk, kRowsTogether> terms;
+        std::array<double, kRowsTogether> sums{};
+        for (std::int64_t done = 0; done < width; done += kChunk) {
+            const std::int64_t n = std::min(kChunk, width - done);
+            for (std::size_t j = 0; j < kRowsTogether; ++j) {
+                DivergenceTerms(a + at[j] + done, b + at[j] + done, terms[j].data(), n);
+            }
+            for (std::int64_t i = 0; i < n; ++i) {
+                for (std::size_t j = 0; j < kRowsTogether; ++j) {
+                    const double g = b[at[j] + done + i];
+                    sums[j] = (sums[j] + terms[j][static_cast<std::size_t>(i)]) + g;
+                }
+            }
+        }
+        for (std::size_t j = 0; j < count; ++j) total[0] += sums[j];
+    });
+    return sum / (static_cast<double>(width) * static_cast<double>(height) * static_cast<double>(depth));
+}
+
+}  // namespace gnr::detail

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The sweeps between the transforms of a Richardson-Lucy step. Each is what the chain of kernels gives,
+// sample by sample and rounding by rounding, in one parallel pass.
+
+#include <gnr_deconvolution/kernels_3d.h>
+
+namespace gnr::detail {
+
+/// SSE_Multiply of x by `regularization` (skipped when null) and by `correction`, SSE_MulFloatC3DXX by c
+/// (skipped at 1), and ClipSmallerThanZero where `clip`. Whole buffer.
+void RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization, const float* correction,
+                          float c, bool clip);
+
+/// KERNEL3D_Copy on all threads: target := source, whole buffer.
+void CopyVolume(const DFT3D& s, float* target, const float* source);
+
+/// x := x * correction, `copy` := the same, whole buffer. Returns the largest step from `previous` along
+/// x - previous that leaves every image sample of x at or above 0: the least of -previous / d over samples
+/// with d = x - previous below 0 and x above 1e-30; the largest float where there is none.
+float MultiplyAndBoundStep(const DFT3D& s, float* x, const float* correction, float* copy,
+                           const float* previous);
+
+/// x := x + (alpha - 1) (x - previous), then ClipSmallerThanZero. Whole buffer.
+void OverRelax(const DFT3D& s, float* x, const float* previous, float alpha);
+
+}  // namespace gnr::detail
