@@ -1,38 +1,82 @@
 // SPDX-License-Identifier: MIT
 #include "commands/restore.h"
 
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "report/user_error.h"
 #include "restoration/job.h"
 
 namespace rydecon {
+
+namespace {
+
+/// An iteration count that somebody may mean; beyond it stands a slip of the finger.
+constexpr unsigned kMostIterations = 100000;
+
+/// A setting that the chosen method does not read is a mistake, not something to pass over.
+void RefuseUnreadOptions(const CLI::App& command, const Method& method,
+                         const std::vector<std::string>& methodOptions) {
+    for (const std::string& option : methodOptions) {
+        const bool reads = std::find(method.reads.begin(), method.reads.end(), option) != method.reads.end();
+        if (reads || command.count(option) == 0) continue;
+        std::string others;
+        for (const Method& other : Methods()) {
+            if (std::find(other.reads.begin(), other.reads.end(), option) == other.reads.end()) continue;
+            others += (others.empty() ? "" : ", ") + other.name;
+        }
+        throw UserError(option + " means nothing to --method " + method.name + "; it is read by " + others,
+                        ExitCode::Usage);
+    }
+}
+
+}  // namespace
 
 void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     CLI::App* const command = app.add_subcommand(
         "restore", "Restores a blurred 3D stack with the point spread function that blurred it");
     auto job = std::make_shared<RestoreJob>();
     job->method = Methods().front().name;
+    MethodSettings& settings = job->settings;
 
     std::string methods = "How to restore.";
-    for (const Method& method : Methods()) methods += "\n" + method.name + ": " + method.summary;
+    for (const Method& method : Methods()) methods += "\n  " + method.name + ": " + method.summary;
 
-    command->add_option("image", job->image, "The blurred stack, a TIFF file")
-        ->required()
-        ->type_name("IN.tif");
+    command->add_option("image", job->image, "The blurred stack, a TIFF file")->required()->type_name("IN.tif");
     command->add_option("--psf", job->psf, "The point spread function, a TIFF file of the same voxel size")
         ->required()
         ->type_name("PSF.tif");
     command->add_option("-o,--output", job->output, "Where to write the restored stack (float32 TIFF)")
         ->required()
         ->type_name("OUT.tif");
+    command->add_flag("--overwrite", job->overwrite, "Replace an existing output");
     command->add_option("--method", job->method, methods)->capture_default_str()->type_name("NAME");
-    command->add_option("--noise", job->settings.noise, "Wiener: 0 for little noise to 4 for much")
+    command->add_option("--iterations", settings.iterations, "Most iterations; each method has its own default")
+        ->check(CLI::Range(0U, kMostIterations))
+        ->type_name("N");
+    command->add_option("--regularization", settings.regularization, "Strength, as the method reads it")
+        ->type_name("P");
+    command->add_option("--stop-ratio", settings.stopRatio, "Threshold of the automatic stop")
+        ->capture_default_str()
+        ->type_name("R");
+    command->add_flag("--no-auto-stop", settings.noAutoStop, "Run all iterations");
+    command->add_flag("--wiener-start", settings.wienerStart, "Begin from a Wiener filtered image");
+    command->add_option("--noise", settings.noise, "Wiener: 0 for little noise to 4 for much")
         ->capture_default_str()
         ->check(CLI::Range(0, 4))
         ->type_name("0..4");
-    command->add_flag("--overwrite", job->overwrite, "Replace an existing output");
-    command->callback([job, &context] { RunRestoreJob(*job, context.messages); });
+    command
+        ->add_option("--truth", job->truth, "The known truth of a simulation; prints the RMSE of each iterate")
+        ->type_name("TRUTH.tif");
+
+    command->callback([job, command, &context] {
+        RefuseUnreadOptions(*command, FindMethod(job->method),
+                            {"--iterations", "--regularization", "--stop-ratio", "--no-auto-stop",
+                             "--wiener-start", "--noise", "--truth"});
+        RunRestoreJob(*job, context.messages);
+    });
 }
 
 }  // namespace rydecon

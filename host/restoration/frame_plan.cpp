@@ -11,10 +11,10 @@ namespace {
 /// The planes of a volume are addressed by 32-bit numbers of floats, its samples counted in 32 bits.
 constexpr std::int64_t kMostSamples = std::numeric_limits<std::int32_t>::max();
 
-/// Sides that suit the transform; every core but the Wiener core answers the same.
+/// Sides that suit the transform; every core but the Wiener core, which takes any size, answers the same.
 void RoundUp(unsigned& x, unsigned& y, unsigned& z) {
-    const auto core = CRyAbstract3DDeconvolutionCore::Create3DDeconvolutionCore(eDeconvLandweber);
-    if (core) core->ModifyProposedDimensions(x, y, z, 2, 1, 1);
+    CRy3DLucyRichardsonTMDeconvolutionCore core(false);
+    core.ModifyProposedDimensions(x, y, z, 2, 1, 1);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <memory>
 
 #include "io/stack_reader.h"
 #include "io/stack_writer.h"
@@ -14,6 +15,8 @@
 #include "restoration/frame_plan.h"
 #include "restoration/margin.h"
 #include "restoration/psf_source.h"
+#include "restoration/stack_volume.h"
+#include "restoration/truth.h"
 
 namespace rydecon {
 
@@ -29,23 +32,6 @@ void RefuseOutputOverInput(const RestoreJob& job) {
         if (std::filesystem::equivalent(input, job.output, ignored)) {
             throw UserError(job.output.string() + ": the output would replace an input; choose another name");
         }
-    }
-}
-
-/// Reads the planes to the origin of the volume.
-void LoadImage(StackReader& reader, const std::filesystem::path& path, const PaddedVolume& volume) {
-    const Extent shape = ShapeOf(reader.header());
-    long long nonFinite = 0;
-    for (int k = 0; k < shape.z; ++k) {
-        reader.ReadPlane(k, volume.Plane(k), volume.sizes().rowLength);
-        for (int j = 0; j < shape.y; ++j) {
-            const float* const row = volume.Row(j, k);
-            for (int i = 0; i < shape.x; ++i) nonFinite += std::isfinite(row[i]) ? 0 : 1;
-        }
-    }
-    if (nonFinite > 0) {
-        throw UserError(path.string() + ": " + std::to_string(nonFinite) +
-                        " samples are NaN or infinite; all must be finite numbers");
     }
 }
 
@@ -77,19 +63,25 @@ void NoteDifferentPitch(const RestoreJob& job, const StackHeader& image, const S
     }
 }
 
+/// Moves the bar, counts the work and passes Ctrl-C on.
 struct ProgressRelay {
     ProgressBar bar;
+    unsigned units = 0;
 
     static int Call(const CRyStringW&, unsigned, unsigned, unsigned, unsigned n, ERyProgressPhase phase,
                     void* self) {
-        if (phase == eProgressStepEnd) static_cast<ProgressRelay*>(self)->bar.Advance(n);
+        auto& relay = *static_cast<ProgressRelay*>(self);
+        if (phase == eProgressStepEnd) {
+            relay.units += n;
+            relay.bar.Advance(n);
+        }
         return StopRequested() ? 1 : 0;
     }
 };
 
-/// Prepares and runs the core on the two volumes.
-void RunCore(PreparedMethod& method, const PaddedVolume& image, const PaddedVolume& psf, const Extent& shape,
-             const Messages& messages) {
+/// Prepares and runs the core on the two volumes. Returns the units of work done.
+unsigned RunCore(PreparedMethod& method, const PaddedVolume& image, const PaddedVolume& psf,
+                 const Extent& shape, const Messages& messages) {
     CRy3DDeconvRunParameters& params = *method.params;
     params.sizes = image.sizes();
     params.rcImage = {0, shape.x, 0, shape.y, 0, shape.z};
@@ -110,6 +102,14 @@ void RunCore(PreparedMethod& method, const PaddedVolume& image, const PaddedVolu
     if (code != gnr::kSuccess) {
         throw UserError("the restoration failed with code " + std::to_string(code));
     }
+    return relay.units;
+}
+
+/// How many iterations ran and why they ended.
+std::string EndOfRun(const Method& method, const PreparedMethod& prepared, unsigned units) {
+    if (!method.iterative()) return "";
+    const bool limit = units == prepared.params->uiIterations;
+    return ", " + std::to_string(units) + " iterations (" + (limit ? "the limit" : "ended by its stop test") + ")";
 }
 
 void StopIfRequested() {
@@ -120,25 +120,32 @@ void StopIfRequested() {
 
 void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const auto start = std::chrono::steady_clock::now();
+    const Method& method = FindMethod(job.method);
     RefuseOutputOverInput(job);
-    PreparedMethod method = FindMethod(job.method).make(job.settings);
 
     StackReader reader(job.image, messages);
     const StackHeader header = reader.header();
     const Extent shape = ShapeOf(header);
     PsfSource psfSource(job.psf, messages);
     NoteDifferentPitch(job, header, psfSource.header(), messages);
+    const Extent frame = PlanFrame(shape, psfSource.reach());
+    std::unique_ptr<Truth> truth;
+    if (!job.truth.empty()) truth = std::make_unique<Truth>(job.truth, shape, frame, messages);
+    PreparedMethod prepared = method.make(method, job.settings, truth.get());
     StackWriter writer(job.output, header, job.overwrite);
 
-    const Extent frame = PlanFrame(shape, psfSource.reach());
     const PaddedVolume image(frame);
-    LoadImage(reader, job.image, image);
+    LoadStack(reader, job.image, image);
     FillMargin(image, shape);
+    if (truth != nullptr) {
+        if (job.method == "accelerated") truth->set_pedestal(PedestalOfAccelerated(image));
+        prepared.params->pfReference = truth->volume();
+    }
     const PaddedVolume psf(frame);
     psfSource.LayOut(psf);
     StopIfRequested();
 
-    RunCore(method, image, psf, shape, messages);
+    const unsigned units = RunCore(prepared, image, psf, shape, messages);
 
     CheckResult(image, shape);
     for (int k = 0; k < shape.z; ++k) {
@@ -149,8 +156,9 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
 
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
     if (!messages.quiet()) {
-        std::printf("%s: %s samples, method %s, padded to %s, %.2f s\n", job.output.string().c_str(),
-                    ToString(shape).c_str(), job.method.c_str(), ToString(frame).c_str(), elapsed.count());
+        std::printf("%s: %s samples, method %s%s, padded to %s, %.2f s\n", job.output.string().c_str(),
+                    ToString(shape).c_str(), job.method.c_str(), EndOfRun(method, prepared, units).c_str(),
+                    ToString(frame).c_str(), elapsed.count());
     }
 }
 

@@ -15,6 +15,7 @@ struct RestoreJob {
     std::filesystem::path image;
     std::filesystem::path psf;
     std::filesystem::path output;
+    std::filesystem::path truth;  ///< empty: none
     std::string method;
     MethodSettings settings;
     bool overwrite = false;

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "restoration/margin.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <numbers>
 #include <vector>
 
@@ -62,6 +64,7 @@ void Fade(float* target, const float* source, int count, float weight, float mea
 }  // namespace
 
 void FillMargin(const PaddedVolume& volume, const Extent& image) {
+    const std::int32_t rowLength = volume.sizes().rowLength;
     const Extent side = volume.logical();
     const float mean = BorderMean(volume, image);
     const auto gapX = MirrorGap(image.x, side.x);
@@ -74,16 +77,17 @@ void FillMargin(const PaddedVolume& volume, const Extent& image) {
                 const auto [source, weight] = gapX[static_cast<std::size_t>(i - image.x)];
                 row[i] = mean + weight * (row[source] - mean);
             }
+            std::fill(row + side.x, row + rowLength, mean);
         }
         for (int j = image.y; j < side.y; ++j) {
             const auto [source, weight] = gapY[static_cast<std::size_t>(j - image.y)];
-            Fade(volume.Row(j, k), volume.Row(source, k), side.x, weight, mean);
+            Fade(volume.Row(j, k), volume.Row(source, k), rowLength, weight, mean);
         }
     }
     for (int k = image.z; k < side.z; ++k) {
         const auto [source, weight] = gapZ[static_cast<std::size_t>(k - image.z)];
         for (int j = 0; j < side.y; ++j) {
-            Fade(volume.Row(j, k), volume.Row(j, source), side.x, weight, mean);
+            Fade(volume.Row(j, k), volume.Row(j, source), rowLength, weight, mean);
         }
     }
 }

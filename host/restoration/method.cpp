@@ -1,24 +1,95 @@
 // SPDX-License-Identifier: MIT
 #include "restoration/method.h"
 
+#include <cmath>
+#include <cstdio>
+
 #include "report/user_error.h"
 
 namespace rydecon {
 
 namespace {
 
-PreparedMethod MakeWiener(const MethodSettings& settings) {
-    PreparedMethod method{CRyAbstract3DDeconvolutionCore::Create3DDeconvolutionCore(eDeconvWiener),
+/// A new counted object, owned by the pointer alone.
+template <class T, class... Arguments>
+CRyRefCountPtr<T> MakeCounted(Arguments... arguments) {
+    auto* const object = new T(arguments...);
+    const CRyRefCountPtr<T> owner(object);
+    object->Release();
+    return owner;
+}
+
+double StrengthOf(const Method& method, const MethodSettings& settings) {
+    const double strength = settings.regularization.value_or(method.regularization);
+    if (!std::isfinite(strength) || strength < method.leastRegularization) {
+        char line[160];
+        std::snprintf(line, sizeof line, "--regularization %g: method %s takes a number of %g or more", strength,
+                      method.name.c_str(), method.leastRegularization);
+        throw UserError(line, ExitCode::Usage);
+    }
+    return strength;
+}
+
+/// Fills what all iterative methods read.
+PreparedMethod Iterative(const Method& method, const MethodSettings& settings,
+                         CRyRefCountPtr<CRyAbstract3DDeconvolutionCore> core) {
+    const auto params = MakeCounted<CRy3DAutoDeconvRunParameters>();
+    params->uiIterations = settings.iterations.value_or(method.iterations);
+    params->dRegularization = StrengthOf(method, settings);
+    params->dStopRatio = settings.stopRatio;
+    params->bNoAutoStop = settings.noAutoStop;
+    params->bWienerStart = settings.wienerStart;
+    return {std::move(core), params, params->uiIterations};
+}
+
+PreparedMethod MakeAccelerated(const Method& method, const MethodSettings& settings, IterateSink* sink) {
+    using Core = ObservedCore<CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore>;
+    return Iterative(method, settings, MakeCounted<Core>(sink));
+}
+
+PreparedMethod MakeManual(const Method& method, const MethodSettings& settings, IterateSink* sink) {
+    using Core = ObservedCore<CRy3DLucyRichardsonTMDeconvolutionCore>;
+    return Iterative(method, settings, MakeCounted<Core>(sink, false));
+}
+
+PreparedMethod MakeAutomatic(const Method& method, const MethodSettings& settings, IterateSink* sink) {
+    using Core = ObservedCore<CRy3DLucyRichardsonTMDeconvolutionCore>;
+    return Iterative(method, settings, MakeCounted<Core>(sink, true));
+}
+
+PreparedMethod MakeWiener(const Method& /*method*/, const MethodSettings& settings, IterateSink* /*sink*/) {
+    PreparedMethod wiener{CRyAbstract3DDeconvolutionCore::Create3DDeconvolutionCore(eDeconvWiener),
                           CRy3DDeconvRunParameters::Create3DDeconvParameters(eDeconvWiener), 4};
-    method.params->dRegularization = settings.noise;
-    return method;
+    wiener.params->dRegularization = settings.noise;
+    return wiener;
 }
 
 }  // namespace
 
 const std::vector<Method>& Methods() {
     static const std::vector<Method> methods = {
-        {"wiener", "direct inverse filter, fast; reads --noise", MakeWiener},
+        {"accelerated",
+         "fast Richardson-Lucy, ends by itself; --regularization is the damping of noise, 1 for none",
+         {"--iterations", "--regularization", "--stop-ratio", "--no-auto-stop", "--wiener-start", "--truth"},
+         50,
+         1.0,
+         1.0,
+         MakeAccelerated},
+        {"lucy-richardson",
+         "plain Richardson-Lucy, all --iterations; --regularization from 1 smooths",
+         {"--iterations", "--regularization", "--truth"},
+         30,
+         0.0,
+         0.0,
+         MakeManual},
+        {"lucy-richardson-auto",
+         "Richardson-Lucy that ends by itself; --regularization of about 0.1 smooths",
+         {"--iterations", "--regularization", "--stop-ratio", "--truth"},
+         100,
+         0.0,
+         0.0,
+         MakeAutomatic},
+        {"wiener", "direct inverse filter, fastest; reads --noise", {"--noise"}, 0, 0.0, 0.0, MakeWiener},
     };
     return methods;
 }

@@ -6,30 +6,45 @@
 #include <gnr_deconvolution/cores.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "restoration/iterate_sink.h"
+
 namespace rydecon {
 
-/// All settings of all methods, as given on the command line.
+/// All settings of all methods, as given on the command line; empty where the method's own default counts.
 struct MethodSettings {
-    int noise = 0;  ///< Wiener: step of the noise table, 0 (little noise) to 4 (much)
+    int noise = 0;                         ///< Wiener: step of the noise table, 0 (little noise) to 4 (much)
+    std::optional<unsigned> iterations;    ///< most iterations
+    std::optional<double> regularization;  ///< strength
+    double stopRatio = 1.0007;             ///< threshold of the automatic stop
+    bool noAutoStop = false;               ///< runs all iterations
+    bool wienerStart = false;              ///< begins from a Wiener filtered image
 };
 
 /// A core with the parameter object that it takes.
 struct PreparedMethod {
     CRyRefCountPtr<CRyAbstract3DDeconvolutionCore> core;
     CRyRefCountPtr<CRy3DDeconvRunParameters> params;
-    unsigned units = 0;  ///< units of work that a whole run reports
+    unsigned units = 0;  ///< units of work of a run that goes on to its limit
 };
 
 struct Method {
     std::string name;
-    std::string summary;  ///< one line for --help
-    std::function<PreparedMethod(const MethodSettings&)> make;
+    std::string summary;                ///< one line for --help
+    std::vector<std::string> reads;     ///< options that mean something to it
+    unsigned iterations = 0;            ///< default limit; 0 for a direct method
+    double regularization = 0.0;        ///< default strength
+    double leastRegularization = 0.0;   ///< smallest strength that makes sense
+    bool iterative() const { return iterations > 0; }
+
+    /// A core and its parameters for these settings. sink may be null.
+    std::function<PreparedMethod(const Method&, const MethodSettings&, IterateSink* sink)> make;
 };
 
-/// The table of methods.
+/// The table of methods; the first is the default.
 const std::vector<Method>& Methods();
 
 /// The method of a name; UserError (usage) that lists the names otherwise.
