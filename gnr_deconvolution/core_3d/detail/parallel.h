@@ -22,6 +22,13 @@ void ParallelFor(std::int64_t count, Body body) {
     for (std::int64_t i = 0; i < count; ++i) body(i);
 }
 
+/// The same with the indices dealt out to the threads in turn, for work that grows with the index.
+template <class Body>
+void ParallelInTurn(std::int64_t count, Body body) {
+#pragma omp parallel for schedule(static, 1) firstprivate(body)
+    for (std::int64_t i = 0; i < count; ++i) body(i);
+}
+
 /// body(row pointer, row index) for each row of the volume, counted through all planes.
 template <class Float, class Body>
 void ParallelRows(const DFT3D& s, Float* volume, Body body) {
