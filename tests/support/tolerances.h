@@ -66,4 +66,8 @@ inline double WeakDampingTolerance(double contrast, double largest) {
     return std::numeric_limits<float>::epsilon() / (contrast * contrast) * largest;
 }
 
+/// PSF patterns against their plain loops, relative to the peak: both integrate in double, what differs is the
+/// order of products, and one rounding to float (6e-8).
+inline constexpr double kPsfToPeak = 2e-7;
+
 }  // namespace gnr::test
