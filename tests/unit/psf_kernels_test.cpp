@@ -149,6 +149,9 @@ TEST_F(PsfKernels, AiryOfImpossibleOpticsEnds) {
     optics = OilOptics();
     optics.dWavelength = 0.0;
     EXPECT_EQ(Airy(true, true), 0);
+    optics = OilOptics();
+    optics.dNA = std::nan("");
+    EXPECT_EQ(Airy(true, true), 0);
 }
 
 TEST_F(PsfKernels, AiryScaleIsALateralPitch) {

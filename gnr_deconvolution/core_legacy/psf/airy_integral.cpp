@@ -4,9 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdint>
+#include <limits>
 #include <numbers>
-#include <vector>
 
 #include "detail/parallel.h"
 #include "psf/airy_reach.h"
@@ -17,10 +16,9 @@ namespace gnr::detail {
 
 namespace {
 
-/// Radii that share one set of nodes at most, so that runs spread over the threads.
-constexpr int kLongestRun = 8;
-/// Nodes held at a time.
-constexpr int kNodeBlock = 256;
+constexpr int kRadiiOfRun = 8;
+constexpr std::size_t kNodesOfBlock = 256;
+constexpr std::int64_t kNoIntervals = std::numeric_limits<std::int64_t>::max();
 
 /// Composite Simpson rule on [0, M h] without the node at 0: even nodes, odd nodes, end, in this order.
 class SimpsonNodes {
@@ -48,6 +46,42 @@ class SimpsonNodes {
 
 }  // namespace
 
+/// Some nodes of one interval count, and the factors of the integrand at them.
+struct AiryIntegral::NodeBlock {
+    using PerNode = std::array<double, kNodesOfBlock>;
+
+    std::int64_t intervals;
+    std::size_t count;
+    PerNode t;
+    PerNode c;          ///< sqrt(1 + t^2)
+    PerNode amplitude;  ///< Simpson weight times t / 2
+    PerNode re;         ///< amplitude times the phasor of the plane at hand
+    PerNode im;
+    std::array<PerNode, kRadiiOfRun> bessel;
+
+    void Place(const SimpsonNodes& simpson, std::int64_t first, double T) {
+        count = static_cast<std::size_t>(
+            std::min<std::int64_t>(std::int64_t{kNodesOfBlock}, simpson.Count() - first));
+        for (std::size_t n = 0; n < count; ++n) {
+            const std::int64_t node = first + static_cast<std::int64_t>(n);
+            t[n] = simpson.Position(node, T);
+            c[n] = std::sqrt(t[n] * t[n] + 1);
+            amplitude[n] = simpson.Weight(node) * 0.5 * t[n];
+        }
+    }
+
+    void AddTo(std::complex<double>& sum, int radiusOfRun) const {
+        const PerNode& factor = bessel[static_cast<std::size_t>(radiusOfRun)];
+        double sumRe = sum.real();
+        double sumIm = sum.imag();
+        for (std::size_t n = 0; n < count; ++n) {
+            sumRe += re[n] * factor[n];
+            sumIm += im[n] * factor[n];
+        }
+        sum = {sumRe, sumIm};
+    }
+};
+
 AiryIntegral::AiryIntegral(const SDiffractionParams& optics, float scale)
     : T_(HalfAngleTangent(optics)),
       k_(optics.dRefractiveIndex * (2 * std::numbers::pi) / optics.dWavelength),
@@ -62,67 +96,96 @@ double AiryIntegral::LateralArgument(int radius) const {
 
 /// Grows in steps of 16 with defocus and radius, so that the oscillation of the integrand stays sampled. What
 /// leaves 32 bits wraps around: an aperture at the refractive index then takes 16 intervals, not all of 2^32.
-int AiryIntegral::Intervals(int planes, int radius) const {
+int AiryIntegral::Intervals(int offset, int radius) const {
     const auto oneMore = [](double v) { return WrapToInt32(1 - std::int64_t{TruncateToInt32(-v)}); };
-    const std::int32_t forDefocus = oneMore(0.36 * std::abs(planes * k_ * planePitch_) * T_ / 6.0);
+    const std::int32_t forDefocus = oneMore(0.36 * std::abs(offset * k_ * planePitch_) * T_ / 6.0);
     const std::int32_t forRadius = oneMore(T_ * LateralArgument(radius) / 3.0);
     return WrapToInt32(std::int64_t{8} * std::max(forDefocus, forRadius) * 2);
 }
 
-AiryIntegral::Node AiryIntegral::WeightedNode(double t, double weight, double defocus) const {
-    const double c = std::sqrt(t * t + 1);
-    const double fraction = t / T_;
-    const double phase = (aberration_ * (fraction * fraction * fraction * fraction) + defocus) * k_ / c;
-    const double amplitude = weight * 0.5 * t;
-    return {t, c, amplitude * std::cos(phase), amplitude * std::sin(phase)};
+/// Whether the plane needs this radius, on the nodes of this interval count.
+bool AiryIntegral::Shares(const AiryPlane& plane, int radius, std::int64_t intervals) const {
+    return !(radius > plane.reach) && Intervals(plane.offset, radius) == intervals;
 }
 
-void AiryIntegral::TabulateRun(const RadiusRun& run, double defocus, double* entries) const {
-    const SimpsonNodes simpson(run.intervals);
-    std::array<Node, kNodeBlock> nodes;
-    std::array<double, kLongestRun> re{};
-    std::array<double, kLongestRun> im{};
-    for (std::int64_t first = 0; first < simpson.Count(); first += kNodeBlock) {
-        const auto count =
-            static_cast<std::size_t>(std::min<std::int64_t>(kNodeBlock, simpson.Count() - first));
-        for (std::size_t n = 0; n < count; ++n) {
-            const std::int64_t node = first + static_cast<std::int64_t>(n);
-            nodes[n] = WeightedNode(simpson.Position(node, T_), simpson.Weight(node), defocus);
-        }
-        for (int r = 0; r < run.count; ++r) {
-            const auto radius = static_cast<std::size_t>(r);
-            const double v = LateralArgument(run.first + r);
-            for (std::size_t n = 0; n < count; ++n) {
-                const double bessel = BesselJ0(nodes[n].t * v / nodes[n].c);
-                re[radius] += nodes[n].re * bessel;
-                im[radius] += nodes[n].im * bessel;
-            }
+/// The least interval count above `after` that any plane needs in the run.
+std::int64_t AiryIntegral::NextIntervals(const std::vector<AiryPlane>& planes, const RadiusRun& run,
+                                         std::int64_t after) const {
+    std::int64_t next = kNoIntervals;
+    for (const AiryPlane& plane : planes) {
+        for (int r = run.first; r < run.first + run.count && !(r > plane.reach); ++r) {
+            const std::int64_t intervals = Intervals(plane.offset, r);
+            if (intervals > after) next = std::min(next, intervals);
         }
     }
-    const double h = T_ / run.intervals;
+    return next;
+}
+
+void AiryIntegral::EvaluatePhasors(int offset, NodeBlock& block) const {
+    const double defocus = offset * planePitch_;
+    for (std::size_t n = 0; n < block.count; ++n) {
+        const double fraction = block.t[n] / T_;
+        const double bulge = aberration_ * (fraction * fraction * fraction * fraction);
+        const double phase = (bulge + defocus) * k_ / block.c[n];
+        block.re[n] = block.amplitude[n] * std::cos(phase);
+        block.im[n] = block.amplitude[n] * std::sin(phase);
+    }
+}
+
+/// Adds the nodes of the block to every sum that shares them.
+void AiryIntegral::AddNodes(const std::vector<AiryPlane>& planes, const RadiusRun& run, NodeBlock& block,
+                            std::vector<Sums>& sums) const {
     for (int r = 0; r < run.count; ++r) {
-        const auto radius = static_cast<std::size_t>(r);
-        entries[run.first + r] = (re[radius] * re[radius] + im[radius] * im[radius]) * h * h / 9.0;
+        const int radius = run.first + r;
+        const auto shares = [&](const AiryPlane& plane) { return Shares(plane, radius, block.intervals); };
+        if (std::none_of(planes.begin(), planes.end(), shares)) continue;
+        const double v = LateralArgument(radius);
+        NodeBlock::PerNode& bessel = block.bessel[static_cast<std::size_t>(r)];
+        for (std::size_t n = 0; n < block.count; ++n) bessel[n] = BesselJ0(block.t[n] * v / block.c[n]);
+    }
+    for (std::size_t p = 0; p < planes.size(); ++p) {
+        bool evaluated = false;
+        for (int r = 0; r < run.count; ++r) {
+            if (!Shares(planes[p], run.first + r, block.intervals)) continue;
+            if (!evaluated) EvaluatePhasors(planes[p].offset, block);
+            evaluated = true;
+            block.AddTo(sums[p][static_cast<std::size_t>(run.first + r)], r);
+        }
     }
 }
 
-void AiryIntegral::Tabulate(int planes, double reach, RadialTable& table) const {
-    const int entries = static_cast<int>(table.size());
-    std::vector<RadiusRun> runs;
-    int radius = 0;
-    for (; radius < entries && !(radius > reach); ++radius) {
-        const int intervals = Intervals(planes, radius);
-        if (runs.empty() || runs.back().intervals != intervals || runs.back().count == kLongestRun) {
-            runs.push_back({radius, 0, intervals});
+void AiryIntegral::IntegrateRun(const std::vector<AiryPlane>& planes, const RadiusRun& run,
+                                std::vector<Sums>& sums) const {
+    NodeBlock block;
+    block.intervals = NextIntervals(planes, run, -kNoIntervals);
+    while (block.intervals != kNoIntervals) {
+        const SimpsonNodes simpson(block.intervals);
+        for (std::int64_t first = 0; first < simpson.Count(); first += kNodesOfBlock) {
+            block.Place(simpson, first, T_);
+            AddNodes(planes, run, block, sums);
         }
-        ++runs.back().count;
+        block.intervals = NextIntervals(planes, run, block.intervals);
     }
-    std::fill(table.begin() + radius, table.end(), 0.0);
+}
 
-    const double defocus = planes * planePitch_;
-    ParallelInTurn(static_cast<std::int64_t>(runs.size()), [&, this](std::int64_t i) {
-        TabulateRun(runs[static_cast<std::size_t>(i)], defocus, table.data());
+void AiryIntegral::Tabulate(std::vector<AiryPlane>& planes, std::size_t entries) const {
+    std::vector<Sums> sums(planes.size(), Sums(entries));
+    int radii = 0;
+    for (AiryPlane& plane : planes) {
+        plane.table.assign(entries, 0.0);
+        while (radii < static_cast<int>(entries) && !(radii > plane.reach)) ++radii;
+    }
+    ParallelInTurn((radii + kRadiiOfRun - 1) / kRadiiOfRun, [&, this](std::int64_t i) {
+        const int first = static_cast<int>(i) * kRadiiOfRun;
+        IntegrateRun(planes, {first, std::min(kRadiiOfRun, radii - first)}, sums);
     });
+    for (std::size_t p = 0; p < planes.size(); ++p) {
+        for (int r = 0; r < radii && !(r > planes[p].reach); ++r) {
+            const auto entry = static_cast<std::size_t>(r);
+            const double h = T_ / Intervals(planes[p].offset, r);
+            planes[p].table[entry] = std::norm(sums[p][entry]) * h * h / 9.0;
+        }
+    }
 }
 
 }  // namespace gnr::detail
