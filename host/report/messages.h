@@ -11,11 +11,15 @@ namespace rydecon {
 class Messages {
   public:
     explicit Messages(bool quiet = false) : quiet_(quiet) {}
+    Messages(const Messages&) = default;
+    Messages& operator=(const Messages&) = default;
+    virtual ~Messages() = default;
+
     bool quiet() const { return quiet_; }
     void set_quiet(bool quiet) { quiet_ = quiet; }
 
     /// One line, "rydecon: note: <line>", on standard error; nothing when quiet.
-    void Note(const std::string& line) const;
+    virtual void Note(const std::string& line) const;
 
   private:
     bool quiet_;
