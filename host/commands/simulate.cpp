@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+
+#include "commands/simulate.h"
+
+#include <charconv>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <system_error>
+
+#include "simulation/job.h"
+
+namespace rydecon {
+namespace {
+
+constexpr const char* kDetails =
+    "Writes truth.tif, the object: filaments, hollow shells and four points in a row whose brightness falls\n"
+    "by halves; psf.tif, the point spread function, centred, of sum 1; and blurred.tif, what a camera sees "
+    "of\n"
+    "the object. All are float32. Truth and blurred are in photons, their sums agree but for noise and\n"
+    "background. Light outside the stack is not simulated; nothing wraps around its faces. One seed gives "
+    "one\n"
+    "object and one set of random numbers.\n\n";
+
+/// CLI11 takes -1 and numbers above 64 bits for unsigned ones, wrapped or cut.
+std::string CheckSeed(const std::string& text) {
+    std::uint64_t seed = 0;
+    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), seed);
+    if (failure == std::errc() && end == text.data() + text.size()) return {};
+    return "a whole number from 0 to 18446744073709551615 is needed, not '" + text + "'";
+}
+
+}  // namespace
+
+void AddSimulateCommand(CLI::App& app, CommandContext& context) {
+    CLI::App* const command =
+        app.add_subcommand("simulate", "Makes a blurred, noisy stack whose truth and PSF are known");
+    command->footer(kDetails + app.get_footer());
+    auto job = std::make_shared<SimulationJob>();
+    command->add_option("-o,--output", job->folder, "Folder of the three files; made if it does not exist")
+        ->required()
+        ->type_name("DIR");
+    command->add_option("--size", job->size, "Sides of the stack in samples, 8 at least")
+        ->type_name("X Y Z")
+        ->default_str("128 128 64");
+    command->add_option("--pixel", job->pixel, "Distances of samples in um; with --psf those of its file")
+        ->type_name("X Y Z")
+        ->default_str("0.1 0.1 0.3");
+    command->add_option("--seed", job->seed, "Number that chooses object and noise")
+        ->check(CLI::Validator(CheckSeed, ""))
+        ->type_name("N")
+        ->capture_default_str();
+    CLI::Option* const psf =
+        command->add_option("--psf", job->psf, "Blur with this PSF, whose brightest sample is its centre")
+            ->type_name("PSF.tif");
+    command->add_option("--sigma", job->sigma, "Blur with a Gaussian of these standard deviations in um")
+        ->type_name("X Y Z")
+        ->default_str("0.2 0.2 0.6")
+        ->excludes(psf);
+    command
+        ->add_option("--photons", job->photons,
+                     "Photons expected in the brightest sample of the blurred stack")
+        ->type_name("N")
+        ->capture_default_str();
+    command->add_option("--background", job->camera.background, "Photons more in every sample")
+        ->type_name("N")
+        ->capture_default_str();
+    command->add_option("--read-noise", job->camera.readNoise, "Standard deviation of the camera, in photons")
+        ->type_name("N")
+        ->capture_default_str();
+    command->add_flag("--no-noise", job->camera.noiseFree, "Give the expected photons, without any noise");
+    command->add_flag("--overwrite", job->overwrite, "Replace existing files");
+    command->callback([job, &context] { RunSimulationJob(*job, context.messages); });
+}
+
+}  // namespace rydecon
