@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Runs the program in a folder of its own and keeps what it says.
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace rydecon::test {
+
+/// A folder under the system's temporary one, empty at first, gone at the end.
+class TemporaryFolder {
+  public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+
+    /// Names of what is in it, sorted, hidden ones included.
+    std::vector<std::string> Entries() const;
+
+  private:
+    std::filesystem::path path_;
+};
+
+struct ProgramResult {
+    int exitCode = -1;  // 128 + n after signal n
+    std::string out;
+    std::string err;
+};
+
+struct ProgramSettings {
+    std::vector<std::string> environment;  // "NAME=value", in place of inherited ones
+    bool errorsToTerminal = false;         // standard error is a terminal of 80 columns
+    bool outputToFullDevice = false;       // standard output refuses every byte
+    long fileSizeLimit = 0;                // bytes; 0: none
+};
+
+/// A program that is running.
+class RunningProgram {
+  public:
+    RunningProgram(const std::filesystem::path& folder, const std::vector<std::string>& arguments,
+                   const ProgramSettings& settings = {});
+    ~RunningProgram();
+    RunningProgram(const RunningProgram&) = delete;
+    RunningProgram& operator=(const RunningProgram&) = delete;
+
+    void Signal(int kind) const;
+    ProgramResult Wait();
+
+  private:
+    int process_ = -1;
+    int out_ = -1;
+    int err_ = -1;
+};
+
+inline ProgramResult RunProgram(const std::filesystem::path& folder,
+                                const std::vector<std::string>& arguments,
+                                const ProgramSettings& settings = {}) {
+    return RunningProgram(folder, arguments, settings).Wait();
+}
+
+/// True for exactly one line that begins "rydecon: error: ".
+bool IsOneErrorLine(const std::string& err);
+
+}  // namespace rydecon::test
