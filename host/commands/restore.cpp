@@ -44,7 +44,9 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     std::string methods = "How to restore.";
     for (const Method& method : Methods()) methods += "\n  " + method.name + ": " + method.summary;
 
-    command->add_option("image", job->image, "The blurred stack, a TIFF file")->required()->type_name("IN.tif");
+    command->add_option("image", job->image, "The blurred stack, a TIFF file")
+        ->required()
+        ->type_name("IN.tif");
     command->add_option("--psf", job->psf, "The point spread function, a TIFF file of the same voxel size")
         ->required()
         ->type_name("PSF.tif");
@@ -53,7 +55,8 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
         ->type_name("OUT.tif");
     command->add_flag("--overwrite", job->overwrite, "Replace an existing output");
     command->add_option("--method", job->method, methods)->capture_default_str()->type_name("NAME");
-    command->add_option("--iterations", settings.iterations, "Most iterations; each method has its own default")
+    command
+        ->add_option("--iterations", settings.iterations, "Most iterations; each method has its own default")
         ->check(CLI::Range(0U, kMostIterations))
         ->type_name("N");
     command->add_option("--regularization", settings.regularization, "Strength, as the method reads it")
@@ -68,7 +71,8 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
         ->check(CLI::Range(0, 4))
         ->type_name("0..4");
     command
-        ->add_option("--truth", job->truth, "The known truth of a simulation; prints the RMSE of each iterate")
+        ->add_option("--truth", job->truth,
+                     "The known truth of a simulation; prints the RMSE of each iterate")
         ->type_name("TRUTH.tif");
 
     command->callback([job, command, &context] {

@@ -8,8 +8,10 @@
 #include <cstdio>
 #include <memory>
 
+#include "io/file_error.h"
 #include "io/stack_reader.h"
 #include "io/stack_writer.h"
+#include "report/output_file.h"
 #include "report/progress_bar.h"
 #include "report/stop_request.h"
 #include "restoration/frame_plan.h"
@@ -21,19 +23,6 @@
 namespace rydecon {
 
 namespace {
-
-Extent ShapeOf(const StackHeader& header) {
-    return {header.width, header.height, header.planes};
-}
-
-void RefuseOutputOverInput(const RestoreJob& job) {
-    for (const auto& input : {job.image, job.psf}) {
-        std::error_code ignored;
-        if (std::filesystem::equivalent(input, job.output, ignored)) {
-            throw UserError(job.output.string() + ": the output would replace an input; choose another name");
-        }
-    }
-}
 
 /// A result that is no picture is an error, not an output.
 void CheckResult(const PaddedVolume& volume, const Extent& shape) {
@@ -58,7 +47,7 @@ void NoteDifferentPitch(const RestoreJob& job, const StackHeader& image, const S
     };
     if (differs(image.voxel.x, psf.voxel.x) || differs(image.voxel.y, psf.voxel.y) ||
         differs(image.voxel.z, psf.voxel.z)) {
-        messages.Note(job.psf.string() + ": the voxel size differs from that of " + job.image.string() +
+        messages.Note(Quoted(job.psf) + ": the voxel size differs from that of " + Quoted(job.image) +
                       "; the PSF is used sample by sample");
     }
 }
@@ -109,11 +98,8 @@ unsigned RunCore(PreparedMethod& method, const PaddedVolume& image, const Padded
 std::string EndOfRun(const Method& method, const PreparedMethod& prepared, unsigned units) {
     if (!method.iterative()) return "";
     const bool limit = units == prepared.params->uiIterations;
-    return ", " + std::to_string(units) + " iterations (" + (limit ? "the limit" : "ended by its stop test") + ")";
-}
-
-void StopIfRequested() {
-    if (StopRequested()) throw UserError("stopped; nothing was written", ExitCode::Stopped);
+    return ", " + std::to_string(units) + " iterations (" + (limit ? "the limit" : "ended by its stop test") +
+           ")";
 }
 
 }  // namespace
@@ -121,7 +107,7 @@ void StopIfRequested() {
 void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const auto start = std::chrono::steady_clock::now();
     const Method& method = FindMethod(job.method);
-    RefuseOutputOverInput(job);
+    CheckOutputFile(job.output, job.overwrite, {job.image, job.psf, job.truth});
 
     StackReader reader(job.image, messages);
     const StackHeader header = reader.header();
@@ -143,13 +129,13 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     }
     const PaddedVolume psf(frame);
     psfSource.LayOut(psf);
-    StopIfRequested();
+    LeaveIfStopRequested();
 
     const unsigned units = RunCore(prepared, image, psf, shape, messages);
 
     CheckResult(image, shape);
     for (int k = 0; k < shape.z; ++k) {
-        StopIfRequested();
+        LeaveIfStopRequested();
         writer.WritePlane(image.Plane(k), image.sizes().rowLength);
     }
     writer.Commit();

@@ -23,8 +23,8 @@ double StrengthOf(const Method& method, const MethodSettings& settings) {
     const double strength = settings.regularization.value_or(method.regularization);
     if (!std::isfinite(strength) || strength < method.leastRegularization) {
         char line[160];
-        std::snprintf(line, sizeof line, "--regularization %g: method %s takes a number of %g or more", strength,
-                      method.name.c_str(), method.leastRegularization);
+        std::snprintf(line, sizeof line, "--regularization %g: method %s takes a number of %g or more",
+                      strength, method.name.c_str(), method.leastRegularization);
         throw UserError(line, ExitCode::Usage);
     }
     return strength;

@@ -33,11 +33,11 @@ struct PreparedMethod {
 
 struct Method {
     std::string name;
-    std::string summary;                ///< one line for --help
-    std::vector<std::string> reads;     ///< options that mean something to it
-    unsigned iterations = 0;            ///< default limit; 0 for a direct method
-    double regularization = 0.0;        ///< default strength
-    double leastRegularization = 0.0;   ///< smallest strength that makes sense
+    std::string summary;               ///< one line for --help
+    std::vector<std::string> reads;    ///< options that mean something to it
+    unsigned iterations = 0;           ///< default limit; 0 for a direct method
+    double regularization = 0.0;       ///< default strength
+    double leastRegularization = 0.0;  ///< smallest strength that makes sense
     bool iterative() const { return iterations > 0; }
 
     /// A core and its parameters for these settings. sink may be null.

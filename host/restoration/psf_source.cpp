@@ -3,8 +3,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <vector>
+
+#include "io/file_error.h"
 
 namespace rydecon {
 
@@ -27,7 +30,7 @@ void NormalizeSum(const PaddedVolume& volume, const std::filesystem::path& path)
         }
     }
     if (!(sum > 0.0)) {
-        throw UserError(path.string() + ": the PSF has no sample above 0; a PSF of positive sum is needed");
+        throw ReadError(path, "the PSF has no sample above 0; a PSF of positive sum is needed");
     }
     for (int k = 0; k < side.z; ++k) {
         for (int j = 0; j < side.y; ++j) {
@@ -78,11 +81,11 @@ void PsfSource::FindPeak() {
         }
     });
     if (nonFinite > 0) {
-        throw UserError(path_.string() + ": the PSF has " + std::to_string(nonFinite) +
-                        " samples that are NaN or infinite; all must be finite numbers");
+        throw ReadError(path_, std::to_string(nonFinite) +
+                                   " samples of the PSF are NaN or infinite; all must be finite numbers");
     }
     if (!(largest > 0.0f)) {
-        throw UserError(path_.string() + ": the PSF has no sample above 0; a PSF of positive sum is needed");
+        throw ReadError(path_, "the PSF has no sample above 0; a PSF of positive sum is needed");
     }
     const auto middle = [count](double sum) {
         return static_cast<int>(std::floor(sum / static_cast<double>(count)));
@@ -131,13 +134,13 @@ void PsfSource::LayOut(const PaddedVolume& volume) {
         }
     });
     if (negative > 0) {
-        messages_.Note(path_.string() + ": " + std::to_string(negative) +
+        messages_.Note(Quoted(path_) + ": " + std::to_string(negative) +
                        " negative samples of the PSF are set to 0");
     }
     if (larger) {
         char percent[32];
         std::snprintf(percent, sizeof percent, "%.3g", 100.0 * cut / (cut + kept));
-        messages_.Note(path_.string() + ": the PSF is larger than the volume of " + ToString(side) +
+        messages_.Note(Quoted(path_) + ": the PSF is larger than the volume of " + ToString(side) +
                        " samples and is cropped around its peak; " + percent + " % of its sum is cut off");
     }
     NormalizeSum(volume, path_);

@@ -3,6 +3,8 @@
 
 #include <cmath>
 
+#include "io/file_error.h"
+
 namespace rydecon {
 
 void LoadStack(StackReader& reader, const std::filesystem::path& path, const PaddedVolume& volume) {
@@ -16,8 +18,8 @@ void LoadStack(StackReader& reader, const std::filesystem::path& path, const Pad
         }
     }
     if (nonFinite > 0) {
-        throw UserError(path.string() + ": " + std::to_string(nonFinite) +
-                        " samples are NaN or infinite; all must be finite numbers");
+        throw ReadError(
+            path, std::to_string(nonFinite) + " samples are NaN or infinite; all must be finite numbers");
     }
 }
 

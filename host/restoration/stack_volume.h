@@ -10,7 +10,9 @@
 
 namespace rydecon {
 
-inline Extent ShapeOf(const StackHeader& header) { return {header.width, header.height, header.planes}; }
+inline Extent ShapeOf(const StackHeader& header) {
+    return {header.width, header.height, header.planes};
+}
 
 /// Reads all planes to the origin of a volume that is at least as large. UserError where a sample is NaN or
 /// infinite, with their count.

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "io/file_error.h"
 #include "restoration/stack_volume.h"
 
 namespace rydecon {
@@ -15,8 +16,8 @@ Truth::Truth(const std::filesystem::path& path, const Extent& shape, const Exten
     StackReader reader(path, messages);
     const Extent own = ShapeOf(reader.header());
     if (own != shape) {
-        throw UserError(path.string() + ": the truth has " + ToString(own) + " samples, the image " +
-                        ToString(shape) + "; they must be of one shape");
+        throw ReadError(path, "the truth has " + ToString(own) + " samples, the image " + ToString(shape) +
+                                  "; they must be of one shape");
     }
     LoadStack(reader, path, truth_);
 }

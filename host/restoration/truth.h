@@ -16,7 +16,8 @@ namespace rydecon {
 class Truth : public IterateSink {
   public:
     /// Reads the file into the frame of the job. UserError where its shape is not that of the image.
-    Truth(const std::filesystem::path& path, const Extent& shape, const Extent& frame, const Messages& messages);
+    Truth(const std::filesystem::path& path, const Extent& shape, const Extent& frame,
+          const Messages& messages);
 
     /// The volume, for a core's reference.
     const float* volume() const { return truth_.data(); }
