@@ -37,9 +37,10 @@ struct Band {
 
 /// Entries that reach from the middle of a plane to its corner and one further.
 std::size_t EntriesToCorner(int width, int rows) {
-    const double halfWidth = width / 2;
-    const double halfRows = rows / 2;
-    return static_cast<std::size_t>(std::sqrt(halfRows * halfRows + halfWidth * halfWidth) + 2);
+    const std::int64_t halfWidth = width / 2;
+    const std::int64_t halfRows = rows / 2;
+    const auto squaredReach = static_cast<double>(halfRows * halfRows + halfWidth * halfWidth);
+    return static_cast<std::size_t>(std::sqrt(squaredReach) + 2);
 }
 
 RadialLayout LayoutOf(int width, int rows, bool centered, std::size_t entries) {

@@ -149,7 +149,7 @@ void AiryIntegral::AddNodes(const std::vector<AiryPlane>& planes, const RadiusRu
             if (!Shares(planes[p], run.first + r, block.intervals)) continue;
             if (!evaluated) EvaluatePhasors(planes[p].offset, block);
             evaluated = true;
-            block.AddTo(sums[p][static_cast<std::size_t>(run.first + r)], r);
+            block.AddTo(*(sums[p].begin() + run.first + r), r);
         }
     }
 }

@@ -107,10 +107,10 @@ void Tabulate(const LayeredOptics& optics, int entries, LayeredPlanes& planes) {
         ParallelFor(planes.Count(), [&](std::int64_t n) {
             std::array<std::complex<double>, BesselTile::kRadii> sums;
             tile.Sum(planes[n].pupil, count, sums.data());
-            for (int r = 0; r < count; ++r) {
-                const std::complex<double> mean = sums[static_cast<std::size_t>(r)] / double{kPupilNodes};
-                planes[n].table[static_cast<std::size_t>(first + r)] = std::norm(mean * 1.0 / optics.g);
-            }
+            std::transform(sums.begin(), sums.begin() + count, planes[n].table.begin() + first,
+                           [g = optics.g](std::complex<double> sum) {
+                               return std::norm(sum / double{kPupilNodes} * 1.0 / g);
+                           });
         });
     }
 }

@@ -46,8 +46,8 @@ int FloatPSF3D::GuessPsfExtent(const SDiffractionParams* pParams, int iZ, float 
 }
 
 int FloatPSF3D::KERNEL3D_GuessAiryExtent(const SDiffractionParams* pParams, int iZ, float fScale) {
-    const double defocus = (iZ / 2 + 1) * pParams->dZPitch;
-    const double reach = gnr::detail::AiryReach(*pParams, defocus, fScale);
+    const int farthest = iZ / 2 + 1;
+    const double reach = gnr::detail::AiryReach(*pParams, farthest * pParams->dZPitch, fScale);
     return TruncateToInt32((reach + 2.0) * 2.0);
 }
 

@@ -24,7 +24,10 @@ struct StageScan {
     double middle;
     std::int64_t count;
 
-    double Stage(std::int64_t i) const { return optics.Stage(static_cast<double>(i - count / 2), middle); }
+    double Stage(std::int64_t i) const {
+        const std::int64_t planes = i - count / 2;
+        return optics.Stage(static_cast<double>(planes), middle);
+    }
 };
 
 /// The amplitudes on the axis along a scan.

@@ -75,15 +75,17 @@ class DefocusIntegral {
         for (int first = 0; first < entries; first += BesselTile::kRadii) {
             const int count = std::min(BesselTile::kRadii, entries - first);
             TileOf(first, count).Sum(e, count, sums.data());
-            for (int r = 0; r < count; ++r) {
-                double value = std::norm(sums[static_cast<std::size_t>(r)]);
-                for (int root = 0; root < form_.roots; ++root) value = std::sqrt(value);
-                table[static_cast<std::size_t>(first + r)] = value;
-            }
+            std::transform(sums.begin(), sums.begin() + count, table.begin() + first,
+                           [this](std::complex<double> sum) { return Rooted(std::norm(sum)); });
         }
     }
 
   private:
+    double Rooted(double value) const {
+        for (int root = 0; root < form_.roots; ++root) value = std::sqrt(value);
+        return value;
+    }
+
     /// Bessel factors are the same in every plane. As many are kept as 16 MiB hold; radii beyond, which only
     /// a very fine pitch reaches, are evaluated again for each plane.
     static constexpr std::size_t kTilesKept = 32;

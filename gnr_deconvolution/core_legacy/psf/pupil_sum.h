@@ -76,7 +76,9 @@ class BesselTile {
     };
 
     static constexpr std::size_t Index(int q, int r) {
-        return static_cast<std::size_t>((r / kLanes * kPupilNodes + q) * kLanes + r % kLanes);
+        const int blockNode = r / kLanes * kPupilNodes + q;
+        return std::size_t{kLanes} * static_cast<std::size_t>(blockNode) +
+               static_cast<std::size_t>(r % kLanes);
     }
 
     static Lanes SumBlock(const PupilPhasors& e, const double* weights) {
