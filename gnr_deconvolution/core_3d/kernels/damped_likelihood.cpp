@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 
 #include "detail/elementary_log.h"
 #include "detail/parallel.h"
@@ -60,25 +61,30 @@ void DeviationsAt(const float* observed, const float* blurredNew, const float* b
     }
 }
 
-/// sums[0] += Σ ((-F) - (-F0)), sums[1] += Σ (-F), eight doubles side by side.
+/// Eight values side by side, whatever register width the processor has.
+using Floats8 [[gnu::vector_size(32)]] = float;
+using Doubles8 [[gnu::vector_size(64)]] = double;
+
+/// sums[0] += Σ ((-F) - (-F0)), sums[1] += Σ (-F)
 GNR_VECTOR_CLONES
 void AddPenalties(const float* F, const float* F0, std::int64_t n, double* sums) {
     constexpr std::int64_t width = 8;
-    std::array<double, width> gain{};
-    std::array<double, width> likelihood{};
+    Doubles8 gain{};
+    Doubles8 likelihood{};
     std::int64_t i = 0;
     for (; i + width <= n; i += width) {
-        for (std::int64_t w = 0; w < width; ++w) {
-            const auto lane = static_cast<std::size_t>(w);
-            gain[lane] += static_cast<double>(-F[i + w] + F0[i + w]);
-            likelihood[lane] += static_cast<double>(-F[i + w]);
-        }
+        Floats8 f;
+        Floats8 f0;
+        std::memcpy(&f, F + i, sizeof f);
+        std::memcpy(&f0, F0 + i, sizeof f0);
+        gain += __builtin_convertvector(-f + f0, Doubles8);
+        likelihood += __builtin_convertvector(-f, Doubles8);
     }
     for (; i < n; ++i) {
         gain[0] += static_cast<double>(-F[i] + F0[i]);
         likelihood[0] += static_cast<double>(-F[i]);
     }
-    for (std::size_t w = 0; w < width; ++w) {
+    for (int w = 0; w < width; ++w) {
         sums[0] += gain[w];
         sums[1] += likelihood[w];
     }

@@ -18,11 +18,13 @@ constexpr double kOffset = 1e-20;
 
 /// Samples of a row that go through the vector loop together.
 constexpr std::int64_t kChunk = 256;
-/// Rows whose sums run side by side: one chain of additions waits for itself, four hide one another's
-/// latency.
-constexpr std::int64_t kRowsTogether = 4;
+/// Rows whose sums run side by side: one chain of additions waits for itself, eight hide their latency.
+constexpr std::int64_t kRowsTogether = 8;
 
 using Chunk = std::array<double, kChunk>;
+using RowPointers = std::array<const float*, kRowsTogether>;
+using RowTerms = std::array<Chunk, kRowsTogether>;
+using RowSums = std::array<double, kRowsTogether>;
 
 /// terms[i] := L a - a, L = ln((a + 1e-20) / (b + 1e-20))
 GNR_VECTOR_CLONES
@@ -32,6 +34,16 @@ void DivergenceTerms(const float* rowA, const float* rowB, double* terms, std::i
         const double b = rowB[i];
         terms[i] = NaturalLog((a + kOffset) / (b + kOffset)) * a - a;
     }
+}
+
+/// Each row's sum := (sum + term) + b for its n samples in turn.
+RowSums AddTerms(RowSums sums, const RowTerms& terms, const RowPointers& rowsB, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) {
+        for (std::size_t j = 0; j < sums.size(); ++j) {
+            sums[j] = (sums[j] + terms[j][static_cast<std::size_t>(i)]) + static_cast<double>(rowsB[j][i]);
+        }
+    }
+    return sums;
 }
 
 }  // namespace
@@ -48,27 +60,29 @@ double MeanDivergence(const DFT3D& s, const float* a, const float* b, const SRyI
     const std::int64_t bundles = (rows + kRowsTogether - 1) / kRowsTogether;
     const auto [sum] = ParallelSums<1>(bundles, [&](std::int64_t bundle, double* total) {
         const std::int64_t firstRow = bundle * kRowsTogether;
-        const auto count = static_cast<std::size_t>(std::min(kRowsTogether, rows - firstRow));
-        std::array<std::int64_t, kRowsTogether> at{};
-        for (std::size_t j = 0; j < count; ++j) at[j] = firstSample(firstRow + static_cast<std::int64_t>(j));
-
+        const std::int64_t count = std::min(kRowsTogether, rows - firstRow);
         // Rows that a last bundle lacks repeat its first one and are left out of the total.
-        for (std::size_t j = count; j < kRowsTogether; ++j) at[j] = at[0];
-        std::array<Chunk, kRowsTogether> terms;
-        std::array<double, kRowsTogether> sums{};
+        RowPointers rowsA;
+        RowPointers rowsB;
+        for (std::int64_t j = 0; j < kRowsTogether; ++j) {
+            const std::int64_t first = firstSample(firstRow + (j < count ? j : 0));
+            rowsA[static_cast<std::size_t>(j)] = a + first;
+            rowsB[static_cast<std::size_t>(j)] = b + first;
+        }
+        RowTerms terms;
+        RowSums sums{};
         for (std::int64_t done = 0; done < width; done += kChunk) {
             const std::int64_t n = std::min(kChunk, width - done);
-            for (std::size_t j = 0; j < kRowsTogether; ++j) {
-                DivergenceTerms(a + at[j] + done, b + at[j] + done, terms[j].data(), n);
+            for (std::size_t j = 0; j < sums.size(); ++j) {
+                DivergenceTerms(rowsA[j], rowsB[j], terms[j].data(), n);
             }
-            for (std::int64_t i = 0; i < n; ++i) {
-                for (std::size_t j = 0; j < kRowsTogether; ++j) {
-                    const double g = b[at[j] + done + i];
-                    sums[j] = (sums[j] + terms[j][static_cast<std::size_t>(i)]) + g;
-                }
+            sums = AddTerms(sums, terms, rowsB, n);
+            for (std::size_t j = 0; j < sums.size(); ++j) {
+                rowsA[j] += n;
+                rowsB[j] += n;
             }
         }
-        for (std::size_t j = 0; j < count; ++j) total[0] += sums[j];
+        for (std::int64_t j = 0; j < count; ++j) total[0] += sums[static_cast<std::size_t>(j)];
     });
     return sum / (static_cast<double>(width) * static_cast<double>(height) * static_cast<double>(depth));
 }
