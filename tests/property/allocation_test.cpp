@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: MIT
+
+// What the cores allocate: volumes in Prepare, as GetRequiredMemorySize says, and none in Run.
+
+#include <gnr_deconvolution/cores.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+
+#include "support/volumes.h"
+
+#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
+
+extern "C" {
+void* __libc_malloc(size_t);
+void* __libc_calloc(size_t, size_t);
+void* __libc_memalign(size_t, size_t);
+}
+
+namespace {
+
+/// Blocks of this size or more, in bytes, are counted; a volume of the tests is larger, plans are far smaller.
+constexpr std::size_t kVolumeLike = std::size_t{200} * 1024;
+std::atomic<std::size_t> largeBlocks = 0;
+std::atomic<std::size_t> largeBytes = 0;
+
+void Note(std::size_t bytes) {
+    if (bytes < kVolumeLike) return;
+    ++largeBlocks;
+    largeBytes += bytes;
+}
+
+}  // namespace
+
+extern "C" {
+void* malloc(size_t bytes) {
+    Note(bytes);
+    return __libc_malloc(bytes);
+}
+void* calloc(size_t count, size_t bytes) {
+    Note(count * bytes);
+    return __libc_calloc(count, bytes);
+}
+void* memalign(size_t alignment, size_t bytes) {
+    Note(bytes);
+    return __libc_memalign(alignment, bytes);
+}
+void* aligned_alloc(size_t alignment, size_t bytes) {
+    return memalign(alignment, bytes);
+}
+int posix_memalign(void** block, size_t alignment, size_t bytes) {
+    *block = memalign(alignment, bytes);
+    return *block == nullptr ? 12 : 0;
+}
+}
+
+namespace {
+
+using gnr::test::Volume;
+
+struct Core {
+    const char* name;
+    CRyAbstract3DDeconvolutionCore* (*make)();
+};
+
+class AllocationsOf : public testing::TestWithParam<Core> {};
+
+TEST_P(AllocationsOf, VolumesInPrepareAsAnnouncedAndNoneInRun) {
+    const std::unique_ptr<CRyAbstract3DDeconvolutionCore> core(GetParam().make());
+    Volume image(64, 60, 16);
+    Volume psf(64, 60, 16);
+    image.FillRandom(1, 1.0f, 100.0f);
+    psf.at(0, 0, 0) = 0.6f;
+    psf.at(1, 0, 0) = 0.4f;
+    const CRyRefCountPtr<CRy3DAutoDeconvRunParameters> params(new CRy3DAutoDeconvRunParameters);
+    params->Release();
+    params->sizes = image.sizes;
+    params->rcImage = {0, 64, 0, 60, 0, 16};
+    params->pfImage = image;
+    params->pfPsf = psf;
+    params->dRegularization = 1.0;
+    params->uiIterations = 3;
+    params->bWienerStart = true;
+
+    largeBytes = 0;
+    ASSERT_EQ(core->Prepare(params), 0);
+    const std::size_t announced = core->GetRequiredMemorySize(params);
+    EXPECT_GE(largeBytes, announced);
+    EXPECT_LE(largeBytes, announced + 7 * 256) << "more than the slack of alignment of seven buffers";
+
+    largeBlocks = 0;
+    EXPECT_EQ(core->Run(params), 0);
+    EXPECT_EQ(largeBlocks, 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cores, AllocationsOf,
+                         testing::Values(Core{"wiener",
+                                              []() -> CRyAbstract3DDeconvolutionCore* {
+                                                  return new CRy3DWienerDeconvolutionCore;
+                                              }},
+                                         Core{"manual",
+                                              []() -> CRyAbstract3DDeconvolutionCore* {
+                                                  return new CRy3DLucyRichardsonTMDeconvolutionCore(false);
+                                              }},
+                                         Core{"automatic",
+                                              []() -> CRyAbstract3DDeconvolutionCore* {
+                                                  return new CRy3DLucyRichardsonTMDeconvolutionCore(true);
+                                              }},
+                                         Core{
+                                             "accelerated",
+                                             []() -> CRyAbstract3DDeconvolutionCore* {
+                                                 return new CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore;
+                                             }}),
+                         [](const auto& core) { return core.param.name; });
+
+}  // namespace
+
+#endif

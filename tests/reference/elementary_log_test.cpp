@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "detail/elementary_log.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+
+namespace {
+
+using gnr::detail::NaturalLog;
+
+/// Distance of `value` from `exact` in units of the last place that `exact` has in T.
+template <class T>
+double UnitsOff(T value, long double exact) {
+    const int exponent = std::ilogb(static_cast<T>(exact)) - (std::numeric_limits<T>::digits - 1);
+    return static_cast<double>(std::fabs(static_cast<long double>(value) - exact) /
+                               std::ldexp(1.0L, exponent));
+}
+
+TEST(NaturalLog, OfFloatsIsWithinOneUnitInTheLastPlace) {
+    // Every 61st positive float, subnormals included, and every one around 1, where the result is smallest.
+    const auto worstOf = [](std::uint32_t first, std::uint32_t last, std::uint32_t step) {
+        double worst = 0.0;
+        for (std::uint32_t bits = first; bits < last; bits += step) {
+            const float x = std::bit_cast<float>(bits);
+            if (x == 1.0f) continue;
+            worst = std::max(worst, UnitsOff(NaturalLog(x), std::log(static_cast<double>(x))));
+        }
+        return worst;
+    };
+    EXPECT_LT(worstOf(1, 0x7f800000u, 61), 1.0);
+    EXPECT_LT(worstOf(std::bit_cast<std::uint32_t>(0.99f), std::bit_cast<std::uint32_t>(1.01f), 1), 1.0);
+    EXPECT_EQ(NaturalLog(1.0f), 0.0f);
+}
+
+TEST(NaturalLog, OfDoublesIsWithinOneUnitInTheLastPlace) {
+    std::mt19937_64 engine(3);
+    double worst = 0.0;
+    for (int n = 0; n < 2000000; ++n) {
+        // Half over all positive doubles, half between 0.5 and 2.
+        std::uint64_t bits = engine() & 0x7fffffffffffffff;
+        if (n % 2 == 0) bits = 0x3fe0000000000000 + (bits & 0x001fffffffffffff);
+        const double x = std::bit_cast<double>(bits);
+        if (!std::isfinite(x) || x == 0.0 || x == 1.0) continue;
+        worst = std::max(worst, UnitsOff(NaturalLog(x), std::log(static_cast<long double>(x))));
+    }
+    EXPECT_LT(worst, 1.0);
+    EXPECT_EQ(NaturalLog(1.0), 0.0);
+}
+
+template <class T>
+void ExpectSpecialValues() {
+    constexpr T infinity = std::numeric_limits<T>::infinity();
+    EXPECT_EQ(NaturalLog(T{0}), -infinity);
+    EXPECT_EQ(NaturalLog(-T{0}), -infinity);
+    EXPECT_EQ(NaturalLog(infinity), infinity);
+    EXPECT_TRUE(std::isnan(NaturalLog(T{-1})));
+    EXPECT_TRUE(std::isnan(NaturalLog(-infinity)));
+    EXPECT_TRUE(std::isnan(NaturalLog(std::numeric_limits<T>::quiet_NaN())));
+}
+
+TEST(NaturalLog, OfZeroNegativeAndInfinite) {
+    ExpectSpecialValues<float>();
+    ExpectSpecialValues<double>();
+}
+
+}  // namespace
