@@ -4,7 +4,6 @@
 // Buffers, contents and comparisons for tests of the kernels.
 
 #include <gtest/gtest.h>
-#include <omp.h>
 
 #include <bit>
 #include <cmath>
@@ -14,6 +13,8 @@
 #include <new>
 #include <random>
 #include <vector>
+
+#include "support/threads.h"
 
 namespace gnr::test {
 
@@ -76,17 +77,5 @@ testing::AssertionResult SameFloats(const FloatsA& a, const FloatsB& b) {
     }
     return testing::AssertionSuccess();
 }
-
-/// Sets the number of OpenMP threads for a scope.
-class ThreadCount {
-  public:
-    explicit ThreadCount(int threads) : before_(omp_get_max_threads()) { omp_set_num_threads(threads); }
-    ThreadCount(const ThreadCount&) = delete;
-    ThreadCount& operator=(const ThreadCount&) = delete;
-    ~ThreadCount() { omp_set_num_threads(before_); }
-
-  private:
-    int before_;
-};
 
 }  // namespace gnr::test
