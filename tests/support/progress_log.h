@@ -7,6 +7,8 @@
 
 #include <functional>
 #include <string>
+#include <thread>
+#include <tuple>
 #include <vector>
 
 namespace gnr::test {
@@ -19,7 +21,13 @@ struct ProgressReport {
     unsigned c;
     unsigned n;
     ERyProgressPhase phase;
-    bool operator==(const ProgressReport&) const = default;
+    void* hostPointer = nullptr;
+    std::thread::id thread = {};
+
+    /// Equal in what was said; to whom and on which thread is a matter of its own.
+    friend bool operator==(const ProgressReport& l, const ProgressReport& r) {
+        return std::tie(l.text, l.a, l.b, l.c, l.n, l.phase) == std::tie(r.text, r.a, r.b, r.c, r.n, r.phase);
+    }
 };
 
 /// What a 3D core sends for one phase.
@@ -52,15 +60,16 @@ class ProgressLog {
     /// Runs at every call, before the answer; may look at buffers.
     std::function<void(const ProgressReport&)> onCall;
 
-  private:
+    /// The callback; its host pointer is the log.
     static int Record(const CRyStringW& text, unsigned a, unsigned b, unsigned c, unsigned n,
                       ERyProgressPhase phase, void* pData) {
         ProgressLog& log = *static_cast<ProgressLog*>(pData);
-        log.calls_.push_back({text.c_str(), a, b, c, n, phase});
+        log.calls_.push_back({text.c_str(), a, b, c, n, phase, pData, std::this_thread::get_id()});
         if (log.onCall) log.onCall(log.calls_.back());
         return static_cast<int>(log.calls_.size()) - 1 == log.stopAt_ ? log.answer_ : 0;
     }
 
+  private:
     int stopAt_;
     int answer_;
     std::vector<ProgressReport> calls_;

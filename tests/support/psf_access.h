@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <thread>
 
-#include "support/progress_record.h"
+#include "support/progress_log.h"
 #include "support/volumes.h"
 
 namespace gnr::test {
@@ -58,9 +58,9 @@ inline SDiffractionParamsEx LowApertureOptics() {
 }
 
 /// A record of `count` stop checks of a PSF kernel, all made on this thread.
-inline void ExpectPolls(const ProgressRecord& record, std::size_t count) {
-    EXPECT_EQ(record.calls.size(), count);
-    for (const ProgressCall& call : record.calls) {
+inline void ExpectPolls(const ProgressLog& record, std::size_t count) {
+    EXPECT_EQ(record.Calls().size(), count);
+    for (const ProgressReport& call : record.Calls()) {
         EXPECT_EQ(call.text, L"Generating PSF...");
         EXPECT_EQ(call.phase, eProgressPoll);
         EXPECT_EQ(call.a + call.b + call.c + call.n, 0u);

@@ -8,7 +8,7 @@
 
 #include <cmath>
 
-#include "support/progress_record.h"
+#include "support/progress_log.h"
 #include "support/volumes.h"
 
 namespace gnr::test {
@@ -44,10 +44,10 @@ struct WienerJob {
         params->pfPsf = psf;
         params->dRegularization = regularization;
     }
-    /// Reports to a record.
-    int Run(ProgressRecord& record) {
-        params->pfnProgress = &ProgressRecord::Callback;
-        params->pProgressData = &record;
+    /// Reports to a log.
+    int Run(ProgressLog& log) {
+        params->pfnProgress = &ProgressLog::Record;
+        params->pProgressData = &log;
         return core->Run(params);
     }
     int Run() { return core->Run(params); }

@@ -30,17 +30,17 @@ double Sum(const FloatPSF3D& psf) {
     return sum;
 }
 
-int Fast(OpenPsf& psf, const SDiffractionParams& optics, ProgressRecord* record = nullptr,
+int Fast(OpenPsf& psf, const SDiffractionParams& optics, ProgressLog* record = nullptr,
          bool centered = true) {
     DFT3D s = kSizes;
-    return psf.GeneratePSF(&s, &optics, record != nullptr ? &ProgressRecord::Callback : nullptr, record, 1.0f,
+    return psf.GeneratePSF(&s, &optics, record != nullptr ? &ProgressLog::Record : nullptr, record, 1.0f,
                            centered, true);
 }
 
-int LayeredModel(OpenPsf& psf, const SDiffractionParamsEx& optics, ProgressRecord* record = nullptr,
+int LayeredModel(OpenPsf& psf, const SDiffractionParamsEx& optics, ProgressLog* record = nullptr,
                  bool centered = true) {
     DFT3D s = kSizes;
-    return psf.GeneratePSFEx(&s, &optics, record != nullptr ? &ProgressRecord::Callback : nullptr, record,
+    return psf.GeneratePSFEx(&s, &optics, record != nullptr ? &ProgressLog::Record : nullptr, record,
                              centered, true);
 }
 
@@ -146,13 +146,12 @@ TEST(PsfDrivers, FastModelStopsAtEveryPlaneWithMinus8) {
     for (const int modality : {0, 5}) {
         SDiffractionParams optics = OilOptics();
         optics.iModality = modality;
-        ProgressRecord all;
+        ProgressLog log;
         OpenPsf psf;
-        ASSERT_EQ(Fast(psf, optics, &all), 0);
-        ExpectPolls(all, 9);
+        ASSERT_EQ(Fast(psf, optics, &log), 0);
+        ExpectPolls(log, 9);
         for (std::size_t stop = 0; stop < 9; ++stop) {
-            ProgressRecord record;
-            record.stopAt = stop;
+            ProgressLog record(static_cast<int>(stop));
             EXPECT_EQ(Fast(psf, optics, &record), -8);
             ExpectPolls(record, stop + 1);
             ASSERT_NE(psf.pfPSF, nullptr);
@@ -214,8 +213,7 @@ TEST(PsfDrivers, LayeredModelTakesTheGeneratorOfTheModality) {
 }
 
 TEST(PsfDrivers, LayeredModelNeverCallsBack) {
-    ProgressRecord record;
-    record.stopAt = 0;
+    ProgressLog record(0);
     OpenPsf psf;
     EXPECT_EQ(LayeredModel(psf, OilOptics(), &record), 0);
     ExpectPolls(record, 0);

@@ -22,10 +22,9 @@ class PsfKernels : public testing::Test {
         ASSERT_EQ(psf.AllocatePSF(x, y, z), 0);
         std::fill_n(psf.pfPSF, psf.sizes.total, kSentinel);
     }
-    int Airy(bool centered, bool padded, ProgressRecord* record = nullptr) {
+    int Airy(bool centered, bool padded, ProgressLog* record = nullptr) {
         return psf.KERNEL3D_Airy(&psf.sizes, psf.pfPSF, &optics, centered,
-                                 record != nullptr ? &ProgressRecord::Callback : nullptr, record, 1.0f,
-                                 padded);
+                                 record != nullptr ? &ProgressLog::Record : nullptr, record, 1.0f, padded);
     }
     /// Planes that hold anything but sentinels.
     std::vector<int> PlanesWritten() {
@@ -163,13 +162,12 @@ TEST_F(PsfKernels, AiryScaleIsALateralPitch) {
 }
 
 TEST_F(PsfKernels, AiryPollsBeforeEachPlaneAndStopsAtAnyOfThem) {
-    ProgressRecord all;
+    ProgressLog log;
     Allocate(4, 4, 20);
-    ASSERT_EQ(Airy(true, true, &all), 0);
-    ExpectPolls(all, 20);
+    ASSERT_EQ(Airy(true, true, &log), 0);
+    ExpectPolls(log, 20);
     for (std::size_t stop = 0; stop < 20; ++stop) {
-        ProgressRecord record;
-        record.stopAt = stop;
+        ProgressLog record(static_cast<int>(stop));
         Allocate(4, 4, 20);
         ASSERT_EQ(Airy(true, true, &record), -1);
         ExpectPolls(record, stop + 1);
@@ -181,10 +179,10 @@ TEST_F(PsfKernels, AiryPollsBeforeEachPlaneAndStopsAtAnyOfThem) {
 
 class DefocusKernels : public PsfKernels, public testing::WithParamInterface<bool> {
   protected:
-    int Run(bool centered, bool padded, ProgressRecord* record = nullptr) {
+    int Run(bool centered, bool padded, ProgressLog* record = nullptr) {
         const auto kernel = GetParam() ? &OpenPsf::KERNEL3D_2Photon : &OpenPsf::KERNEL3D_GibsonLani;
         return (psf.*kernel)(&psf.sizes, psf.pfPSF, &optics, centered,
-                             record != nullptr ? &ProgressRecord::Callback : nullptr, record, 1.0f, padded);
+                             record != nullptr ? &ProgressLog::Record : nullptr, record, 1.0f, padded);
     }
     bool PlaneIsZero(int z) {
         const float* const plane = psf.pfPSF + std::int64_t{z} * psf.sizes.planeStride;
@@ -254,13 +252,12 @@ TEST_P(DefocusKernels, MiddleStaysZeroWhenWrapped_stays) {
 }
 
 TEST_P(DefocusKernels, PollsBeforeEachPlaneAndStopsAtAnyOfThem) {
-    ProgressRecord all;
+    ProgressLog log;
     Allocate(4, 4, 7);
-    ASSERT_EQ(Run(true, true, &all), 0);
-    ExpectPolls(all, 7);
+    ASSERT_EQ(Run(true, true, &log), 0);
+    ExpectPolls(log, 7);
     for (std::size_t stop = 0; stop < 7; ++stop) {
-        ProgressRecord record;
-        record.stopAt = stop;
+        ProgressLog record(static_cast<int>(stop));
         Allocate(4, 4, 7);
         ASSERT_EQ(Run(true, true, &record), -1);
         ExpectPolls(record, stop + 1);

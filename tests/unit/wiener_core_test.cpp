@@ -17,7 +17,7 @@
 namespace {
 
 using Low = CRy3DDeconvolutionLow;
-using gnr::test::ProgressRecord;
+using gnr::test::ProgressLog;
 using gnr::test::SameBits;
 using gnr::test::Volume;
 using gnr::test::WienerJob;
@@ -76,8 +76,8 @@ TEST_F(WienerCore, RunsWithoutPrepareAndAfterFree) {
 TEST_F(WienerCore, RunReleasesItsParametersOnEveryPath) {
     for (std::size_t stop = 0; stop <= 8; ++stop) {
         WienerJob job = Job();
-        ProgressRecord record = {stop, 1, {}};
-        job.Run(record);
+        ProgressLog log(static_cast<int>(stop));
+        job.Run(log);
         EXPECT_EQ(job.params->iRefCount, 1) << stop;
         EXPECT_EQ(job.core->iRefCount, 1) << stop;
     }
@@ -156,19 +156,19 @@ TEST_F(WienerCore, TheIntegerPartSelectsTheNoiseConstant) {
 
 TEST_F(WienerCore, ReportsFourUnitsOfWork) {
     WienerJob job = Job();
-    ProgressRecord record;
-    ASSERT_EQ(job.Run(record), 0);
-    ASSERT_EQ(record.calls.size(), 8u);
+    ProgressLog log;
+    ASSERT_EQ(job.Run(log), 0);
+    ASSERT_EQ(log.Calls().size(), 8u);
     unsigned units = 0;
-    for (std::size_t n = 0; n < record.calls.size(); ++n) {
-        const auto& call = record.calls[n];
+    for (std::size_t n = 0; n < log.Calls().size(); ++n) {
+        const auto& call = log.Calls()[n];
         EXPECT_EQ(call.text, L"Performing Deconvolution...");
         EXPECT_EQ(call.a, 0u);
         EXPECT_EQ(call.b, 0u);
         EXPECT_EQ(call.c, 0u);
         EXPECT_EQ(call.phase, n % 2 == 0 ? eProgressStepBegin : eProgressStepEnd) << n;
         EXPECT_EQ(call.n, n % 2 == 0 ? 0u : 1u) << n;
-        EXPECT_EQ(call.hostPointer, &record);
+        EXPECT_EQ(call.hostPointer, &log);
         EXPECT_EQ(call.thread, std::this_thread::get_id());
         units += call.n;
     }
@@ -178,14 +178,14 @@ TEST_F(WienerCore, ReportsFourUnitsOfWork) {
 TEST_F(WienerCore, ReportsOnTheCallersThreadWithManyThreadsAtWork) {
     const gnr::test::ThreadCount threads(5);
     WienerJob job = Job();
-    ProgressRecord record;
+    ProgressLog log;
     std::thread::id caller;
     std::thread([&] {
         caller = std::this_thread::get_id();
-        job.Run(record);
+        job.Run(log);
     }).join();
-    ASSERT_EQ(record.calls.size(), 8u);
-    for (const auto& call : record.calls) EXPECT_EQ(call.thread, caller);
+    ASSERT_EQ(log.Calls().size(), 8u);
+    for (const auto& call : log.Calls()) EXPECT_EQ(call.thread, caller);
 }
 
 TEST_F(WienerCore, PhasesAreTheListedNumbers) {
@@ -200,8 +200,8 @@ TEST_F(WienerCore, ReportingChangesNoBit) {
     WienerJob silent = Job();
     ASSERT_EQ(silent.Run(), 0);
     WienerJob reporting = Job();
-    ProgressRecord record;
-    ASSERT_EQ(reporting.Run(record), 0);
+    ProgressLog log;
+    ASSERT_EQ(reporting.Run(log), 0);
     EXPECT_TRUE(SameBits(reporting.image.ToVector(), silent.image.ToVector()));
     EXPECT_TRUE(SameBits(reporting.psf.ToVector(), silent.psf.ToVector()));
 }
@@ -236,9 +236,9 @@ Buffers AfterCalls(std::size_t stop, Buffers b, double K) {
 TEST_F(WienerCore, AStopAtAnyCallLeavesTheBuffersOfTheStepsBeforeIt) {
     for (std::size_t stop = 0; stop < 8; ++stop) {
         WienerJob job = Job(2.0);
-        ProgressRecord record = {stop, 1, {}};
-        EXPECT_EQ(job.Run(record), -8) << stop;
-        EXPECT_EQ(record.calls.size(), stop + 1);
+        ProgressLog log(static_cast<int>(stop));
+        EXPECT_EQ(job.Run(log), -8) << stop;
+        EXPECT_EQ(log.Calls().size(), stop + 1);
         const Buffers expected = AfterCalls(stop, {observed_, psf_}, 0.08);
         EXPECT_TRUE(SameBits(job.image.ToVector(), expected.image.ToVector())) << "image, stop at " << stop;
         EXPECT_TRUE(SameBits(job.psf.ToVector(), expected.psf.ToVector())) << "PSF, stop at " << stop;
@@ -247,8 +247,8 @@ TEST_F(WienerCore, AStopAtAnyCallLeavesTheBuffersOfTheStepsBeforeIt) {
 
 TEST_F(WienerCore, AStopAtTheFirstCallLeavesBothBuffersUntouched) {
     WienerJob job = Job();
-    ProgressRecord record = {0, 1, {}};
-    EXPECT_EQ(job.Run(record), -8);
+    ProgressLog log(0);
+    EXPECT_EQ(job.Run(log), -8);
     EXPECT_TRUE(SameBits(job.image.ToVector(), observed_.ToVector()));
     EXPECT_TRUE(SameBits(job.psf.ToVector(), psf_.ToVector()));
 }
@@ -256,8 +256,8 @@ TEST_F(WienerCore, AStopAtTheFirstCallLeavesBothBuffersUntouched) {
 TEST_F(WienerCore, AnyAnswerButZeroStopsAndIsNotHandedOn) {
     for (const int answer : {-1, 2, -8, std::numeric_limits<int>::min()}) {
         WienerJob job = Job();
-        ProgressRecord record = {3, answer, {}};
-        EXPECT_EQ(job.Run(record), -8) << answer;
+        ProgressLog log(3, answer);
+        EXPECT_EQ(job.Run(log), -8) << answer;
     }
 }
 
@@ -265,12 +265,12 @@ TEST_F(WienerCore, RunsAgainAfterAStopWithReloadedBuffers) {
     WienerJob fresh = Job();
     ASSERT_EQ(fresh.Run(), 0);
     WienerJob job = Job();
-    ProgressRecord stopped = {5, 1, {}};
+    ProgressLog stopped(5);
     ASSERT_EQ(job.Run(stopped), -8);
     job.image = observed_;
     job.psf = psf_;
-    ProgressRecord record;
-    ASSERT_EQ(job.Run(record), 0);
+    ProgressLog log;
+    ASSERT_EQ(job.Run(log), 0);
     EXPECT_TRUE(SameBits(job.image.ToVector(), fresh.image.ToVector()));
 }
 
