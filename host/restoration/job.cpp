@@ -52,6 +52,17 @@ void NoteDifferentPitch(const RestoreJob& job, const StackHeader& image, const S
     }
 }
 
+/// Loads the image and brings its samples into what the method computes with.
+void LoadImage(StackReader& reader, const RestoreJob& job, const Method& method, const PaddedVolume& image,
+               const Messages& messages) {
+    const SampleRange range = LoadStack(reader, job.image, image);
+    RefuseUnfitRange(range, job.image, image.logical());
+    if (range.negative == 0 || method.liftsNegative) return;
+    messages.Note(Quoted(job.image) + ": " + std::to_string(range.negative) +
+                  " negative samples of the image are set to 0");
+    CutNegative(image, ShapeOf(reader.header()));
+}
+
 /// Moves the bar, counts the work and passes Ctrl-C on.
 struct ProgressRelay {
     ProgressBar bar;
@@ -107,6 +118,7 @@ std::string EndOfRun(const Method& method, const PreparedMethod& prepared, unsig
 void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const auto start = std::chrono::steady_clock::now();
     const Method& method = FindMethod(job.method);
+    CheckSettings(method, job.settings);
     CheckOutputFile(job.output, job.overwrite, {job.image, job.psf, job.truth});
 
     StackReader reader(job.image, messages);
@@ -121,7 +133,7 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     StackWriter writer(job.output, header, job.overwrite);
 
     const PaddedVolume image(frame);
-    LoadStack(reader, job.image, image);
+    LoadImage(reader, job, method, image, messages);
     FillMargin(image, shape);
     if (truth != nullptr) {
         if (job.method == "accelerated") truth->set_pedestal(PedestalOfAccelerated(image));

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "restoration/method.h"
 
-#include <cmath>
 #include <cstdio>
 
 #include "report/user_error.h"
@@ -19,15 +18,19 @@ CRyRefCountPtr<T> MakeCounted(Arguments... arguments) {
     return owner;
 }
 
+/// Far beyond every setting that anybody may mean, and well inside what single precision holds.
+constexpr double kGreatestSetting = 1.0e6;
+
 double StrengthOf(const Method& method, const MethodSettings& settings) {
-    const double strength = settings.regularization.value_or(method.regularization);
-    if (!std::isfinite(strength) || strength < method.leastRegularization) {
-        char line[160];
-        std::snprintf(line, sizeof line, "--regularization %g: method %s takes a number of %g or more",
-                      strength, method.name.c_str(), method.leastRegularization);
-        throw UserError(line, ExitCode::Usage);
-    }
-    return strength;
+    return settings.regularization.value_or(method.regularization);
+}
+
+void RequireRange(const std::string& what, double value, double least) {
+    if (value >= least && value <= kGreatestSetting) return;
+    char text[96];
+    std::snprintf(text, sizeof text, " is %g; a number from %g to %g is needed", value, least,
+                  kGreatestSetting);
+    throw UserError(what + text, ExitCode::Usage);
 }
 
 /// Fills what all iterative methods read.
@@ -74,6 +77,7 @@ const std::vector<Method>& Methods() {
          50,
          1.0,
          1.0,
+         true,
          MakeAccelerated},
         {"lucy-richardson",
          "plain Richardson-Lucy, all --iterations; --regularization from 1 smooths",
@@ -81,6 +85,7 @@ const std::vector<Method>& Methods() {
          30,
          0.0,
          0.0,
+         false,
          MakeManual},
         {"lucy-richardson-auto",
          "Richardson-Lucy that ends by itself; --regularization of about 0.1 smooths",
@@ -88,8 +93,16 @@ const std::vector<Method>& Methods() {
          100,
          0.0,
          0.0,
+         false,
          MakeAutomatic},
-        {"wiener", "direct inverse filter, fastest; reads --noise", {"--noise"}, 0, 0.0, 0.0, MakeWiener},
+        {"wiener",
+         "direct inverse filter, fastest; reads --noise",
+         {"--noise"},
+         0,
+         0.0,
+         0.0,
+         false,
+         MakeWiener},
     };
     return methods;
 }
@@ -101,6 +114,12 @@ const Method& FindMethod(const std::string& name) {
         names += (names.empty() ? "" : ", ") + method.name;
     }
     throw UserError("--method " + name + " does not exist; the methods are: " + names, ExitCode::Usage);
+}
+
+void CheckSettings(const Method& method, const MethodSettings& settings) {
+    RequireRange("--regularization of method " + method.name, StrengthOf(method, settings),
+                 method.leastRegularization);
+    RequireRange("--stop-ratio", settings.stopRatio, 0.0);
 }
 
 }  // namespace rydecon

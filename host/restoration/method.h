@@ -38,6 +38,7 @@ struct Method {
     unsigned iterations = 0;           ///< default limit; 0 for a direct method
     double regularization = 0.0;       ///< default strength
     double leastRegularization = 0.0;  ///< smallest strength that makes sense
+    bool liftsNegative = false;        ///< raises an image with negative samples above 0 by itself
     bool iterative() const { return iterations > 0; }
 
     /// A core and its parameters for these settings. sink may be null.
@@ -49,5 +50,8 @@ const std::vector<Method>& Methods();
 
 /// The method of a name; UserError (usage) that lists the names otherwise.
 const Method& FindMethod(const std::string& name);
+
+/// UserError (usage) for a number that is NaN or outside the method's range; looks at no file.
+void CheckSettings(const Method& method, const MethodSettings& settings);
 
 }  // namespace rydecon
