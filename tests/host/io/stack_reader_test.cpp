@@ -103,6 +103,24 @@ class ReadingLayouts : public Reading, public ::testing::WithParamInterface<Layo
     }
 };
 
+/// "wl_4_rows_tiles_lzw"
+std::string NameOfLayout(const ::testing::TestParamInfo<Layout>& info) {
+    const auto [mode, rowsPerStrip, tile, compression] = info.param;
+    std::string name = mode;
+    name += rowsPerStrip == 0 ? "_one_strip" : "_" + std::to_string(rowsPerStrip) + "_rows";
+    name += tile == 0 ? "" : "_tiles";
+    switch (compression) {
+        case COMPRESSION_LZW:
+            return name + "_lzw";
+        case COMPRESSION_ADOBE_DEFLATE:
+            return name + "_deflate";
+        case COMPRESSION_PACKBITS:
+            return name + "_packbits";
+        default:
+            return name + "_plain";
+    }
+}
+
 TEST_P(ReadingLayouts, EverySampleType) {
     WriteAndExpect<std::uint8_t>("uint8");
     WriteAndExpect<std::int8_t>("int8");
@@ -119,7 +137,8 @@ INSTANTIATE_TEST_SUITE_P(AllLayouts, ReadingLayouts,
                                             ::testing::Values(0U, 1U, 4U), ::testing::Values(0U, 16U),
                                             ::testing::Values(COMPRESSION_NONE, COMPRESSION_LZW,
                                                               COMPRESSION_ADOBE_DEFLATE,
-                                                              COMPRESSION_PACKBITS)));
+                                                              COMPRESSION_PACKBITS)),
+                         NameOfLayout);
 
 TEST_F(Reading, StripsThatDoNotStandInOneRun) {
     auto pages = PatternPages<std::uint16_t>();
