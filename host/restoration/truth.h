@@ -34,8 +34,8 @@ class Truth : public IterateSink {
     unsigned iterates_ = 0;
 };
 
-/// The pedestal that the accelerated method lifts an image by: up to a fortieth of its range, 20 at most, where
-/// its darkest sample lies below that. Over the whole buffer.
+/// The pedestal that the accelerated method lifts an image by: up to a fortieth of its range, 20 at most,
+/// where its darkest sample lies below that. Over the whole buffer.
 double PedestalOfAccelerated(const PaddedVolume& image);
 
 }  // namespace rydecon

@@ -99,14 +99,14 @@ class GNR_API CRy3DWienerDeconvolutionCore : public CRyAbstract3DDeconvolutionCo
 
 /// Richardson-Lucy iteration with a multiplicative Tikhonov-Miller term.
 ///
-///   x := c x reg(x) H^T(g / H x)      x estimate in pfImage, g observed, H blur by the PSF, c = 1 / sum of PSF
+///   x := c x reg(x) H^T(g / H x)      x estimate in pfImage, g observed, H blur by the PSF, c = 1 / its sum
 ///
-/// Manual     uiIterations steps, no normalisation, clamped regulariser of weight -1e-6 n^2, n = 2 trunc(strength)
-///            modulo 2^32
+/// Manual     uiIterations steps, no normalisation, clamped regulariser of weight -1e-6 n^2,
+///            n = 2 trunc(strength) modulo 2^32
 /// Automatic  image normalised to its maximum, negatives cut after each step, self-limiting regulariser of
-///            weight -0.2 strength^2, and an end by itself: D, the mean I-divergence of x from g over rcImage,
-///            grows as the image sharpens; with r = D(1) / D, step 6 or a later one is the last where r rose
-///            or r / r(before) exceeds dStopRatio. Takes CRy3DAutoDeconvRunParameters only.
+///            weight -0.2 strength^2, and an end by itself: D, the mean I-divergence of x from g over
+///            rcImage, grows as the image sharpens; with r = D(1) / D, step 6 or a later one is the last
+///            where r rose or r / r(before) exceeds dStopRatio. Takes CRy3DAutoDeconvRunParameters only.
 ///
 /// pfPsf is read only. Four working buffers: 16 bytes a float of the volume. Two forward and two backward
 /// transforms a step; a unit of work is one step. After a stop the automatic mode still counts the steps and
@@ -116,7 +116,8 @@ class GNR_API CRy3DLucyRichardsonTMDeconvolutionCore : public CRyAbstract3DDecon
   public:
     /// bAutomatic  automatic mode, as above
     explicit CRy3DLucyRichardsonTMDeconvolutionCore(bool bAutomatic);
-    CRy3DLucyRichardsonTMDeconvolutionCore& operator=(const CRy3DLucyRichardsonTMDeconvolutionCore&) = default;
+    CRy3DLucyRichardsonTMDeconvolutionCore& operator=(const CRy3DLucyRichardsonTMDeconvolutionCore&) =
+        default;
     ~CRy3DLucyRichardsonTMDeconvolutionCore() override;
 
     unsigned long long GetRequiredMemorySize(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) override;
@@ -143,11 +144,12 @@ class GNR_API CRy3DLucyRichardsonTMDeconvolutionCore : public CRyAbstract3DDecon
 ///
 /// The image is lifted by a pedestal where its darkest sample is near 0 and normalised to mean 1; both are
 /// undone at the end. bWienerStart begins from a Wiener filtered image. The PSF is expected to sum to 1; the
-/// Wiener start transforms pfPsf in place and back. The run ends by itself, unless bNoAutoStop, when the mean of
-/// the last three of six likelihoods no longer leads that of all six by dStopRatio, step 15 at the earliest.
+/// Wiener start transforms pfPsf in place and back. The run ends by itself, unless bNoAutoStop, when the mean
+/// of the last three of six likelihoods no longer leads that of all six by dStopRatio, step 15 at the
+/// earliest.
 ///
-/// Takes CRy3DAutoDeconvRunParameters. Seven working buffers: 28 bytes a float of the volume. Three forward and
-/// three backward transforms a step. Callbacks a step: begin, three polls, end.
+/// Takes CRy3DAutoDeconvRunParameters. Seven working buffers: 28 bytes a float of the volume. Three forward
+/// and three backward transforms a step. Callbacks a step: begin, three polls, end.
 /// Source   Biggs and Andrews 1997; damping: White 1994 (docs/bibliography.md)
 class GNR_API CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore : public CRyAbstract3DDeconvolutionCore {
   public:
@@ -166,10 +168,11 @@ class GNR_API CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore : public CRyAbst
   protected:
     /// Doubles fAlpha from the value given while the damped likelihood over rc gains against alpha = 0, alpha
     /// stays within fAlphaMax and below 8192. Returns the likelihood at the chosen alpha, at least 1.
-    /// The blur at alpha is the mix (pfBlurredNew - pfBlurredOld) alpha + pfBlurredOld: no transform is needed.
+    /// The blur at alpha is the mix (pfBlurredNew - pfBlurredOld) alpha + pfBlurredOld, without a transform.
     virtual double OptimizeAlphaByLogLikelihood(float& fAlpha, float fAlphaMax, const float* pfObserved,
                                                 const float* pfBlurredNew, const float* pfBlurredOld,
-                                                const DFT3D* pSizes, float fC, float fN, const SRyIRect3D& rc);
+                                                const DFT3D* pSizes, float fC, float fN,
+                                                const SRyIRect3D& rc);
 
   private:
     std::array<float**, 7> Buffers() {

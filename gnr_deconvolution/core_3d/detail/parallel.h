@@ -53,8 +53,8 @@ std::array<double, K> SumOverRows(const DFT3D& s, AddRow addRow) {
     return ParallelSums<K>(RowsOfVolume(s), addRow);
 }
 
-/// The least of K series over a range of indices, from `start`. take(i, least) lowers the thread's own values;
-/// the result does not depend on the thread count.
+/// The least of K series over a range of indices, from `start`. take(i, least) lowers the thread's own
+/// values; the result does not depend on the thread count.
 template <std::size_t K, class Take>
 std::array<float, K> ParallelLeast(std::int64_t count, const std::array<float, K>& start, Take take) {
     std::array<float, K> values = start;
