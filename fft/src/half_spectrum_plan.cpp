@@ -4,9 +4,9 @@
 #include <omp.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <mutex>
-#include <vector>
+
+#include "parallel.h"
 
 namespace gnr::fft {
 
@@ -101,9 +101,7 @@ bool TransformBackwardInPlace(const Geometry& g, float* real, float scale) {
     if (columns == nullptr || chunk == nullptr || (uneven && shorter == nullptr)) return false;
 
     fftwf_execute(columns.get());
-    const std::ptrdiff_t chunks = g.lengths[0] * chunksPerPlane;
-#pragma omp parallel for schedule(static)
-    for (std::ptrdiff_t n = 0; n < chunks; ++n) {
+    ParallelFor(g.lengths[0] * chunksPerPlane, [&](std::ptrdiff_t n) {
         const std::ptrdiff_t plane = n / chunksPerPlane;
         const std::ptrdiff_t firstRow = n % chunksPerPlane * kRowsPerChunk;
         const bool last = firstRow + kRowsPerChunk >= rows;
@@ -112,7 +110,7 @@ bool TransformBackwardInPlace(const Geometry& g, float* real, float scale) {
                               reinterpret_cast<fftwf_complex*>(first), first);
         const std::ptrdiff_t count = last ? lastChunkRows : kRowsPerChunk;
         for (std::ptrdiff_t j = 0; j < count; ++j) FinishRow(g, first + j * g.realStrides[1], scale);
-    }
+    });
     return true;
 }
 

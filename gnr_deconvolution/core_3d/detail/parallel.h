@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// All parallel loops of the library: static schedule, joined before they return, never nested. A body must
-// not throw; each thread works with a copy of it.
+// All parallel loops of the families: static schedule, joined before they return, never nested. A body must
+// not throw; each thread works with a copy of it. fft/ and ry_math/ lie below and have a loop of their own.
 
 #include <algorithm>
 #include <array>
