@@ -16,7 +16,8 @@
 //
 // Kernels may be used from several threads at once on different buffers. Those whose name begins with SSE_,
 // and those said to be parallel, fork OpenMP threads and join them before they return; all others run on the
-// calling thread. No kernel allocates, fails, or looks at its pointers first: null is the caller's fault.
+// calling thread. The transforms report failures; no other kernel allocates, fails, or looks at its pointers
+// first: null is the caller's fault.
 
 #include <gnr_deconvolution/export.h>
 
