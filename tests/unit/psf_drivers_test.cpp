@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include "support/psf_access.h"
@@ -119,7 +120,6 @@ TEST(PsfDrivers, AllOtherModalitiesOfTheFastModelAreAiry) {
     }
 }
 
-/// The pattern v of the kernel lies between 0 and its peak; a peak of 1e-10 and just below it.
 TEST(PsfDrivers, FloorIsComparedInDoubleAndStrictly) {
     EXPECT_FALSE(1e-10f < 1e-10);
     EXPECT_TRUE(std::nextafter(1e-10f, 0.0f) < 1e-10);
@@ -131,6 +131,52 @@ TEST(PsfDrivers, FloorIsComparedInDoubleAndStrictly) {
     ASSERT_EQ(Fast(psf, optics), 0);
     const std::vector<float> shaped = Floats(psf);
     for (std::size_t n = 0; n < pattern.size(); ++n) ASSERT_EQ(shaped[n] == 0.0f, pattern[n] < 1e-10) << n;
+}
+
+/// Two samples in focus: the peak, which the aperture alone sets, and a dimmer one beside it.
+class FloorOfPeak : public testing::Test {
+  protected:
+    FloorOfPeak() {
+        optics.dRefractiveIndex = 1.5;
+        optics.dWavelength = 0.5;
+        optics.dXYPitch = 1.0;
+        optics.dZPitch = 1.0;
+    }
+    std::vector<float> Pattern(double aperture) {
+        optics.dNA = aperture;
+        OpenPsf psf;
+        EXPECT_EQ(psf.AllocatePSF(&sizes), 0);
+        EXPECT_EQ(psf.KERNEL3D_Airy(&psf.sizes, psf.pfPSF, &optics, true, nullptr, nullptr, 1.0f, true), 0);
+        return Floats(psf);
+    }
+    std::vector<float> Shaped(double aperture) {
+        optics.dNA = aperture;
+        OpenPsf psf;
+        EXPECT_EQ(psf.GeneratePSF(&sizes, &optics, nullptr, nullptr, 1.0f, true, true), 0);
+        return Floats(psf);
+    }
+    /// Neighbouring apertures, the peak below the floor at the first and not at the second.
+    std::pair<double, double> AperturesAtFloor() {
+        double below = 1e-3;
+        double above = 1e-1;
+        for (;;) {
+            const double middle = below + (above - below) / 2;
+            if (middle == below || middle == above) return {below, above};
+            (Pattern(middle)[1] < 1e-10f ? below : above) = middle;
+        }
+    }
+
+    DFT3D sizes = Geometry(2, 1, 1);
+    SDiffractionParams optics;
+};
+
+TEST_F(FloorOfPeak, ASampleOnTheFloorIsRaisedAndOneJustBelowIsCleared) {
+    const auto [below, above] = AperturesAtFloor();
+    ASSERT_EQ(Pattern(below)[1], std::nextafter(1e-10f, 0.0f));
+    ASSERT_EQ(Pattern(above)[1], 1e-10f);
+    ASSERT_LT(Pattern(above)[0], 1e-10f);
+    EXPECT_EQ(Shaped(below), std::vector<float>(4, 0.0f));
+    EXPECT_EQ(Shaped(above), (std::vector<float>{0.0f, 1.0f, 0.0f, 0.0f}));
 }
 
 TEST(PsfDrivers, PlanesOutsideTheBandAreZero) {
