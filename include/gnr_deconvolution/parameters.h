@@ -14,6 +14,8 @@
 #include <gnr_deconvolution/kernels_3d.h>
 #include <gnr_deconvolution/object_frame.h>
 
+#include <new>
+
 /// Geometry of a job; what GetRequiredMemorySize and Prepare need.
 class GNR_API CRy3DDeconvBaseParameters : public IRyRefCount {
   public:
@@ -27,8 +29,13 @@ class GNR_API CRy3DDeconvBaseParameters : public IRyRefCount {
     void AddZeroPtr(void* p) const override;
     void RemoveZeroPtr(void* p) const override;
 
+    // Objects are freed as parameters, whatever their class. The other two forms of new stay usable.
     static void* operator new(size_t uiBytes);
+    static void* operator new(size_t uiBytes, const std::nothrow_t& noThrow) noexcept;
+    static void* operator new(size_t /*uiBytes*/, void* pvPlace) noexcept { return pvPlace; }
     static void operator delete(void* pvObject);
+    static void operator delete(void* pvObject, const std::nothrow_t& noThrow) noexcept;
+    static void operator delete(void* /*pvObject*/, void* /*pvPlace*/) noexcept {}
 
     mutable gnr::OwnerCount iRefCount;    ///< owners; 1 after construction
     mutable gnr::ZeroPtrSet setZeroPtrs;  ///< addresses of watching pointers

@@ -297,4 +297,19 @@ TEST(Parameters, DerivedObjectsAreFreedThroughTheBase) {
     }
 }
 
+TEST(Parameters, AreMadeByEveryFormOfNew) {
+    auto* const plain = new CRy3DDeconvRunParameters;
+    plain->Release();
+
+    auto* const quiet = new (std::nothrow) CRy3DBlindDeconvRunParameters;
+    ASSERT_NE(quiet, nullptr);
+    quiet->Release();
+
+    alignas(CRy3DAutoDeconvRunParameters) std::array<std::byte, sizeof(CRy3DAutoDeconvRunParameters)> memory;
+    auto* const placed = new (memory.data()) CRy3DAutoDeconvRunParameters;
+    EXPECT_EQ(static_cast<void*>(placed), memory.data());
+    EXPECT_EQ(placed->iRefCount, 1);
+    placed->CRy3DAutoDeconvRunParameters::~CRy3DAutoDeconvRunParameters();
+}
+
 }  // namespace

@@ -28,6 +28,12 @@ void CRy3DDeconvBaseParameters::RemoveZeroPtr(void* p) const {
 void* CRy3DDeconvBaseParameters::operator new(size_t uiBytes) {
     return ::operator new(uiBytes);
 }
+void* CRy3DDeconvBaseParameters::operator new(size_t uiBytes, const std::nothrow_t& noThrow) noexcept {
+    return ::operator new(uiBytes, noThrow);
+}
 void CRy3DDeconvBaseParameters::operator delete(void* pvObject) {
     ::operator delete(pvObject);
+}
+void CRy3DDeconvBaseParameters::operator delete(void* pvObject, const std::nothrow_t& noThrow) noexcept {
+    ::operator delete(pvObject, noThrow);
 }
