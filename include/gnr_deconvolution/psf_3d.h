@@ -6,7 +6,7 @@
 //
 // There are two models. GeneratePSF works from the short record: a scalar diffraction integral on a band of
 // planes about the focus, shaped by an empirical power of the aperture. GeneratePSFEx works from the long
-// record: the layered model after Gibson and Lani, which knows how deep in the sample the focus lies. Both
+// record: the layered model after Gibson and Lanni, which knows how deep in the sample the focus lies. Both
 // end with a volume of sum 1. docs/psf.md tells the formulas.
 //
 // Two arguments recur:
@@ -201,7 +201,7 @@ class GNR_API FloatPSF3D {
     /// Focus    *pdFocus in metres: with bFindFocus found and returned (0 where dDepthNm is 0), otherwise
     ///          taken as it stands
     /// Errors   0; -3 memory exhausted: planes that had memory are filled; -4 pdFocus is null
-    /// Source   Gibson and Lani 1991 (docs/psf.md)
+    /// Source   Gibson and Lanni 1991 (docs/psf.md)
     int EpiFluorescence(const DFT3D* pSizes, float* pfOut, const SDiffractionParamsEx* pParams,
                         bool bCentered, bool bPadded, bool bFindFocus, double* pdFocus);
 
