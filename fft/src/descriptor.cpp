@@ -2,11 +2,13 @@
 #include <fft/dfti.h>
 #include <fftw3.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <new>
-#include <vector>
+#include <optional>
 
 #include "geometry.h"
 #include "half_spectrum_plan.h"
@@ -14,13 +16,22 @@
 
 using gnr::fft::Geometry;
 
+namespace {
+
+constexpr std::size_t kMostDimensions = 3;
+/// Offset, then a stride an axis; 0 for axes that the descriptor does not have.
+using Strides = std::array<MKL_LONG, kMostDimensions + 1>;
+
+}  // namespace
+
 struct DFTI_DESCRIPTOR {
-    std::vector<MKL_LONG> lengths;
+    std::array<MKL_LONG, kMostDimensions> lengths{};
+    std::size_t dimensions = 0;
     double forwardScale = 1.0;
     double backwardScale = 1.0;
     DFTI_CONFIG_VALUE placement = DFTI_INPLACE;
-    std::vector<MKL_LONG> inputStrides;   ///< empty: dense
-    std::vector<MKL_LONG> outputStrides;  ///< empty: dense
+    std::optional<Strides> inputStrides;   ///< none: dense
+    std::optional<Strides> outputStrides;  ///< none: dense
     bool committed = false;
 };
 
@@ -41,8 +52,7 @@ std::array<std::ptrdiff_t, 3> LastThree(const MKL_LONG* values, std::size_t coun
 /// Where samples and frequencies lie, for a forward or a backward transform of the descriptor.
 Geometry MakeGeometry(const DFTI_DESCRIPTOR& d, bool forward) {
     Geometry g{};
-    const std::size_t dimensions = d.lengths.size();
-    g.lengths = LastThree(d.lengths.data(), dimensions, 1);
+    g.lengths = LastThree(d.lengths.data(), d.dimensions, 1);
     const Geometry dense = gnr::fft::DenseGeometry(g);
     g.realStrides = dense.realStrides;
     g.complexStrides = dense.complexStrides;
@@ -50,15 +60,15 @@ Geometry MakeGeometry(const DFTI_DESCRIPTOR& d, bool forward) {
     if (d.placement == DFTI_NOT_INPLACE) {
         g.realStrides = {g.lengths[1] * g.lengths[2], g.lengths[2], 1};
     }
-    const std::vector<MKL_LONG>& real = forward ? d.inputStrides : d.outputStrides;
-    const std::vector<MKL_LONG>& spectrum = forward ? d.outputStrides : d.inputStrides;
-    if (!real.empty()) {
-        g.realOffset = real[0];
-        g.realStrides = LastThree(real.data() + 1, dimensions, 0);
+    const std::optional<Strides>& real = forward ? d.inputStrides : d.outputStrides;
+    const std::optional<Strides>& spectrum = forward ? d.outputStrides : d.inputStrides;
+    if (real.has_value()) {
+        g.realOffset = real->front();
+        g.realStrides = LastThree(real->data() + 1, d.dimensions, 0);
     }
-    if (!spectrum.empty()) {
-        g.complexOffset = spectrum[0];
-        g.complexStrides = LastThree(spectrum.data() + 1, dimensions, 0);
+    if (spectrum.has_value()) {
+        g.complexOffset = spectrum->front();
+        g.complexStrides = LastThree(spectrum->data() + 1, d.dimensions, 0);
     }
     return g;
 }
@@ -151,11 +161,9 @@ MKL_LONG Compute(DFTI_DESCRIPTOR_HANDLE handle, Direction direction, void* in, v
 }
 
 /// All strides at least 0, so that nothing lies before the first element.
-bool Usable(const std::vector<MKL_LONG>& strides) {
-    for (const MKL_LONG s : strides) {
-        if (s < 0) return false;
-    }
-    return true;
+bool Usable(const std::optional<Strides>& strides) {
+    return !strides.has_value() ||
+           std::all_of(strides->begin(), strides->end(), [](MKL_LONG s) { return s >= 0; });
 }
 
 }  // namespace
@@ -166,8 +174,10 @@ MKL_LONG DftiCreateDescriptor(DFTI_DESCRIPTOR_HANDLE* handle, DFTI_CONFIG_VALUE 
     *handle = nullptr;
     if (lengths == nullptr || dimensions < 1) return DFTI_INVALID_CONFIGURATION;
     if (precision != DFTI_SINGLE || domain != DFTI_REAL || dimensions > 3) return DFTI_UNIMPLEMENTED;
-    auto descriptor = std::make_unique<DFTI_DESCRIPTOR>();
-    descriptor->lengths.assign(lengths, lengths + dimensions);
+    std::unique_ptr<DFTI_DESCRIPTOR> descriptor(new (std::nothrow) DFTI_DESCRIPTOR);
+    if (descriptor == nullptr) return DFTI_MEMORY_ERROR;
+    descriptor->dimensions = static_cast<std::size_t>(dimensions);
+    std::copy_n(lengths, descriptor->dimensions, descriptor->lengths.begin());
     *handle = descriptor.release();
     return DFTI_NO_ERROR;
 }
@@ -213,13 +223,14 @@ MKL_LONG DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, DFTI_CONFIG_PARAM parameter
     if (handle == nullptr) return DFTI_BAD_DESCRIPTOR;
     handle->committed = false;
     if (strides == nullptr) return DFTI_INVALID_CONFIGURATION;
-    const auto end = strides + handle->lengths.size() + 1;
+    Strides given{};
+    std::copy_n(strides, handle->dimensions + 1, given.begin());
     switch (parameter) {
         case DFTI_INPUT_STRIDES:
-            handle->inputStrides.assign(strides, end);
+            handle->inputStrides = given;
             return DFTI_NO_ERROR;
         case DFTI_OUTPUT_STRIDES:
-            handle->outputStrides.assign(strides, end);
+            handle->outputStrides = given;
             return DFTI_NO_ERROR;
         default:
             return DFTI_INVALID_CONFIGURATION;
@@ -228,9 +239,9 @@ MKL_LONG DftiSetValue(DFTI_DESCRIPTOR_HANDLE handle, DFTI_CONFIG_PARAM parameter
 
 MKL_LONG DftiCommitDescriptor(DFTI_DESCRIPTOR_HANDLE handle) {
     if (handle == nullptr) return DFTI_BAD_DESCRIPTOR;
-    for (const MKL_LONG length : handle->lengths) {
-        if (length < 1 || length > std::numeric_limits<std::int32_t>::max())
-            return DFTI_INVALID_CONFIGURATION;
+    const auto usable = [](MKL_LONG n) { return n >= 1 && n <= std::numeric_limits<std::int32_t>::max(); };
+    if (!std::all_of(handle->lengths.begin(), handle->lengths.begin() + handle->dimensions, usable)) {
+        return DFTI_INVALID_CONFIGURATION;
     }
     if (!Usable(handle->inputStrides) || !Usable(handle->outputStrides)) return DFTI_INVALID_CONFIGURATION;
     handle->committed = true;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// What the PSF models do when memory runs out in the middle. Replaces the allocation functions of this
-// executable, so that blocks of one chosen size can be refused.
+// What the PSF models and the transforms do when memory runs out in the middle. Replaces the allocation
+// functions of this executable, so that blocks of one chosen size can be refused.
 
 #include <gnr_deconvolution/psf_3d.h>
 #include <gtest/gtest.h>
@@ -126,6 +126,31 @@ TEST_F(PsfOutOfMemory, TablesOfTheFastModelThrow) {
     const Refusal refusal((27 + 2) * sizeof(double));
     EXPECT_THROW(psf.KERNEL3D_Airy(&psf.sizes, psf.pfPSF, &optics, true, nullptr, nullptr, 1.0f, true),
                  std::bad_alloc);
+}
+
+/// Whatever small block of a transform is refused: a status, no exception.
+TEST(TransformOutOfMemory, IsMinus1AndLeavesTheSamples) {
+    FloatPSF3D volume;
+    ASSERT_EQ(volume.AllocatePSF(4, 3, 2), 0);
+    volume.pfPSF[0] = 1.0f;
+    const std::vector<float> before(volume.pfPSF, volume.pfPSF + volume.sizes.total);
+    int failures = 0;
+    for (std::size_t bytes = 8; bytes <= 1024; bytes += 8) {
+        int status = 0;
+        {
+            const Refusal refusal(bytes);
+            ASSERT_NO_THROW(status = CRy3DDeconvolutionLow::DFT3D_Transform(&volume.sizes, volume.pfPSF))
+                << bytes;
+        }
+        failures += status == -1 ? 1 : 0;
+        if (status == -1) {
+            EXPECT_TRUE(std::equal(before.begin(), before.end(), volume.pfPSF)) << bytes;
+        } else {
+            EXPECT_EQ(CRy3DDeconvolutionLow::DFT3D_Inversion(&volume.sizes, volume.pfPSF), 0) << bytes;
+            std::copy(before.begin(), before.end(), volume.pfPSF);
+        }
+    }
+    EXPECT_GT(failures, 0);
 }
 
 }  // namespace
