@@ -20,6 +20,9 @@ using Low = CRy3DDeconvolutionLow;
 
 /// Scale of the damped deviation.
 constexpr float kDampingScale = -0.08f;
+/// The Wiener start's noise constant is (strength - 0.99) / 13: nearly none for an undamped run of strength 1.
+constexpr double kUndampedStrength = 0.99;
+constexpr double kStrengthsPerNoise = 13.0;
 
 float MeanOfImage(const DFT3D& s, float* x) {
     const std::int32_t samples = WrappedProduct(WrappedProduct(ImageColumns(s), s.rows), s.planes);
@@ -28,7 +31,7 @@ float MeanOfImage(const DFT3D& s, float* x) {
 
 /// Replaces x by its Wiener restoration. The host's PSF is transformed in place and back.
 void StartFromWiener(const DFT3D& s, float* x, float* psf, double strength) {
-    const double noise = (strength - 0.99) / 13.0;
+    const double noise = (strength - kUndampedStrength) / kStrengthsPerNoise;
     const float sum = ScaleToUnitSum(s, x);
     Low::DFT3D_Transform(&s, x);
     Low::DFT3D_Transform(&s, psf);

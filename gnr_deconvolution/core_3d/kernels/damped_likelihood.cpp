@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "detail/elementary_log.h"
+#include "detail/lanes8.h"
 #include "detail/parallel.h"
 #include "detail/vector_clones.h"
 
@@ -60,10 +61,6 @@ void DeviationsAt(const float* observed, const float* blurredNew, const float* b
         u[i] = deviation < 0.0f ? 0.0f : deviation;
     }
 }
-
-/// Eight values side by side, whatever register width the processor has.
-using Floats8 [[gnu::vector_size(32)]] = float;
-using Doubles8 [[gnu::vector_size(64)]] = double;
 
 /// sums[0] += Σ ((-F) - (-F0)), sums[1] += Σ (-F)
 GNR_VECTOR_CLONES

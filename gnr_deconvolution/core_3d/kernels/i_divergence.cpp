@@ -6,13 +6,7 @@
 #include <cstdint>
 
 #include "detail/parallel.h"
-
-namespace {
-
-/// Keeps the logarithm finite where both volumes are 0.
-constexpr double kOffset = 1e-20;
-
-}  // namespace
+#include "kernels/mean_divergence.h"
 
 int CRy3DDeconvolutionLow::CalculateIDIV(float* pfA, float* pfB, double& dResult, unsigned long long uiMinX,
                                          unsigned long long uiMaxX, unsigned long long uiMinY,
@@ -35,7 +29,8 @@ int CRy3DDeconvolutionLow::CalculateIDIV(float* pfA, float* pfB, double& dResult
         for (std::uint64_t x = uiMinX; x < uiMaxX; ++x) {
             const double a = rowA[x];
             const double b = rowB[x];
-            const double L = std::log((a + kOffset) / (b + kOffset));
+            const double L =
+                std::log((a + gnr::detail::kDivergenceOffset) / (b + gnr::detail::kDivergenceOffset));
             // deliberate: the terms join the running sum one by one, in this order
             threadSum = (threadSum + (L * a - a)) + b;
         }

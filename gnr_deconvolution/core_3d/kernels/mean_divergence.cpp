@@ -13,9 +13,6 @@ namespace gnr::detail {
 
 namespace {
 
-/// Keeps the logarithm finite where both volumes are 0.
-constexpr double kOffset = 1e-20;
-
 /// Samples of a row that go through the vector loop together.
 constexpr std::int64_t kChunk = 256;
 /// Rows whose sums run side by side: one chain of additions waits for itself, eight hide their latency.
@@ -32,7 +29,7 @@ void DivergenceTerms(const float* rowA, const float* rowB, double* terms, std::i
     for (std::int64_t i = 0; i < n; ++i) {
         const double a = rowA[i];
         const double b = rowB[i];
-        terms[i] = NaturalLog((a + kOffset) / (b + kOffset)) * a - a;
+        terms[i] = NaturalLog((a + kDivergenceOffset) / (b + kDivergenceOffset)) * a - a;
     }
 }
 

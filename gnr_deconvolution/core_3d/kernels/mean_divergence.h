@@ -8,6 +8,9 @@
 
 namespace gnr::detail {
 
+/// Keeps the logarithm of an I-divergence finite where both volumes are 0.
+inline constexpr double kDivergenceOffset = 1e-20;
+
 /// Mean of a ln((a + 1e-20) / (b + 1e-20)) - a + b over the box, as CalculateIDIV: in double, the terms of a
 /// row joining its sum one by one in that order. The logarithm is within 1 unit in the last place. A box of
 /// no size gives NaN.
