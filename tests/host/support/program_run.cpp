@@ -142,7 +142,9 @@ ProgramResult RunningProgram::Wait() {
         }
     }
     int status = 0;
-    if (waitpid(std::exchange(process_, -1), &status, 0) < 0) Throw("waitpid");
+    rusage usage{};
+    if (wait4(std::exchange(process_, -1), &status, 0, &usage) < 0) Throw("wait4");
+    result.peakMemory = 1024 * usage.ru_maxrss;
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return result;
 }

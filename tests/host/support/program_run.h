@@ -27,7 +27,8 @@ class TemporaryFolder {
 };
 
 struct ProgramResult {
-    int exitCode = -1;  // 128 + n after signal n
+    int exitCode = -1;    // 128 + n after signal n
+    long peakMemory = 0;  // bytes resident at most
     std::string out;
     std::string err;
 };
