@@ -16,6 +16,11 @@ namespace {
 /// An iteration count that somebody may mean; beyond it stands a slip of the finger.
 constexpr unsigned kMostIterations = 100000;
 
+constexpr const char* kDetails =
+    "The largest sample of the PSF is its centre, wherever it lies in the file; the PSF is divided by\n"
+    "its sum. The stack is padded by the reach of the PSF, so that opposite borders do not meet. Shape\n"
+    "and voxel size stay, intensities keep their scale, other metadata are not copied.\n\n";
+
 /// A setting that the chosen method does not read is a mistake, not something to pass over.
 void RefuseUnreadOptions(const CLI::App& command, const Method& method,
                          const std::vector<std::string>& methodOptions) {
@@ -37,6 +42,7 @@ void RefuseUnreadOptions(const CLI::App& command, const Method& method,
 void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     CLI::App* const command = app.add_subcommand(
         "restore", "Restores a blurred 3D stack with the point spread function that blurred it");
+    command->footer(kDetails + app.get_footer());
     auto job = std::make_shared<RestoreJob>();
     job->method = Methods().front().name;
     MethodSettings& settings = job->settings;
