@@ -33,7 +33,8 @@ class RestoreRun : public test::RestoreTest {
     }
     /// Waits for the temporary file, which stands before the samples are read.
     void WaitForTemporaryFile() const {
-        while (folder_.Entries().size() < 3) std::this_thread::yield();
+        const auto latest = Clock::now() + std::chrono::seconds(30);
+        while (folder_.Entries().size() < 3 && Clock::now() < latest) std::this_thread::yield();
     }
 };
 
@@ -59,17 +60,24 @@ TEST_F(RestoreRun, StopsAtTheNextStepOfWorkAndLeavesNothing) {
     EXPECT_EQ(folder_.Entries(), (Words{"in.tif", "out.tif", "psf.tif"}));
 }
 
-TEST_F(RestoreRun, StopBeforeTheFirstStepCounts) {
-    Write("in.tif", Pattern(64, 64, 32));
+TEST_F(RestoreRun, StopAtAnyTimeIsAllOrNothing) {
+    Write("in.tif", Pattern(120, 110, 60));
     Write("psf.tif", GaussianPsf());
     for (const std::string& method : AllMethods()) {
-        RunningProgram program(
-            folder_.path(), {"restore", "in.tif", "--psf", "psf.tif", "-o", "out.tif", "--method", method});
-        WaitForTemporaryFile();
-        program.Signal(SIGINT);
-        const ProgramResult result = program.Wait();
-        EXPECT_EQ(result.exitCode, 3) << method;
-        EXPECT_EQ(folder_.Entries(), (Words{"in.tif", "psf.tif"}));
+        int exitCode = 0;
+        // On a busy machine a short run may be over before the signal arrives.
+        for (int attempt = 0; attempt < 8 && exitCode == 0; ++attempt) {
+            std::filesystem::remove(In("out.tif"));
+            RunningProgram program(folder_.path(), {"restore", "in.tif", "--psf", "psf.tif", "-o", "out.tif",
+                                                    "--method", method});
+            WaitForTemporaryFile();
+            program.Signal(SIGINT);
+            exitCode = program.Wait().exitCode;
+            const bool whole = exitCode == 0;
+            EXPECT_EQ(folder_.Entries(),
+                      whole ? (Words{"in.tif", "out.tif", "psf.tif"}) : (Words{"in.tif", "psf.tif"}));
+        }
+        EXPECT_EQ(exitCode, 3) << method;
     }
 }
 
