@@ -153,9 +153,9 @@ class RealStacks(RestoreTest):
         image = self.sample("bead25_data_64x64x64.tif")
         psf = self.sample("bead25_psf_64x64x64.tif")
         before = tifffile.imread(image).astype(float)
-        for method in METHODS[:3]:
+        for method in METHODS[:2]:
             with self.subTest(method=method):
-                after = self.restored(image, psf, "--method", method, "--iterations", "15").astype(float)
+                after = self.restored(image, psf, "--method", method, "--iterations", "10").astype(float)
                 # Less light beside the bead, and the bead where it was.
                 share = [stack[20:31, 23:40, 23:40].sum() / stack.sum() for stack in (before, after)]
                 self.assertGreater(share[1], 1.5 * share[0])
@@ -170,6 +170,18 @@ class RealStacks(RestoreTest):
             with self.subTest(method=method):
                 after = correlation(self.restored(image, psf, "--method", method), truth)
                 self.assertGreater(after, before + (0.005 if method == "wiener" else 0.15))
+
+    def test_plane_with_a_psf_of_even_sides_and_negative_samples(self):
+        image = self.sample("bbii_dapi_blurred_972x576_2d.tif")
+        psf = self.sample("bbii_psf_256x256_2d.tif")
+        truth = tifffile.imread(self.sample("bbii_dapi_truth_972x576_2d.tif"))
+        before = correlation(tifffile.imread(image), truth)
+        finished = self.restore(image, psf, "--method", "wiener")
+        self.assertEqual(finished.returncode, 0, finished.stderr)
+        negative = int((tifffile.imread(psf) < 0).sum())
+        self.assertIn(f"{negative} negative samples of the PSF are set to 0", finished.stderr)
+        self.assertIn("x 1, ", finished.stdout)
+        self.assertGreater(correlation(tifffile.imread(self.folder / "out.tif"), truth), before + 0.05)
 
     def test_stacks_without_a_psf_of_their_own(self):
         for name in ("wf_dapi_101x201x40.tif", "confocal_grid_1AU_150x150x21.tif", "bbii_nucleus_real_402x382_2d.tif"):
