@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "simulation/sample_box.h"
+#include "volume/sample_box.h"
 
 namespace rydecon {
 

@@ -7,7 +7,7 @@
 #include <array>
 #include <cstdint>
 
-#include "simulation/sample_box.h"
+#include "volume/sample_box.h"
 
 namespace rydecon {
 

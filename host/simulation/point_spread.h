@@ -6,7 +6,7 @@
 #include <filesystem>
 
 #include "report/messages.h"
-#include "simulation/sample_box.h"
+#include "volume/sample_box.h"
 
 namespace rydecon {
 
