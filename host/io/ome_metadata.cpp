@@ -9,20 +9,13 @@
 #include <string_view>
 
 #include "io/length_unit.h"
+#include "io/ome_optics.h"
 
 namespace rydecon {
 namespace {
 
-// Some writers prefix the elements with a name space.
-std::string_view LocalName(const pugi::xml_node& node) {
-    const std::string_view name = node.name();
-    const std::size_t colon = name.find(':');
-    return colon == std::string_view::npos ? name : name.substr(colon + 1);
-}
-
-pugi::xml_node Child(const pugi::xml_node& parent, std::string_view name) {
-    return parent.find_child([&](const pugi::xml_node& node) { return LocalName(node) == name; });
-}
+using ome::Child;
+using ome::LocalName;
 
 std::optional<double> PhysicalSize(const pugi::xml_node& pixels, const char* name, const FileNotes& notes) {
     const pugi::xml_attribute size = pixels.attribute(name);
@@ -87,6 +80,7 @@ std::optional<OmeMetadata> ParseOme(const std::string& description, const FileNo
         return std::nullopt;
     }
     OmeMetadata metadata = FromPixels(pixels, notes);
+    metadata.optics = ome::ReadOptics(root, notes);
     metadata.images = static_cast<int>(std::count_if(
         root.begin(), root.end(), [](const pugi::xml_node& node) { return LocalName(node) == "Image"; }));
     if (metadata.sizeX < 1 || metadata.sizeY < 1 || metadata.sizeZ < 1 || metadata.sizeC < 1 ||

@@ -27,6 +27,7 @@ struct OmeMetadata {
     int sizeC = 1;
     int sizeT = 1;
     VoxelSize voxel;
+    ImageOptics optics;  // of the first channel and the objective that the image names
     std::vector<OmePlaneRun> runs;
 };
 

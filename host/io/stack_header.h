@@ -15,6 +15,18 @@ struct VoxelSize {
     std::optional<double> z;
 };
 
+/// Optics that made the image, as far as its metadata tell; lengths in micrometres.
+struct ImageOptics {
+    std::optional<double> numericalAperture;
+    std::optional<double> refractiveIndex;  // of the immersion medium
+    std::optional<double> emission;
+    std::optional<double> excitation;
+    std::optional<double> pinhole;
+    std::optional<double> magnification;
+    std::string immersion;        // name of the medium ("Oil"), from which no number follows
+    std::string acquisitionMode;  // "WideField", ..., as the file has it
+};
+
 /// Shape in samples, sample type as the file has it ("uint16", "float32", ...), voxel size.
 struct StackHeader {
     int width = 0;
@@ -22,6 +34,8 @@ struct StackHeader {
     int planes = 0;
     std::string sampleType = "float32";
     VoxelSize voxel;
+    std::string voxelSource;  // which of the metadata told the voxel size: "OME-XML", ...
+    ImageOptics optics;
 };
 
 }  // namespace rydecon

@@ -100,11 +100,18 @@ VoxelSize ApplyImageJ(const TiffFile& file, const ImageJMetadata& metadata, cons
     return VoxelFromImageJ(metadata, found.resolution, notes);
 }
 
-VoxelSize ApplyOme(const TiffFile& file, const OmeMetadata& metadata, const FileNotes& notes, Pages& found) {
+void TakeResolution(const Pages& found, StackHeader& header) {
+    header.voxel = VoxelFromResolution(found.resolution);
+    header.voxelSource = "TIFF resolution tags";
+}
+
+void ApplyOme(const TiffFile& file, const OmeMetadata& metadata, const FileNotes& notes, Pages& found,
+              StackHeader& header) {
     const TiffPage& first = found.pages.front();
     if (metadata.sizeX != first.width || metadata.sizeY != first.height) {
         notes.Note("its OME metadata describe an image of another size and are ignored");
-        return VoxelFromResolution(found.resolution);
+        TakeResolution(found, header);
+        return;
     }
     if (metadata.images > 1) {
         throw file.Refusal("it holds " + std::to_string(metadata.images) +
@@ -122,7 +129,9 @@ VoxelSize ApplyOme(const TiffFile& file, const OmeMetadata& metadata, const File
         planes.push_back(found.pages[static_cast<std::size_t>(page)]);
     }
     found.pages = std::move(planes);
-    return metadata.voxel;
+    header.voxel = metadata.voxel;
+    header.voxelSource = "OME-XML";
+    header.optics = metadata.optics;
 }
 
 void CheckTotal(const TiffFile& file, const Pages& found) {
@@ -140,13 +149,13 @@ void CheckTotal(const TiffFile& file, const Pages& found) {
 StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes) {
     Pages found = CollectPages(file, notes);
     StackLayout layout;
-    VoxelSize& voxel = layout.header.voxel;
     if (const auto imagej = ParseImageJ(found.description)) {
-        voxel = ApplyImageJ(file, *imagej, notes, found);
+        layout.header.voxel = ApplyImageJ(file, *imagej, notes, found);
+        layout.header.voxelSource = "ImageJ metadata";
     } else if (const auto ome = ParseOme(found.description, notes)) {
-        voxel = ApplyOme(file, *ome, notes, found);
+        ApplyOme(file, *ome, notes, found, layout.header);
     } else {
-        voxel = VoxelFromResolution(found.resolution);
+        TakeResolution(found, layout.header);
     }
     CheckTotal(file, found);
     const TiffPage& first = found.pages.front();
