@@ -12,6 +12,7 @@
 
 #include "commands/command_context.h"
 #include "commands/compare.h"
+#include "commands/psf.h"
 #include "commands/restore.h"
 #include "commands/simulate.h"
 #include "commands/usage_error.h"
@@ -37,6 +38,7 @@ void SetUp(CLI::App& app, CommandContext& context) {
         "Print errors and results only: no notes, no progress");
     app.require_subcommand(1);
     AddRestoreCommand(app, context);
+    AddPsfCommand(app, context);
     AddSimulateCommand(app, context);
     AddCompareCommand(app, context);
     AddViewCommand(app, context);

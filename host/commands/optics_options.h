@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The options that describe the optics, shared by the commands that compute a PSF.
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "optics/optics.h"
+#include "report/messages.h"
+
+namespace rydecon {
+
+/// What was given, as text; empty where it was not.
+struct OpticsOptions {
+    std::string modality;
+    std::string model;
+    std::array<std::string, kQuantities> numbers;
+    bool invertZ = false;
+};
+
+/// Adds them; `options` outlives the parsing. Returns those that say nothing but how to compute a PSF: all but
+/// --pixel and --z-step.
+std::vector<CLI::Option*> AddOpticsOptions(CLI::App& command, OpticsOptions& options);
+
+/// What the command line tells. UserError (usage) for names that do not exist.
+Optics OpticsFrom(const OpticsOptions& options);
+
+/// Notes the options that the modality and model at hand do not read.
+void NoteUnreadOptics(const Optics& optics, const Messages& messages);
+
+}  // namespace rydecon
