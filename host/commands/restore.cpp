@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "commands/optics_options.h"
 #include "report/user_error.h"
 #include "restoration/job.h"
 
@@ -44,6 +45,7 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
         "restore", "Restores a blurred 3D stack with the point spread function that blurred it");
     command->footer(kDetails + app.get_footer());
     auto job = std::make_shared<RestoreJob>();
+    auto optics = std::make_shared<OpticsOptions>();
     job->method = Methods().front().name;
     MethodSettings& settings = job->settings;
 
@@ -53,9 +55,12 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     command->add_option("image", job->image, "The blurred stack, a TIFF file")
         ->required()
         ->type_name("IN.tif");
-    command->add_option("--psf", job->psf, "The point spread function, a TIFF file of the same voxel size")
-        ->required()
-        ->type_name("PSF.tif");
+    CLI::Option* const psf =
+        command
+            ->add_option(
+                "--psf", job->psf.file,
+                "The point spread function, a TIFF file; without it the PSF is computed from the optics")
+            ->type_name("PSF.tif");
     command->add_option("-o,--output", job->output, "Where to write the restored stack (float32 TIFF)")
         ->required()
         ->type_name("OUT.tif");
@@ -81,10 +86,13 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
                      "The known truth of a simulation; prints the RMSE of each iterate")
         ->type_name("TRUTH.tif");
 
-    command->callback([job, command, &context] {
+    for (CLI::Option* const option : AddOpticsOptions(*command, *optics)) psf->excludes(option);
+
+    command->callback([job, optics, command, &context] {
         RefuseUnreadOptions(*command, FindMethod(job->method),
                             {"--iterations", "--regularization", "--stop-ratio", "--no-auto-stop",
                              "--wiener-start", "--noise", "--truth"});
+        job->psf.optics = OpticsFrom(*optics);
         RunRestoreJob(*job, context.messages);
     });
 }

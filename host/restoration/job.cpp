@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <memory>
 
-#include "io/file_error.h"
 #include "io/stack_reader.h"
 #include "io/stack_writer.h"
 #include "report/output_file.h"
@@ -40,16 +39,11 @@ void CheckResult(const PaddedVolume& volume, const Extent& shape) {
     }
 }
 
-void NoteDifferentPitch(const RestoreJob& job, const StackHeader& image, const StackHeader& psf,
-                        const Messages& messages) {
-    const auto differs = [](const std::optional<double>& a, const std::optional<double>& b) {
-        return a && b && std::abs(*a - *b) > 0.02 * *a;
-    };
-    if (differs(image.voxel.x, psf.voxel.x) || differs(image.voxel.y, psf.voxel.y) ||
-        differs(image.voxel.z, psf.voxel.z)) {
-        messages.Note(Quoted(job.psf) + ": the voxel size differs from that of " + Quoted(job.image) +
-                      "; the PSF is used sample by sample");
-    }
+/// The header with the voxel size that the command line tells, if it does.
+StackHeader WithStatedVoxel(StackHeader header, const Optics& optics) {
+    if (const auto& pixel = optics[Quantity::Pixel]) header.voxel.x = header.voxel.y = pixel->value;
+    if (const auto& step = optics[Quantity::ZStep]) header.voxel.z = step->value;
+    return header;
 }
 
 /// Loads the image and brings its samples into what the method computes with.
@@ -119,13 +113,13 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const auto start = std::chrono::steady_clock::now();
     const Method& method = FindMethod(job.method);
     CheckSettings(method, job.settings);
-    CheckOutputFile(job.output, job.overwrite, {job.image, job.psf, job.truth});
+    CheckOutputFile(job.output, job.overwrite, {job.image, job.psf.file, job.truth});
+    RequireSound(job.psf.optics);
 
     StackReader reader(job.image, messages);
-    const StackHeader header = reader.header();
+    const StackHeader header = WithStatedVoxel(reader.header(), job.psf.optics);
     const Extent shape = ShapeOf(header);
-    PsfSource psfSource(job.psf, messages);
-    NoteDifferentPitch(job, header, psfSource.header(), messages);
+    PsfSource psfSource = MakePsfSource(job.psf, job.image, header, messages);
     const Extent frame = PlanFrame(shape, psfSource.reach());
     std::unique_ptr<Truth> truth;
     if (!job.truth.empty()) truth = std::make_unique<Truth>(job.truth, shape, frame, messages);

@@ -8,12 +8,13 @@
 
 #include "report/messages.h"
 #include "restoration/method.h"
+#include "restoration/psf_choice.h"
 
 namespace rydecon {
 
 struct RestoreJob {
     std::filesystem::path image;
-    std::filesystem::path psf;
+    PsfChoice psf;
     std::filesystem::path output;
     std::filesystem::path truth;  ///< empty: none
     std::string method;
@@ -22,7 +23,8 @@ struct RestoreJob {
 };
 
 /// Runs the job; the output appears whole or not at all. Throws UserError, with ExitCode::Stopped after
-/// Ctrl-C. Peak memory: the padded image, the padded PSF, the core's buffers, one plane.
+/// Ctrl-C. Peak memory: the padded image, the padded PSF, the core's buffers, and what
+/// MakePsfSource takes.
 void RunRestoreJob(const RestoreJob& job, const Messages& messages);
 
 }  // namespace rydecon

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// A PSF file, made ready for the library: peak at the origin with wrap-around, no negative samples, sum 1.
+// A PSF, wherever it comes from, made ready for the library: peak at the origin with wrap-around, no negative
+// samples, sum 1.
 
-#include <filesystem>
+#include <memory>
 
-#include "io/stack_reader.h"
 #include "report/messages.h"
+#include "restoration/psf_rows.h"
 #include "volume/padded_volume.h"
 
 namespace rydecon {
@@ -17,13 +18,11 @@ struct PsfReach {
     Extent high;
 };
 
-/// One PSF file. Read twice, plane by plane: once to know it, once to lay it out.
+/// One PSF. Its rows are walked through three times: to know them, twice, and to lay them out.
 class PsfSource {
   public:
-    /// Opens and scans the file. UserError for samples that are not finite and for a sum of 0.
-    PsfSource(const std::filesystem::path& path, const Messages& messages);
-
-    const StackHeader& header() const { return reader_.header(); }
+    /// Scans the rows. UserError for samples that are not finite and where none is above 0.
+    PsfSource(std::unique_ptr<PsfRows> rows, const Messages& messages);
 
     /// Position of the largest sample; the middle of all of them where several are equally large.
     const Extent& peak() const { return peak_; }
@@ -39,14 +38,10 @@ class PsfSource {
     static constexpr float kReachLevel = 1e-3f;
 
   private:
-    void FindPeak();
     void FindReach();
-    template <class Visit>
-    void ForEachRow(Visit visit);
 
-    std::filesystem::path path_;
+    std::unique_ptr<PsfRows> rows_;
     const Messages& messages_;
-    StackReader reader_;
     Extent peak_;
     float peakValue_ = 0.0f;
     PsfReach reach_;
