@@ -53,7 +53,7 @@ TEST_F(CommandLine, VersionIsTheProjects) {
 }
 
 TEST_F(CommandLine, HelpTellsExitCodesForTheProgramAndEveryCommand) {
-    for (const Words& words : {Words{"--help"}, Words{"restore", "--help"}, Words{"simulate", "--help"},
+    for (const Words& words : {Words{"--help"}, Words{"restore", "--help"}, Words{"psf", "--help"}, Words{"simulate", "--help"},
                                Words{"compare", "-h"}, Words{"view", "--help"}}) {
         const ProgramResult result = Run(words);
         EXPECT_EQ(result.exitCode, 0) << words.front();
@@ -64,7 +64,7 @@ TEST_F(CommandLine, HelpTellsExitCodesForTheProgramAndEveryCommand) {
 }
 
 TEST_F(CommandLine, WrongUsageIsOneLineThatHelps) {
-    ExpectUsageError({}, "the commands are restore, simulate, compare, view");
+    ExpectUsageError({}, "the commands are restore, psf, simulate, compare, view");
     ExpectUsageError({"--quiet"}, "a command is missing");
     ExpectUsageError({"compute"}, "unknown command 'compute'");
     ExpectUsageError({"smiulate"}, "did you mean 'simulate'?");

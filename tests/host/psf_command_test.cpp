@@ -172,15 +172,16 @@ TEST_F(PsfCommand, KeepsAnExistingFile) {
 }
 
 TEST_F(PsfCommand, StopsOnRequestAndLeavesNothing) {
-    // Many oscillations of the pupil integral at every radius: seconds of work.
+    // Many oscillations of the pupil integral at every radius: a second of work or more.
     RunningProgram program(folder_.path(),
                            {"psf",  "--model", "fast",       "--modality", "widefield", "--na", "0.9",
                             "--ri", "1",       "--emission", "200nm",      "--pixel",   "1",    "--z-step",
-                            "50",   "--size",  "4000",       "4000",       "64",        "-o",   "psf.tif"});
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+                            "15",   "--size",  "600",        "600",        "64",        "-o",   "psf.tif"});
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
     program.Signal(SIGINT);
     const ProgramResult result = program.Wait();
     EXPECT_EQ(result.exitCode, 3) << result.err;
+    EXPECT_TRUE(IsOneErrorLine(result.err)) << result.err;
     EXPECT_TRUE(folder_.Entries().empty());
 }
 

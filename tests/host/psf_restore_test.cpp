@@ -35,7 +35,7 @@ const char* const kInstrument =
     "Immersion='Water'/></Instrument>";
 const char* const kSettings = "<ObjectiveSettings ID='O:0' RefractiveIndex='1.33'/>";
 const char* const kVoxel =
-    "PhysicalSizeX='130' PhysicalSizeXUnit='nm' PhysicalSizeY='0.13' PhysicalSizeZ='0.3'";
+    "PhysicalSizeX='100' PhysicalSizeXUnit='nm' PhysicalSizeY='0.1' PhysicalSizeZ='0.25'";
 const char* const kChannel = "<Channel EmissionWavelength='520' AcquisitionMode='WideField'/>";
 
 class RestoreFromOptics : public ::testing::Test {
@@ -44,7 +44,7 @@ class RestoreFromOptics : public ::testing::Test {
         // A blurred stack whose PSF is that of the optics.
         const Words psf = {"psf",  "--modality", "widefield",  "--na",  "1.2",
                            "--ri", "1.33",       "--emission", "520nm", "--pixel",
-                           "0.13", "--z-step",   "0.3",        "-o",    "psf.tif"};
+                           "0.1",  "--z-step",   "0.25",       "-o",    "psf.tif"};
         EXPECT_EQ(RunProgram(folder_.path(), psf).exitCode, 0);
         const Words simulation = {"simulate", "--psf", "psf.tif", "--size", "40",        "36",  "15",
                                   "--seed",   "4",     "-o",      "made",   "--photons", "5000"};
@@ -112,7 +112,7 @@ TEST_F(RestoreFromOptics, FullOmeMetadataSuffice) {
     ASSERT_EQ(result.exitCode, 0) << result.err;
     for (const char* part : {"modality widefield (OME-XML)", "numerical aperture 1.2 (OME-XML)",
                              "refractive index 1.33 (OME-XML)", "emission wavelength 0.52 um (OME-XML)",
-                             "pixel size 0.13 um (OME-XML)", "distance of planes 0.3 um (OME-XML)"}) {
+                             "pixel size 0.1 um (OME-XML)", "distance of planes 0.25 um (OME-XML)"}) {
         ExpectTold(result, part);
     }
     // The file went through one more rounding.
@@ -124,8 +124,8 @@ TEST_F(RestoreFromOptics, OptionsSuffice) {
     const ProgramResult result = Restore("made/blurred.tif", {"--modality", "widefield", "--na", "1.2",
                                                               "--ri", "1.33", "--emission", "520nm"});
     ASSERT_EQ(result.exitCode, 0) << result.err;
-    ExpectTold(result, "emission wavelength 0.52 um (--emission), pixel size 0.13 um (ImageJ metadata)");
-    EXPECT_NEAR(ReadStack(In("restored.tif")).header.voxel.z.value(), 0.3, 1e-9);
+    ExpectTold(result, "emission wavelength 0.52 um (--emission), pixel size 0.1 um (ImageJ metadata)");
+    EXPECT_NEAR(ReadStack(In("restored.tif")).header.voxel.z.value(), 0.25, 1e-9);
 }
 
 TEST_F(RestoreFromOptics, OptionsGoBeforeMetadata) {
@@ -161,12 +161,12 @@ TEST_F(RestoreFromOptics, PsfOfOtherVoxelsIsResampled) {
     const Stack expected = ReadStack(In("restored.tif"));
     const Words fine = {"psf",  "--modality", "widefield",  "--na",  "1.2",
                         "--ri", "1.33",       "--emission", "520nm", "--pixel",
-                        "0.1",  "--z-step",   "0.2",        "-o",    "fine.tif"};
+                        "0.08", "--z-step",   "0.2",        "-o",    "fine.tif"};
     ASSERT_EQ(RunProgram(folder_.path(), fine).exitCode, 0);
     const ProgramResult result = Restore("made/blurred.tif", {"--psf", "fine.tif"});
     ASSERT_EQ(result.exitCode, 0) << result.err;
     ExpectTold(result,
-               "resampled from voxels of 0.1 x 0.1 x 0.2 um to those of the image, 0.13 x 0.13 x 0.3 um");
+               "resampled from voxels of 0.08 x 0.08 x 0.2 um to those of the image, 0.1 x 0.1 x 0.25 um");
     EXPECT_LT(DifferenceFrom(expected), 0.1);
     EXPECT_EQ(Restore("made/blurred.tif", {"--psf", "psf.tif"}).err, "");
 }
