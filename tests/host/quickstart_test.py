@@ -26,7 +26,7 @@ class Quickstart(unittest.TestCase):
         self.output = self.project / "quickstart-output"
 
     def run_script(self, *words, program=PROGRAM):
-        environment = {**os.environ, "RYDECON": str(program)}
+        environment = {**os.environ, "RYDECON": str(program), "QUICKSTART_SIZE": "64 64 32"}
         return subprocess.run([self.project / "quickstart", *words], cwd=self.elsewhere, env=environment,
                               capture_output=True, text=True, check=False)
 
