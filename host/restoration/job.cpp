@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "io/file_error.h"
 #include "io/stack_reader.h"
 #include "io/stack_writer.h"
 #include "report/output_file.h"
