@@ -187,3 +187,57 @@ class GNR_API CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore : public CRyAbst
     float* pfBlurredOld = nullptr;
     float* pfBlurredNew = nullptr;
 };
+
+/// Gradient steps on the squared error, each followed by shrinkage in randomly shifted wavelets and a cut at 0.
+///
+///   x := c shrink(y + step H^T(g - H y)), negatives cut        c = 1 / sum of PSF
+///
+/// Manual     step 1, momentum: y = x + (t - 1) / t' (x - x before), t' = (1 + sqrt(1 + 4 t^2)) / 2;
+///            all uiIterations steps
+/// Automatic  step 1.7, y = x; ends by itself as the automatic Richardson-Lucy core does. Takes
+///            CRy3DAutoDeconvRunParameters only.
+///
+/// Shrinkage  soft threshold of all bands, the approximation too, by (2 strength)^1.4 * 0.04 * dScale, in
+///            counts of the image; none for strength 0 or below 16 planes. A negative strength or one that is
+///            no number shrinks the image to 0
+/// Sizes      one wavelet level for every 16 planes, at most 4; each side divisible by 2^levels
+/// Returns    as every core; -9 too for a side that the levels do not divide, and from Prepare where bands or
+///            workspace do not fit in memory
+///
+/// pfPsf is read only. Six volumes, bands and workspace: about 42 bytes a float of the volume. Two forward and
+/// two backward transforms a step; callbacks a step: begin, poll, end. Shifts come from rand, seeded with 0 by
+/// every run.
+/// Source   Landweber 1951; Nesterov 1983; Daubechies, Defrise and De Mol 2004; cycle spinning: Coifman and
+///          Donoho 1995 (docs/bibliography.md)
+class GNR_API CRy3DLandweberDeconvolutionCore : public CRyAbstract3DDeconvolutionCore {
+  public:
+    /// bAutomatic  automatic mode, as above
+    explicit CRy3DLandweberDeconvolutionCore(bool bAutomatic);
+    CRy3DLandweberDeconvolutionCore& operator=(const CRy3DLandweberDeconvolutionCore&) = default;
+    ~CRy3DLandweberDeconvolutionCore() override;
+
+    unsigned long long GetRequiredMemorySize(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) override;
+    int ModifyProposedDimensions(unsigned& x, unsigned& y, unsigned& z, unsigned uiDivisorX,
+                                 unsigned uiDivisorY, unsigned uiDivisorZ) override;
+    int Prepare(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) override;
+    int Run(CRyRefCountPtr<CRy3DDeconvRunParameters> params) override;
+    int Free() override;
+
+  private:
+    std::array<float**, 6> Buffers() {
+        return {&pfObserved, &pfOtf, &pfWorkA, &pfWorkB, &pfPoint, &pfPrevious};
+    }
+    bool IsPrepared();
+
+    float* pfObserved = nullptr;
+    float* pfOtf = nullptr;
+    float* pfWorkA = nullptr;
+    float* pfWorkB = nullptr;
+    float* pfPoint = nullptr;
+    float* pfPrevious =
+        nullptr;  ///< held, as the required memory says; the image itself still has that iterate
+    float* apfBands[8][5] = {};
+    float* apfWaveletWork[6] = {};
+    unsigned uiLevels = 4;
+    bool bAutomatic;
+};

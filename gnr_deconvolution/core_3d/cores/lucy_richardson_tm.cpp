@@ -8,6 +8,7 @@
 #include "cores/blur.h"
 #include "cores/core_buffers.h"
 #include "cores/divergence_stop.h"
+#include "cores/psf_sum.h"
 #include "frame/progress.h"
 #include "frame/proposed_dimensions.h"
 #include "kernels/mean_divergence.h"
@@ -22,8 +23,6 @@ using Low = CRy3DDeconvolutionLow;
 
 /// Keeps the scaling of an image without a positive sample finite.
 constexpr float kMaximumGuard = 1e-10f;
-/// A PSF whose sum is below this is taken as it is.
-constexpr float kLeastPsfSum = 1e-10f;
 
 /// 2 trunc(strength) modulo 2^32, so that a negative strength has a defined, if huge, value. NaN counts as 0.
 std::uint32_t DoubledWholeStrength(double strength) {
@@ -39,12 +38,6 @@ float RegularizationWeight(double strength, bool automatic) {
     if (automatic) return static_cast<float>(strength * -0.20000000298023224 * strength);
     const auto n = static_cast<float>(DoubledWholeStrength(strength));
     return n * -1e-6f * n;
-}
-
-/// 1 / sum of the PSF: applied to the estimate instead of normalising the PSF.
-float PsfSumCorrection(const DFT3D& s, float* psf) {
-    const float sum = Low::GetSumOfImageXX(&s, psf);
-    return sum < kLeastPsfSum ? 1.0f : 1.0f / sum;
 }
 
 }  // namespace

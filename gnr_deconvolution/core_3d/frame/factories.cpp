@@ -26,6 +26,12 @@ CRyRefCountPtr<CRyAbstract3DDeconvolutionCore> CRyAbstract3DDeconvolutionCore::C
         case eDeconvAcceleratedLucyRichardsonTM:
             core = new (std::nothrow) CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore;
             break;
+        case eDeconvLandweber:
+            core = new (std::nothrow) CRy3DLandweberDeconvolutionCore(false);
+            break;
+        case eDeconvLandweberAutomatic:
+            core = new (std::nothrow) CRy3DLandweberDeconvolutionCore(true);
+            break;
         default:
             break;
     }

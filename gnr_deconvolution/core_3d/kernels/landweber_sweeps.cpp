@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+#include "kernels/landweber_sweeps.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "detail/parallel.h"
+
+namespace gnr::detail {
+
+namespace {
+
+void StepAlong(float* target, const float* y, const float* r, float length, std::int32_t count) {
+    for (std::int32_t i = 0; i < count; ++i) target[i] = r[i] * length + y[i];
+}
+
+/// From the stepped row in y to the estimate and the next point.
+void FinishRow(float* x, float* y, const LandweberStep& step, std::int32_t columns, std::int32_t rowLength) {
+    for (std::int32_t i = 0; i < rowLength; ++i) {
+        const float v = y[i] * step.correction;
+        y[i] = v < 0.0f ? 0.0f : v;  // -0 and NaN stay
+    }
+    if (!step.extrapolates) {
+        std::copy_n(y, rowLength, x);
+        return;
+    }
+    const auto extrapolate = [&](std::int32_t begin, std::int32_t end, float factor) {
+        for (std::int32_t i = begin; i < end; ++i) {
+            const float estimate = y[i];
+            y[i] = estimate + (estimate - x[i]) * factor;
+            x[i] = estimate;
+        }
+    };
+    extrapolate(0, columns, step.extrapolation);
+    extrapolate(columns, rowLength, 1.0f);
+}
+
+}  // namespace
+
+void Residual(const DFT3D& s, float* target, const float* observed, const float* blurred) {
+    const std::int32_t length = s.rowLength;
+    ParallelRows(s, target, [=](float* row, std::int64_t r) {
+        const float* const observedRow = observed + r * length;
+        const float* const blurredRow = blurred + r * length;
+        for (std::int32_t i = 0; i < length; ++i) row[i] = observedRow[i] - blurredRow[i];
+    });
+}
+
+void PackStep(const DFT3D& s, float* packed, const CyclicShift& shift, const float* y, const float* r,
+              float length) {
+    const std::int32_t head = ImageColumns(s) - shift.x;
+    ParallelFor(RowsOfVolume(s), [=, &s](std::int64_t row) {
+        const float* const point = y + row * s.rowLength;
+        const float* const gradient = r + row * s.rowLength;
+        float* const target = packed + ShiftedRow(s, shift, row);
+        StepAlong(target + shift.x, point, gradient, length, head);
+        StepAlong(target, point + head, gradient + head, length, shift.x);
+    });
+}
+
+void FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step) {
+    const std::int32_t columns = ImageColumns(s);
+    const std::int32_t rowLength = s.rowLength;
+    ParallelFor(RowsOfVolume(s), [=](std::int64_t row) {
+        const std::int64_t first = row * rowLength;
+        StepAlong(y + first, y + first, r + first, step.length, rowLength);
+        FinishRow(x + first, y + first, step, columns, rowLength);
+    });
+}
+
+void FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step,
+                const float* packed, const CyclicShift& shift) {
+    const std::int32_t columns = ImageColumns(s);
+    const std::int32_t head = columns - shift.x;
+    ParallelFor(RowsOfVolume(s), [=, &s](std::int64_t row) {
+        const std::int64_t first = row * s.rowLength;
+        float* const point = y + first;
+        const float* const source = packed + ShiftedRow(s, shift, row);
+        std::copy_n(source + shift.x, head, point);
+        std::copy_n(source, shift.x, point + head);
+        StepAlong(point + columns, point + columns, r + first + columns, step.length, kRowPadding);
+        FinishRow(x + first, point, step, columns, s.rowLength);
+    });
+}
+
+void PackColumns(const DFT3D& s, float* packed, const float* volume) {
+    const std::int64_t columns = ImageColumns(s);
+    ParallelRows(s, volume,
+                 [=](const float* row, std::int64_t r) { std::copy_n(row, columns, packed + r * columns); });
+}
+
+void UnpackColumns(const DFT3D& s, float* volume, const float* packed) {
+    const std::int64_t columns = ImageColumns(s);
+    ParallelRows(s, volume,
+                 [=](float* row, std::int64_t r) { std::copy_n(packed + r * columns, columns, row); });
+}
+
+}  // namespace gnr::detail
