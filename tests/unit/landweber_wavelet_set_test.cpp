@@ -84,4 +84,59 @@ TEST(WaveletSet, CopiesEveryBlock) {
     to.Free();
 }
 
+/// Two sets of one shape with contents that no rounding leaves alone.
+class WaveletSetPair : public testing::Test {
+  protected:
+    WaveletSetPair() {
+        for (SWaveletSet* set : {&first, &second}) {
+            set->Clear();
+            EXPECT_EQ(set->Allocate(8, 4, 32, 2), 0);
+        }
+        ForEachValue([&](std::size_t b, unsigned l, std::size_t n) {
+            first.apfBands[b][l][n] = 1.0f / static_cast<float>(3 + b + l + n);
+            second.apfBands[b][l][n] = 0.7f - 1.0f / static_cast<float>(7 + b + 2 * l + n);
+        });
+    }
+    ~WaveletSetPair() override {
+        first.Free();
+        second.Free();
+    }
+    template <class Visit>
+    static void ForEachValue(Visit visit) {
+        for (std::size_t b = 0; b < 8; ++b) {
+            for (unsigned l = 0; l < 2; ++l) {
+                const std::size_t floats = std::size_t{8u >> (l + 1)} * (4u >> (l + 1)) * (32u >> (l + 1));
+                for (std::size_t n = 0; n < floats; ++n) visit(b, l, n);
+            }
+        }
+    }
+    static float Before(std::size_t b, unsigned l, std::size_t n) {
+        return 1.0f / static_cast<float>(3 + b + l + n);
+    }
+
+    SWaveletSet first;
+    SWaveletSet second;
+};
+
+/// The step is rounded to float first, then product and sum are.
+TEST_F(WaveletSetPair, AddsWithAStepForEachBand) {
+    double divisors[8][5] = {};
+    for (std::size_t b = 0; b < 8; ++b) {
+        for (std::size_t l = 0; l < 2; ++l) divisors[b][l] = 0.25 + 0.3 * static_cast<double>(b + 3 * l);
+    }
+    first.AddScaled(second, divisors);
+    ForEachValue([&](std::size_t b, unsigned l, std::size_t n) {
+        const auto step = static_cast<float>(1 / divisors[b][l]);
+        ASSERT_EQ(first.apfBands[b][l][n], Before(b, l, n) + step * second.apfBands[b][l][n]);
+    });
+}
+
+TEST_F(WaveletSetPair, ExtrapolatesInFloat) {
+    first.Extrapolate(second, 0.2817f);
+    ForEachValue([&](std::size_t b, unsigned l, std::size_t n) {
+        const float w = Before(b, l, n);
+        ASSERT_EQ(first.apfBands[b][l][n], (w - second.apfBands[b][l][n]) * 0.2817f + w);
+    });
+}
+
 }  // namespace
