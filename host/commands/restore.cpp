@@ -75,6 +75,11 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     command->add_option("--stop-ratio", settings.stopRatio, "Threshold of the automatic stop")
         ->capture_default_str()
         ->type_name("R");
+    command
+        ->add_option("--threshold-scale", settings.thresholdScale,
+                     "Factor of the threshold below which wavelet coefficients count as noise")
+        ->capture_default_str()
+        ->type_name("F");
     command->add_flag("--no-auto-stop", settings.noAutoStop, "Run all iterations");
     command->add_flag("--wiener-start", settings.wienerStart, "Begin from a Wiener filtered image");
     command->add_option("--noise", settings.noise, "Wiener: 0 for little noise to 4 for much")
@@ -91,7 +96,7 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     command->callback([job, optics, command, &context] {
         RefuseUnreadOptions(*command, FindMethod(job->method),
                             {"--iterations", "--regularization", "--stop-ratio", "--no-auto-stop",
-                             "--wiener-start", "--noise", "--truth"});
+                              "--wiener-start", "--threshold-scale", "--noise", "--truth"});
         job->psf.optics = OpticsFrom(*optics);
         RunRestoreJob(*job, context.messages);
     });

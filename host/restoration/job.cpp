@@ -80,11 +80,12 @@ unsigned RunCore(PreparedMethod& method, const PaddedVolume& image, const Padded
     CRy3DDeconvRunParameters& params = *method.params;
     params.sizes = image.sizes();
     params.rcImage = {0, shape.x, 0, shape.y, 0, shape.z};
-    if (method.core->Prepare(method.params) != gnr::kSuccess) {
-        throw UserError("not enough memory: the method needs " +
-                        std::to_string(method.core->GetRequiredMemorySize(method.params) / 1000000) +
-                        " MB of working buffers; crop the stack or free memory");
-    }
+    const auto outOfMemory = [&] {
+        return UserError("not enough memory: the method needs " +
+                         std::to_string(method.core->GetRequiredMemorySize(method.params) / 1000000) +
+                         " MB of working buffers; crop the stack or free memory");
+    };
+    if (method.core->Prepare(method.params) != gnr::kSuccess) throw outOfMemory();
     ProgressRelay relay{ProgressBar(method.units, "restoring", messages)};
     params.pfImage = image.data();
     params.pfPsf = psf.data();
@@ -94,6 +95,7 @@ unsigned RunCore(PreparedMethod& method, const PaddedVolume& image, const Padded
     relay.bar.Finish();
     method.core->Free();
     if (code == gnr::kStopped) throw UserError("stopped; nothing was written", ExitCode::Stopped);
+    if (code == gnr::kOutOfMemory) throw outOfMemory();
     if (code != gnr::kSuccess) {
         throw UserError("the restoration failed with code " + std::to_string(code));
     }
@@ -121,7 +123,7 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const StackHeader header = WithStatedVoxel(reader.header(), job.psf.optics);
     const Extent shape = ShapeOf(header);
     PsfSource psfSource = MakePsfSource(job.psf, job.image, header, messages);
-    const Extent frame = PlanFrame(shape, psfSource.reach());
+    const Extent frame = PlanFrame(shape, psfSource.reach(), method.sides);
     std::unique_ptr<Truth> truth;
     if (!job.truth.empty()) truth = std::make_unique<Truth>(job.truth, shape, frame, messages);
     PreparedMethod prepared = method.make(method, job.settings, truth.get());

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "restoration/method.h"
 
+#include <cmath>
 #include <cstdio>
 
 #include "report/user_error.h"
+#include "restoration/coefficient_core.h"
 
 namespace rydecon {
 
@@ -42,6 +44,7 @@ PreparedMethod Iterative(const Method& method, const MethodSettings& settings,
     params->dStopRatio = settings.stopRatio;
     params->bNoAutoStop = settings.noAutoStop;
     params->bWienerStart = settings.wienerStart;
+    params->dScale = settings.thresholdScale;
     return {std::move(core), params, params->uiIterations};
 }
 
@@ -60,6 +63,20 @@ PreparedMethod MakeAutomatic(const Method& method, const MethodSettings& setting
     return Iterative(method, settings, MakeCounted<Core>(sink, true));
 }
 
+/// The Landweber cores keep no quality of their iterates, so that there is nothing for a sink.
+PreparedMethod MakeLandweber(const Method& method, const MethodSettings& settings, IterateSink* /*sink*/) {
+    return Iterative(method, settings, MakeCounted<CRy3DLandweberDeconvolutionCore>(false));
+}
+
+PreparedMethod MakeLandweberAutomatic(const Method& method, const MethodSettings& settings,
+                                      IterateSink* /*sink*/) {
+    return Iterative(method, settings, MakeCounted<CRy3DLandweberDeconvolutionCore>(true));
+}
+
+PreparedMethod MakeCoefficients(const Method& method, const MethodSettings& settings, IterateSink* /*sink*/) {
+    return Iterative(method, settings, MakeCounted<CoefficientCore>());
+}
+
 PreparedMethod MakeWiener(const Method& /*method*/, const MethodSettings& settings, IterateSink* /*sink*/) {
     PreparedMethod wiener{CRyAbstract3DDeconvolutionCore::Create3DDeconvolutionCore(eDeconvWiener),
                           CRy3DDeconvRunParameters::Create3DDeconvParameters(eDeconvWiener), 4};
@@ -71,38 +88,54 @@ PreparedMethod MakeWiener(const Method& /*method*/, const MethodSettings& settin
 
 const std::vector<Method>& Methods() {
     static const std::vector<Method> methods = {
-        {"accelerated",
-         "fast Richardson-Lucy, ends by itself; --regularization is the damping of noise, 1 for none",
-         {"--iterations", "--regularization", "--stop-ratio", "--no-auto-stop", "--wiener-start", "--truth"},
-         50,
-         1.0,
-         1.0,
-         true,
-         MakeAccelerated},
-        {"lucy-richardson",
-         "plain Richardson-Lucy, all --iterations; --regularization from 1 smooths",
-         {"--iterations", "--regularization", "--truth"},
-         30,
-         0.0,
-         0.0,
-         false,
-         MakeManual},
-        {"lucy-richardson-auto",
-         "Richardson-Lucy that ends by itself; --regularization of about 0.1 smooths",
-         {"--iterations", "--regularization", "--stop-ratio", "--truth"},
-         100,
-         0.0,
-         0.0,
-         false,
-         MakeAutomatic},
-        {"wiener",
-         "direct inverse filter, fastest; reads --noise",
-         {"--noise"},
-         0,
-         0.0,
-         0.0,
-         false,
-         MakeWiener},
+        {.name = "accelerated",
+         .summary =
+             "fast Richardson-Lucy, ends by itself; --regularization is the damping of noise, 1 for none",
+         .reads = {"--iterations", "--regularization", "--stop-ratio", "--no-auto-stop", "--wiener-start",
+                   "--truth"},
+         .iterations = 50,
+         .regularization = 1.0,
+         .leastRegularization = 1.0,
+         .liftsNegative = true,
+         .make = MakeAccelerated},
+        {.name = "lucy-richardson",
+         .summary = "plain Richardson-Lucy, all --iterations; --regularization from 1 smooths",
+         .reads = {"--iterations", "--regularization", "--truth"},
+         .iterations = 30,
+         .make = MakeManual},
+        {.name = "lucy-richardson-auto",
+         .summary = "Richardson-Lucy that ends by itself; --regularization of about 0.1 smooths",
+         .reads = {"--iterations", "--regularization", "--stop-ratio", "--truth"},
+         .iterations = 100,
+         .make = MakeAutomatic},
+        {.name = "landweber",
+         .summary = "least squares with momentum, noise shrunk in wavelets, all --iterations; "
+                    "--regularization of about 10 smooths more",
+         .reads = {"--iterations", "--regularization", "--threshold-scale"},
+         .iterations = 30,
+         .regularization = 2.0,
+         .sides = Sides::Wavelets,
+         .make = MakeLandweber},
+        {.name = "landweber-auto",
+         .summary = "least squares without momentum that ends by itself, noise shrunk in wavelets",
+         .reads = {"--iterations", "--regularization", "--threshold-scale", "--stop-ratio"},
+         .iterations = 100,
+         .regularization = 2.0,
+         .sides = Sides::Wavelets,
+         .make = MakeLandweberAutomatic},
+        {.name = "landweber-wavelet",
+         .summary = "least squares on wavelet coefficients, all --iterations; --regularization is whole",
+         .reads = {"--iterations", "--regularization", "--threshold-scale"},
+         .iterations = 100,
+         .regularization = 2.0,
+         .wholeRegularization = true,
+         // With fewer levels its steps are too long for a PSF of sum 1, and it diverges.
+         .sides = Sides::FourLevels,
+         .make = MakeCoefficients},
+        {.name = "wiener",
+         .summary = "direct inverse filter, fastest; reads --noise",
+         .reads = {"--noise"},
+         .make = MakeWiener},
     };
     return methods;
 }
@@ -119,7 +152,13 @@ const Method& FindMethod(const std::string& name) {
 void CheckSettings(const Method& method, const MethodSettings& settings) {
     RequireRange("--regularization of method " + method.name, StrengthOf(method, settings),
                  method.leastRegularization);
+    if (method.wholeRegularization &&
+        StrengthOf(method, settings) != std::trunc(StrengthOf(method, settings))) {
+        throw UserError("--regularization of method " + method.name + " must be a whole number",
+                        ExitCode::Usage);
+    }
     RequireRange("--stop-ratio", settings.stopRatio, 0.0);
+    RequireRange("--threshold-scale", settings.thresholdScale, 0.0);
 }
 
 }  // namespace rydecon

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "restoration/frame_plan.h"
 #include "restoration/iterate_sink.h"
 
 namespace rydecon {
@@ -22,6 +23,7 @@ struct MethodSettings {
     double stopRatio = 1.0007;             ///< threshold of the automatic stop
     bool noAutoStop = false;               ///< runs all iterations
     bool wienerStart = false;              ///< begins from a Wiener filtered image
+    double thresholdScale = 1.0;           ///< factor of the threshold of wavelet coefficients
 };
 
 /// A core with the parameter object that it takes.
@@ -39,6 +41,8 @@ struct Method {
     double regularization = 0.0;       ///< default strength
     double leastRegularization = 0.0;  ///< smallest strength that makes sense
     bool liftsNegative = false;        ///< raises an image with negative samples above 0 by itself
+    bool wholeRegularization = false;  ///< takes whole strengths only
+    Sides sides = Sides::Any;          ///< what it asks of the padded volume
     bool iterative() const { return iterations > 0; }
 
     /// A core and its parameters for these settings. sink may be null.
