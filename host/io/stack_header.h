@@ -25,6 +25,7 @@ struct ImageOptics {
     std::optional<double> magnification;
     std::string immersion;        // name of the medium ("Oil"), from which no number follows
     std::string acquisitionMode;  // "WideField", ..., as the file has it
+    std::string source;           // which of the metadata told: "OME-XML", ...
 };
 
 /// Shape in samples, sample type as the file has it ("uint16", "float32", ...), voxel size.

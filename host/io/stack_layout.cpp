@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "io/imagej_info.h"
 #include "io/imagej_metadata.h"
 #include "io/ome_metadata.h"
 #include "io/resolution_tags.h"
@@ -20,6 +21,7 @@ constexpr std::uint64_t kMostSamples = std::uint64_t{1} << 40;
 struct Pages {
     std::vector<TiffPage> pages;
     std::string description;
+    std::string info;
     ResolutionTags resolution;
 };
 
@@ -46,6 +48,7 @@ Pages CollectPages(TiffFile& file, const FileNotes& notes) {
         if (found.pages.empty()) {
             found.description = ReadDescription(file);
             found.resolution = ReadResolution(file);
+            found.info = ReadImageJInfo(file);
             if (coloured) notes.Note("its colour table is ignored: the samples are taken as grey values");
         } else {
             CheckLikeFirst(file, found.pages.front(), page);
@@ -132,6 +135,7 @@ void ApplyOme(const TiffFile& file, const OmeMetadata& metadata, const FileNotes
     header.voxel = metadata.voxel;
     header.voxelSource = "OME-XML";
     header.optics = metadata.optics;
+    header.optics.source = "OME-XML";
 }
 
 void CheckTotal(const TiffFile& file, const Pages& found) {
@@ -152,6 +156,7 @@ StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes) {
     if (const auto imagej = ParseImageJ(found.description)) {
         layout.header.voxel = ApplyImageJ(file, *imagej, notes, found);
         layout.header.voxelSource = "ImageJ metadata";
+        layout.header.optics = OpticsFromInfo(found.info);
     } else if (const auto ome = ParseOme(found.description, notes)) {
         ApplyOme(file, *ome, notes, found, layout.header);
     } else {

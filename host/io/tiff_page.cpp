@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <limits>
+#include <span>
+
+#include "io/imagej_info.h"
 
 namespace rydecon {
 namespace {
@@ -198,6 +201,25 @@ ResolutionTags ReadResolution(const TiffFile& file) {
 std::string ReadDescription(const TiffFile& file) {
     const char* text = nullptr;
     return TIFFGetField(file.handle(), TIFFTAG_IMAGEDESCRIPTION, &text) != 0 && text != nullptr ? text : "";
+}
+
+std::string ReadImageJInfo(const TiffFile& file) {
+    constexpr std::uint32_t kByteCounts = 50838;
+    constexpr std::uint32_t kBlocks = 50839;
+    const auto isOfType = [&](std::uint32_t tag, TIFFDataType type) {
+        const TIFFField* const field = TIFFFindField(file.handle(), tag, TIFF_ANY);
+        return field != nullptr && TIFFFieldDataType(field) == type && TIFFFieldPassCount(field) != 0;
+    };
+    if (!isOfType(kByteCounts, TIFF_LONG) || !isOfType(kBlocks, TIFF_BYTE)) return {};
+    std::uint32_t counts = 0;
+    std::uint32_t bytes = 0;
+    const std::uint32_t* byteCounts = nullptr;
+    const unsigned char* blocks = nullptr;
+    const bool told = TIFFGetField(file.handle(), kByteCounts, &counts, &byteCounts) != 0 &&
+                      TIFFGetField(file.handle(), kBlocks, &bytes, &blocks) != 0 && byteCounts != nullptr &&
+                      blocks != nullptr;
+    if (!told) return {};
+    return InfoFromBlocks({byteCounts, counts}, {blocks, bytes}, TIFFIsByteSwapped(file.handle()) != 0);
 }
 
 bool HasPseudoColours(const TiffFile& file) {

@@ -47,6 +47,9 @@ ResolutionTags ReadResolution(const TiffFile& file);
 /// Text of the tag ImageDescription, empty if there is none.
 std::string ReadDescription(const TiffFile& file);
 
+/// ImageJ's info text of the page, empty if there is none.
+std::string ReadImageJInfo(const TiffFile& file);
+
 /// True if the page is shown through a colour table. Refused unless its colours brighten with the sample,
 /// as those of a pseudo-colour display do: only then are the samples grey values.
 bool HasPseudoColours(const TiffFile& file);

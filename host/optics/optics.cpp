@@ -54,7 +54,7 @@ bool Optics::Reads(Quantity q) const {
 
 void FillFromMetadata(Optics& optics, const StackHeader& header, const std::string& file) {
     const ImageOptics& told = header.optics;
-    const std::string source = "OME-XML";
+    const std::string& source = told.source;
     if (optics.modality == nullptr) {
         optics.modality = ModalityOfAcquisitionMode(told.acquisitionMode);
         if (optics.modality != nullptr) optics.modalitySource = source;

@@ -3,11 +3,14 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <numbers>
 #include <string>
 #include <vector>
 
+#include "io/imagej_info.h"
 #include "io/ome_metadata.h"
 #include "optics/computed_psf.h"
 #include "optics/optics.h"
@@ -135,7 +138,7 @@ TEST(OpticsRecord, OptionsGoBeforeMetadata) {
     header.optics.emission = 0.6;
     header.optics.acquisitionMode = "LaserScanningConfocalMicroscopy";
     header.voxel = {0.2, 0.2, 0.5};
-    header.voxelSource = "OME-XML";
+    header.voxelSource = header.optics.source = "OME-XML";
     Optics optics;
     optics[NumericalAperture] = {0.7, Origin::Option, "--na"};
     FillFromMetadata(optics, header, "'x.tif'");
@@ -234,6 +237,71 @@ TEST(OmeOptics, TakeTheOnlyObjectiveButNoneOfSeveral) {
     EXPECT_EQ(apertureOf("<Objective LensNA='0.5'/><Objective LensNA='0.7'/>"), std::nullopt);
     EXPECT_EQ(apertureOf("<Objective LensNA='-1'/>"), std::nullopt);
     EXPECT_EQ(apertureOf(""), std::nullopt);
+}
+
+/// ImageJ's blocks: a label, then the info text, in UTF-16 of the order asked for.
+struct InfoBlocks {
+    std::vector<std::uint32_t> counts;
+    std::vector<unsigned char> bytes;
+
+    InfoBlocks(const std::string& info, bool bigEndian) : big(bigEndian) {
+        Add(Code("IJIJ"), 4);
+        for (const char* kind : {"labl", "info"}) {
+            Add(Code(kind), 4);
+            Add(1, 4);
+        }
+        counts = {20, 4, static_cast<std::uint32_t>(2 * info.size())};
+        for (const char c : "ab" + info) Add(static_cast<unsigned char>(c), 2);
+    }
+
+  private:
+    static std::uint32_t Code(const std::string& word) {
+        std::uint32_t code = 0;
+        for (const char c : word) code = code << 8 | static_cast<unsigned char>(c);
+        return code;
+    }
+    void Add(std::uint32_t number, int count) {
+        for (int n = 0; n < count; ++n) {
+            bytes.push_back(static_cast<unsigned char>(number >> 8 * (big ? count - 1 - n : n)));
+        }
+    }
+    bool big;
+};
+
+TEST(ImageJInfo, IsFoundInBothByteOrders) {
+    constexpr bool kBig = std::endian::native == std::endian::big;
+    for (const bool big : {false, true}) {
+        const InfoBlocks blocks("NA = 1.4\n", big);
+        EXPECT_EQ(InfoFromBlocks(blocks.counts, blocks.bytes, big != kBig), "NA = 1.4\n");
+    }
+}
+
+TEST(ImageJInfo, DamagedBlocksHoldNone) {
+    InfoBlocks blocks("NA = 1.4\n", false);
+    constexpr bool kBig = std::endian::native == std::endian::big;
+    EXPECT_EQ(InfoFromBlocks({}, {}, kBig), "");
+    EXPECT_EQ(InfoFromBlocks(blocks.counts, blocks.bytes, !kBig), "");
+    blocks.counts[2] += 2;
+    EXPECT_EQ(InfoFromBlocks(blocks.counts, blocks.bytes, kBig), "");
+    blocks.counts = {20};
+    EXPECT_EQ(InfoFromBlocks(blocks.counts, blocks.bytes, kBig), "");
+    blocks.counts = {4000000000U, 4, 4};
+    EXPECT_EQ(InfoFromBlocks(blocks.counts, blocks.bytes, kBig), "");
+}
+
+TEST(ImageJInfo, TellsOpticsByKnownKeysOnly) {
+    const ImageOptics optics = OpticsFromInfo(
+        "Instrument|Objective|Lens NA = 1.4\nRefractiveIndex: 1.518\nEmissionWavelength = 520.0\n"
+        "Excitation Wavelength = 0.488 um\nPinholeSize = 50\nNominalMagnification = 63\nOther = 7\n");
+    EXPECT_EQ(optics.numericalAperture, 1.4);
+    EXPECT_EQ(optics.refractiveIndex, 1.518);
+    EXPECT_DOUBLE_EQ(optics.emission.value(), 0.52);
+    EXPECT_DOUBLE_EQ(optics.excitation.value(), 0.488);
+    EXPECT_EQ(optics.pinhole, 50.0);
+    EXPECT_EQ(optics.magnification, 63.0);
+    // Several channels: which one this stack is nobody knows.
+    EXPECT_EQ(OpticsFromInfo("EmissionWavelength = 520\nEmissionWavelength = 600\n").emission, std::nullopt);
+    EXPECT_EQ(OpticsFromInfo("LensNA = high\nRefractiveIndex = -1\n").numericalAperture, std::nullopt);
 }
 
 /// A Gaussian of 0.4 um sigma about a sample.

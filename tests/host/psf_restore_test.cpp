@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -126,6 +128,44 @@ TEST_F(RestoreFromOptics, OptionsSuffice) {
     ASSERT_EQ(result.exitCode, 0) << result.err;
     ExpectTold(result, "emission wavelength 0.52 um (--emission), pixel size 0.1 um (ImageJ metadata)");
     EXPECT_NEAR(ReadStack(In("restored.tif")).header.voxel.z.value(), 0.25, 1e-9);
+}
+
+/// ImageJ's two tags with an info text, put into the first page of a file.
+void AddInfo(const fs::path& path, const std::string& info) {
+    std::vector<std::uint32_t> words = {0x494a494a, 0x696e666f, 1};  // "IJIJ", "info"
+    std::vector<unsigned char> bytes(sizeof(std::uint32_t) * words.size());
+    std::memcpy(bytes.data(), words.data(), bytes.size());
+    for (const char c : info) {
+        const auto unit = static_cast<std::uint16_t>(c);
+        const auto* const raw = reinterpret_cast<const unsigned char*>(&unit);
+        bytes.insert(bytes.end(), raw, raw + sizeof unit);
+    }
+    const std::vector<std::uint32_t> counts = {12, static_cast<std::uint32_t>(2 * info.size())};
+    char countsName[] = "counts";
+    char blocksName[] = "blocks";
+    const TIFFFieldInfo fields[] = {
+        {50838, TIFF_VARIABLE2, TIFF_VARIABLE2, TIFF_LONG, FIELD_CUSTOM, 1, 1, countsName},
+        {50839, TIFF_VARIABLE2, TIFF_VARIABLE2, TIFF_BYTE, FIELD_CUSTOM, 1, 1, blocksName}};
+    TIFF* const tiff = TIFFOpen(path.c_str(), "r+");
+    ASSERT_NE(tiff, nullptr);
+    TIFFMergeFieldInfo(tiff, fields, 2);
+    TIFFSetField(tiff, 50838, static_cast<std::uint32_t>(counts.size()), counts.data());
+    TIFFSetField(tiff, 50839, static_cast<std::uint32_t>(bytes.size()), bytes.data());
+    EXPECT_NE(TIFFRewriteDirectory(tiff), 0);
+    TIFFClose(tiff);
+}
+
+TEST_F(RestoreFromOptics, ImageJsInfoIsRead) {
+    std::vector<rydecon::testing::TestPage> pages = {
+        rydecon::testing::PageOf(8, 8, std::vector<float>(64, 1.0F))};
+    pages.front().description = "ImageJ=1.53t\nunit=um\n";
+    pages.front().xResolution = pages.front().yResolution = 10.0F;
+    rydecon::testing::WriteTiff(In("ij.tif"), "wl", pages);
+    AddInfo(In("ij.tif"), "Objective|LensNA = 1.2\nRefractiveIndex = 1.33\nEmissionWavelength = 520\n");
+    const ProgramResult result = Restore("ij.tif", {"--modality", "widefield", "--z-step", "0.25"});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    ExpectTold(result, "numerical aperture 1.2 (ImageJ info), refractive index 1.33 (ImageJ info)");
+    ExpectTold(result, "emission wavelength 0.52 um (ImageJ info), pixel size 0.1 um (ImageJ metadata)");
 }
 
 TEST_F(RestoreFromOptics, OptionsGoBeforeMetadata) {
