@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "optics/optics.h"
-#include "report/messages.h"
 
 namespace rydecon {
 
@@ -28,8 +27,5 @@ std::vector<CLI::Option*> AddOpticsOptions(CLI::App& command, OpticsOptions& opt
 
 /// What the command line tells. UserError (usage) for names that do not exist.
 Optics OpticsFrom(const OpticsOptions& options);
-
-/// Notes the options that the modality and model at hand do not read.
-void NoteUnreadOptics(const Optics& optics, const Messages& messages);
 
 }  // namespace rydecon

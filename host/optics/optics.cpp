@@ -192,4 +192,15 @@ std::string DescribeSources(const Optics& optics) {
     return text;
 }
 
+void NoteUnreadOptics(const Optics& optics, const Messages& messages) {
+    const std::string where =
+        " means nothing to --modality " + optics.modality->name + " in model " + NameOf(optics.model);
+    for (const QuantityTraits& traits : kQuantityTraits) {
+        const auto& number = optics[traits.quantity];
+        const bool unread = number && number->origin == Origin::Option && !optics.Reads(traits.quantity);
+        if (unread) messages.Note(traits.option + where);
+    }
+    if (optics.invertZ && optics.model == PsfModel::Fast) messages.Note("--invert-z" + where);
+}
+
 }  // namespace rydecon

@@ -11,6 +11,7 @@
 #include "io/stack_header.h"
 #include "optics/modality.h"
 #include "optics/quantity.h"
+#include "report/messages.h"
 
 namespace rydecon {
 
@@ -56,5 +57,8 @@ void RequireSound(const Optics& optics);
 
 /// "modality widefield (--modality), numerical aperture 1.45 (OME-XML), ..." of all that is read.
 std::string DescribeSources(const Optics& optics);
+
+/// Notes the options that the modality and model at hand do not read.
+void NoteUnreadOptics(const Optics& optics, const Messages& messages);
 
 }  // namespace rydecon

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <optional>
 
 #include "io/file_error.h"
 #include "io/stack_reader.h"
@@ -122,8 +123,8 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     StackReader reader(job.image, messages);
     const StackHeader header = WithStatedVoxel(reader.header(), job.psf.optics);
     const Extent shape = ShapeOf(header);
-    PsfSource psfSource = MakePsfSource(job.psf, job.image, header, messages);
-    const Extent frame = PlanFrame(shape, psfSource.reach(), method.sides);
+    std::optional<PsfSource> psfSource(MakePsfSource(job.psf, job.image, header, messages));
+    const Extent frame = PlanFrame(shape, psfSource->reach(), method.sides);
     std::unique_ptr<Truth> truth;
     if (!job.truth.empty()) truth = std::make_unique<Truth>(job.truth, shape, frame, messages);
     PreparedMethod prepared = method.make(method, job.settings, truth.get());
@@ -137,7 +138,8 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
         prepared.params->pfReference = truth->volume();
     }
     const PaddedVolume psf(frame);
-    psfSource.LayOut(psf);
+    psfSource->LayOut(psf);
+    psfSource.reset();  // its memory is the core's now
     LeaveIfStopRequested();
 
     const unsigned units = RunCore(prepared, image, psf, shape, messages);

@@ -162,9 +162,12 @@ TEST_F(RestoreFromOptics, ImageJsInfoIsRead) {
     pages.front().xResolution = pages.front().yResolution = 10.0F;
     rydecon::testing::WriteTiff(In("ij.tif"), "wl", pages);
     AddInfo(In("ij.tif"), "Objective|LensNA = 1.2\nRefractiveIndex = 1.33\nEmissionWavelength = 520\n");
-    const ProgramResult result = Restore("ij.tif", {"--modality", "widefield", "--z-step", "0.25"});
+    // One plane: its PSF is the focal plane, and a distance of planes is not needed.
+    const ProgramResult result = Restore("ij.tif", {"--modality", "widefield", "--pinhole", "1"});
     ASSERT_EQ(result.exitCode, 0) << result.err;
     ExpectTold(result, "numerical aperture 1.2 (ImageJ info), refractive index 1.33 (ImageJ info)");
+    ExpectTold(result, "--pinhole means nothing to --modality widefield");
+    EXPECT_NE(result.out.find(" x 1, "), std::string::npos) << result.out;  // the padded volume
     ExpectTold(result, "emission wavelength 0.52 um (ImageJ info), pixel size 0.1 um (ImageJ metadata)");
 }
 
