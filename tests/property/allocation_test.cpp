@@ -96,6 +96,30 @@ TEST_P(AllocationsOf, VolumesInPrepareAsAnnouncedAndNoneInRun) {
     EXPECT_EQ(largeBlocks, 0u);
 }
 
+/// Bands, workspace and what shifts need are all there after Prepare.
+TEST(AllocationsOfLandweber, NoneInRun) {
+    for (const bool automatic : {false, true}) {
+        CRy3DLandweberDeconvolutionCore core(automatic);
+        Volume image(128, 64, 32);
+        Volume psf(128, 64, 32);
+        image.FillRandom(1, 1.0f, 100.0f);
+        psf.at(0, 0, 0) = 0.6f;
+        psf.at(1, 0, 0) = 0.4f;
+        const CRyRefCountPtr<CRy3DAutoDeconvRunParameters> params(new CRy3DAutoDeconvRunParameters);
+        params->Release();
+        params->sizes = image.sizes;
+        params->rcImage = {0, 128, 0, 64, 0, 32};
+        params->pfImage = image;
+        params->pfPsf = psf;
+        params->dRegularization = 1.0;
+        params->uiIterations = 3;
+        ASSERT_EQ(core.Prepare(params), 0);
+        largeBlocks = 0;
+        EXPECT_EQ(core.Run(params), 0);
+        EXPECT_EQ(largeBlocks, 0u);
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Cores, AllocationsOf,
                          testing::Values(Core{"wiener",
                                               []() -> CRyAbstract3DDeconvolutionCore* {
