@@ -5,34 +5,50 @@
 #include <cstdint>
 
 #include "detail/parallel.h"
+#include "detail/vector_clones.h"
 
 namespace gnr::detail {
 
 namespace {
 
-void StepAlong(float* target, const float* y, const float* r, float length, std::int32_t count) {
-    for (std::int32_t i = 0; i < count; ++i) target[i] = r[i] * length + y[i];
+GNR_VECTOR_CLONES
+void SubtractRow(float* target, const float* a, const float* b, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) target[i] = a[i] - b[i];
+}
+
+GNR_VECTOR_CLONES
+void StepAlong(float* target, const float* y, const float* r, float length, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) target[i] = r[i] * length + y[i];
+}
+
+/// Below 0 becomes +0; NaN and -0 stay.
+GNR_VECTOR_CLONES
+void ScaleAndClip(float* row, float c, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) {
+        const float v = row[i] * c;
+        row[i] = v < 0.0f ? 0.0f : v;
+    }
+}
+
+/// y holds the new estimate, which goes to x; y goes beyond it.
+GNR_VECTOR_CLONES
+void ExtrapolateRow(float* x, float* y, float factor, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) {
+        const float estimate = y[i];
+        y[i] = estimate + (estimate - x[i]) * factor;
+        x[i] = estimate;
+    }
 }
 
 /// From the stepped row in y to the estimate and the next point.
 void FinishRow(float* x, float* y, const LandweberStep& step, std::int32_t columns, std::int32_t rowLength) {
-    for (std::int32_t i = 0; i < rowLength; ++i) {
-        const float v = y[i] * step.correction;
-        y[i] = v < 0.0f ? 0.0f : v;  // -0 and NaN stay
-    }
-    if (!step.extrapolates) {
+    ScaleAndClip(y, step.correction, rowLength);
+    if (step.extrapolates) {
+        ExtrapolateRow(x, y, step.extrapolation, columns);
+        ExtrapolateRow(x + columns, y + columns, 1.0f, rowLength - columns);
+    } else {
         std::copy_n(y, rowLength, x);
-        return;
     }
-    const auto extrapolate = [&](std::int32_t begin, std::int32_t end, float factor) {
-        for (std::int32_t i = begin; i < end; ++i) {
-            const float estimate = y[i];
-            y[i] = estimate + (estimate - x[i]) * factor;
-            x[i] = estimate;
-        }
-    };
-    extrapolate(0, columns, step.extrapolation);
-    extrapolate(columns, rowLength, 1.0f);
 }
 
 }  // namespace
@@ -40,9 +56,7 @@ void FinishRow(float* x, float* y, const LandweberStep& step, std::int32_t colum
 void Residual(const DFT3D& s, float* target, const float* observed, const float* blurred) {
     const std::int32_t length = s.rowLength;
     ParallelRows(s, target, [=](float* row, std::int64_t r) {
-        const float* const observedRow = observed + r * length;
-        const float* const blurredRow = blurred + r * length;
-        for (std::int32_t i = 0; i < length; ++i) row[i] = observedRow[i] - blurredRow[i];
+        SubtractRow(row, observed + r * length, blurred + r * length, length);
     });
 }
 
