@@ -53,8 +53,9 @@ TEST_F(CommandLine, VersionIsTheProjects) {
 }
 
 TEST_F(CommandLine, HelpTellsExitCodesForTheProgramAndEveryCommand) {
-    for (const Words& words : {Words{"--help"}, Words{"restore", "--help"}, Words{"psf", "--help"}, Words{"simulate", "--help"},
-                               Words{"compare", "-h"}, Words{"view", "--help"}}) {
+    for (const Words& words :
+         {Words{"--help"}, Words{"restore", "--help"}, Words{"psf", "--help"}, Words{"simulate", "--help"},
+          Words{"compare", "-h"}, Words{"view", "--help"}}) {
         const ProgramResult result = Run(words);
         EXPECT_EQ(result.exitCode, 0) << words.front();
         EXPECT_TRUE(Contains(result.out, "Usage: rydecon")) << result.out;

@@ -59,7 +59,8 @@ class Quickstart(unittest.TestCase):
             before, after = self.errors(finished)
             self.assertLess(after, before)
             self.assertEqual(sorted(path.name for path in self.output.iterdir()),
-                             ["before-and-after.png", "blurred.tif", "psf.tif", "restored.tif", "truth.tif"])
+                             ["before-and-after.png", "blurred.tif", "optics.tif", "psf.tif", "restored.tif",
+                              "truth.tif"])
             self.assertIn(str(self.output / "before-and-after.png"), finished.stdout)
 
         subprocess.run([PROGRAM, "simulate", "-q", "-o", self.elsewhere, "--size", "24", "20", "16"], check=True)

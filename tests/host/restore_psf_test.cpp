@@ -150,13 +150,14 @@ TEST_F(RestorePsf, UnusableOnesAreRefused) {
     ExpectRefusal(words, 1, "cannot read 'psf.tif': the PSF has no sample above 0");
 }
 
-TEST_F(RestorePsf, OtherVoxelSizeIsNoted) {
+TEST_F(RestorePsf, OtherVoxelSizeIsToldAndResampled) {
     Stack psf = GaussianPsf();
     psf.header.voxel = {0.1, 0.12, 0.15};
     Restored(image_, psf);
-    EXPECT_EQ(said_.err,
-              "rydecon: note: 'psf.tif': the voxel size differs from that of 'in.tif'; the PSF is used "
-              "sample by sample\n");
+    EXPECT_EQ(
+        said_.err,
+        "rydecon: note: 'psf.tif': resampled from voxels of 0.1 x 0.12 x 0.15 um to those of the image, "
+        "0.1 x 0.12 x 0.3 um (Lanczos)\n");
     psf.header.voxel = image_.header.voxel;
     Restored(image_, psf);
     EXPECT_EQ(said_.err, "");
