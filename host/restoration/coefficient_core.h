@@ -7,8 +7,8 @@
 
 namespace rydecon {
 
-/// Needs sides that its wavelet levels divide, and at least 16 planes. dRegularization is a whole number, dScale
-/// the factor of the threshold. The entry allocates in Run, so that -3 comes from there.
+/// Needs sides that its wavelet levels divide, and at least 16 planes. dRegularization is a whole number,
+/// dScale the factor of the threshold. The entry allocates in Run, so that -3 comes from there.
 class CoefficientCore : public CRyAbstract3DDeconvolutionCore {
   public:
     unsigned long long GetRequiredMemorySize(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) override;

@@ -20,7 +20,8 @@ enum class Sides {
 
 /// Sides of the padded volume for an image and the reach of its PSF: at least image + reach on both sides of
 /// every axis, even in x, with the prime factors 2, 3 and 5. Without wavelets an axis of one sample stays one
-/// where the PSF has one plane as well. UserError where a side or the whole exceeds what the library addresses.
+/// where the PSF has one plane as well. UserError where a side or the whole exceeds what the library
+/// addresses.
 Extent PlanFrame(const Extent& image, const PsfReach& reach, Sides sides = Sides::Any);
 
 }  // namespace rydecon

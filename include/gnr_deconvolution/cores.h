@@ -188,7 +188,8 @@ class GNR_API CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore : public CRyAbst
     float* pfBlurredNew = nullptr;
 };
 
-/// Gradient steps on the squared error, each followed by shrinkage in randomly shifted wavelets and a cut at 0.
+/// Gradient steps on the squared error, each followed by shrinkage in randomly shifted wavelets and a cut at
+/// 0.
 ///
 ///   x := c shrink(y + step H^T(g - H y)), negatives cut        c = 1 / sum of PSF
 ///
@@ -204,9 +205,9 @@ class GNR_API CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore : public CRyAbst
 /// Returns    as every core; -9 too for a side that the levels do not divide, and from Prepare where bands or
 ///            workspace do not fit in memory
 ///
-/// pfPsf is read only. Six volumes, bands and workspace: about 42 bytes a float of the volume. Two forward and
-/// two backward transforms a step; callbacks a step: begin, poll, end. Shifts come from rand, seeded with 0 by
-/// every run.
+/// pfPsf is read only. Six volumes, bands and workspace: about 43 bytes a float of the volume. Two forward
+/// and two backward transforms a step; callbacks a step: begin, poll, end. Shifts come from rand, seeded with
+/// 0 by every run.
 /// Source   Landweber 1951; Nesterov 1983; Daubechies, Defrise and De Mol 2004; cycle spinning: Coifman and
 ///          Donoho 1995 (docs/bibliography.md)
 class GNR_API CRy3DLandweberDeconvolutionCore : public CRyAbstract3DDeconvolutionCore {
@@ -234,8 +235,7 @@ class GNR_API CRy3DLandweberDeconvolutionCore : public CRyAbstract3DDeconvolutio
     float* pfWorkA = nullptr;
     float* pfWorkB = nullptr;
     float* pfPoint = nullptr;
-    float* pfPrevious =
-        nullptr;  ///< held, as the required memory says; the image itself still has that iterate
+    float* pfPrevious = nullptr;  ///< held, as the required memory says, for what the image itself still has
     float* apfBands[8][5] = {};
     float* apfWaveletWork[6] = {};
     unsigned uiLevels = 4;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// rydecon restore with the Landweber methods: any size of stack, settings that mean nothing, and an image that
-// comes nearer to the truth.
+// rydecon restore with the Landweber methods: any size of stack, settings that mean nothing, and an image
+// that comes nearer to the truth.
 
 #include <gtest/gtest.h>
 

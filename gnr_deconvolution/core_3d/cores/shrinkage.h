@@ -8,8 +8,8 @@
 
 namespace gnr::detail {
 
-/// v := v - threshold above the threshold, v + threshold below its negative, 0 elsewhere; a NaN becomes 0, and
-/// everything does where the threshold is a NaN. n floats, in parallel.
+/// v := v - threshold above the threshold, v + threshold below its negative, 0 elsewhere; a NaN becomes 0,
+/// and everything does where the threshold is a NaN. n floats, in parallel.
 /// Source   Donoho 1995 (docs/bibliography.md)
 void SoftThreshold(float* p, std::int64_t n, float threshold);
 

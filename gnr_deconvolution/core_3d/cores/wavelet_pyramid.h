@@ -41,7 +41,8 @@ PyramidShape ShapeOf(const DFT3D& s, unsigned levels);
 /// Floats of one band of level l; the greatest number where that does not fit 64 bits.
 std::uint64_t BandFloats(const PyramidShape& shape, unsigned l);
 
-/// Zeroed bands for all levels; kNotReady at once where one cannot be had, the others staying until FreeBands.
+/// Zeroed bands for all levels; kNotReady at once where one cannot be had, the others staying until
+/// FreeBands.
 int AllocateBands(WaveletBands& bands, const PyramidShape& shape);
 /// Frees what is there and nulls every slot.
 void FreeBands(WaveletBands& bands);
