@@ -48,6 +48,9 @@ void* operator new(std::size_t bytes) {
     if (block == nullptr) throw std::bad_alloc();
     return block;
 }
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
+    return Refuse(bytes) ? nullptr : std::malloc(bytes == 0 ? 1 : bytes);
+}
 void operator delete(void* block) noexcept {
     std::free(block);
 }

@@ -145,7 +145,7 @@ void SampleLine(const LikelihoodLine& line, float alpha, int trials, LineSample*
         }
     });
     for (int t = 0; t < trials; ++t) {
-        const auto pair = static_cast<std::size_t>(2 * t);
+        const std::size_t pair = 2 * static_cast<std::size_t>(t);
         samples[t] = {sums[pair], sums[pair + 1]};
     }
 }
