@@ -117,6 +117,7 @@ unsigned long long VolumeBytes(const DFT3D& sizes) {
     return sizeof(float) * static_cast<unsigned long long>(sizes.total);
 }
 
+#if !defined(__SANITIZE_ADDRESS__)
 TEST_F(RestoreRun, MemoryIsTheTwoVolumesTheCoresBuffersAndAPlane) {
     const Stack psf = GaussianPsf();
     const Stack large = Pattern(250, 240, 88);
@@ -146,6 +147,7 @@ TEST_F(RestoreRun, MemoryIsTheTwoVolumesTheCoresBuffersAndAPlane) {
                                    std::to_string(static_cast<long long>(allowed)));
     }
 }
+#endif
 
 }  // namespace
 }  // namespace rydecon

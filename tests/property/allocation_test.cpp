@@ -10,9 +10,10 @@
 #include <cstdlib>
 #include <memory>
 
+#include "support/sanitizer.h"
 #include "support/volumes.h"
 
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__)
+#if defined(__GLIBC__) && !GNR_ADDRESS_SANITIZER
 
 extern "C" {
 void* __libc_malloc(size_t);
@@ -61,6 +62,33 @@ namespace {
 
 using gnr::test::Volume;
 
+/// Three iterations with a PSF of two samples on a random volume.
+struct Job {
+    Job(int x, int y, int z) : image(x, y, z), psf(x, y, z) {
+        image.FillRandom(1, 1.0f, 100.0f);
+        psf.at(0, 0, 0) = 0.6f;
+        psf.at(1, 0, 0) = 0.4f;
+        params->Release();
+        params->sizes = image.sizes;
+        params->rcImage = {0, x, 0, y, 0, z};
+        params->pfImage = image;
+        params->pfPsf = psf;
+        params->dRegularization = 1.0;
+        params->uiIterations = 3;
+        params->bWienerStart = true;
+    }
+
+    Volume image;
+    Volume psf;
+    const CRyRefCountPtr<CRy3DAutoDeconvRunParameters> params{new CRy3DAutoDeconvRunParameters};
+};
+
+void ExpectNoVolumeInRun(CRyAbstract3DDeconvolutionCore& core, const Job& job) {
+    largeBlocks = 0;
+    EXPECT_EQ(core.Run(job.params), 0);
+    EXPECT_EQ(largeBlocks, 0u);
+}
+
 struct Core {
     const char* name;
     CRyAbstract3DDeconvolutionCore* (*make)();
@@ -70,53 +98,22 @@ class AllocationsOf : public testing::TestWithParam<Core> {};
 
 TEST_P(AllocationsOf, VolumesInPrepareAsAnnouncedAndNoneInRun) {
     const std::unique_ptr<CRyAbstract3DDeconvolutionCore> core(GetParam().make());
-    Volume image(64, 60, 16);
-    Volume psf(64, 60, 16);
-    image.FillRandom(1, 1.0f, 100.0f);
-    psf.at(0, 0, 0) = 0.6f;
-    psf.at(1, 0, 0) = 0.4f;
-    const CRyRefCountPtr<CRy3DAutoDeconvRunParameters> params(new CRy3DAutoDeconvRunParameters);
-    params->Release();
-    params->sizes = image.sizes;
-    params->rcImage = {0, 64, 0, 60, 0, 16};
-    params->pfImage = image;
-    params->pfPsf = psf;
-    params->dRegularization = 1.0;
-    params->uiIterations = 3;
-    params->bWienerStart = true;
-
+    const Job job(64, 60, 16);
     largeBytes = 0;
-    ASSERT_EQ(core->Prepare(params), 0);
-    const std::size_t announced = core->GetRequiredMemorySize(params);
+    ASSERT_EQ(core->Prepare(job.params), 0);
+    const std::size_t announced = core->GetRequiredMemorySize(job.params);
     EXPECT_GE(largeBytes, announced);
     EXPECT_LE(largeBytes, announced + 7 * 256) << "more than the slack of alignment of seven buffers";
-
-    largeBlocks = 0;
-    EXPECT_EQ(core->Run(params), 0);
-    EXPECT_EQ(largeBlocks, 0u);
+    ExpectNoVolumeInRun(*core, job);
 }
 
 /// Bands, workspace and what shifts need are all there after Prepare.
 TEST(AllocationsOfLandweber, NoneInRun) {
     for (const bool automatic : {false, true}) {
         CRy3DLandweberDeconvolutionCore core(automatic);
-        Volume image(128, 64, 32);
-        Volume psf(128, 64, 32);
-        image.FillRandom(1, 1.0f, 100.0f);
-        psf.at(0, 0, 0) = 0.6f;
-        psf.at(1, 0, 0) = 0.4f;
-        const CRyRefCountPtr<CRy3DAutoDeconvRunParameters> params(new CRy3DAutoDeconvRunParameters);
-        params->Release();
-        params->sizes = image.sizes;
-        params->rcImage = {0, 128, 0, 64, 0, 32};
-        params->pfImage = image;
-        params->pfPsf = psf;
-        params->dRegularization = 1.0;
-        params->uiIterations = 3;
-        ASSERT_EQ(core.Prepare(params), 0);
-        largeBlocks = 0;
-        EXPECT_EQ(core.Run(params), 0);
-        EXPECT_EQ(largeBlocks, 0u);
+        const Job job(128, 64, 32);
+        ASSERT_EQ(core.Prepare(job.params), 0);
+        ExpectNoVolumeInRun(core, job);
     }
 }
 

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <thread>
+#include <vector>
 
 #include "support/progress_log.h"
 #include "support/volumes.h"
@@ -29,6 +30,16 @@ struct OpenPsf : FloatPSF3D {
         return pfPSF[std::int64_t{z} * sizes.planeStride + std::int64_t{y} * sizes.rowLength + x];
     }
 };
+
+/// A PSF whose floats, padding included, are 1, 2, 3 and so on.
+inline void Number(OpenPsf& psf, unsigned x, unsigned y, unsigned z) {
+    ASSERT_EQ(psf.AllocatePSF(x, y, z), 0);
+    for (std::int64_t n = 0; n < psf.sizes.total; ++n) psf.pfPSF[n] = static_cast<float>(n + 1);
+}
+
+inline std::vector<float> Floats(const FloatPSF3D& psf) {
+    return {psf.pfPSF, psf.pfPSF + psf.sizes.total};
+}
 
 /// An oil objective of aperture 1.4 over a sample of the same index, at the nominal focus.
 inline SDiffractionParamsEx OilOptics() {

@@ -6,19 +6,13 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 
+#include "support/sanitizer.h"
 #include "support/volumes.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define GNR_ADDRESS_SANITIZER
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define GNR_ADDRESS_SANITIZER
-#endif
-#endif
-
-#if defined(GNR_ADDRESS_SANITIZER)
+#if GNR_ADDRESS_SANITIZER
 /// Exhausted memory gives null under the sanitizer as it does without.
 extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
     return "allocator_may_return_null=1";
@@ -125,12 +119,15 @@ TEST(PlainBuffers, RefuseNegativeAndImpossibleSizes) {
     EXPECT_EQ(Low::KERNEL2D_Create(&negative), nullptr);
 }
 
-TEST(Buffers, ReleasingNullIsHarmless) {
-    Low::KERNEL3D_Destroy(nullptr);
-    Low::INLINE_Destroy(nullptr);
-    Low::SSE_Destroy(nullptr);
-    CRyAlloc::Free(nullptr);
-    SUCCEED();
+TEST(BuffersDeathTest, ReleasingNullIsHarmless) {
+    const auto releaseAll = [] {
+        Low::KERNEL3D_Destroy(nullptr);
+        Low::INLINE_Destroy(nullptr);
+        Low::SSE_Destroy(nullptr);
+        CRyAlloc::Free(nullptr);
+        std::exit(EXIT_SUCCESS);
+    };
+    EXPECT_EXIT(releaseAll(), testing::ExitedWithCode(EXIT_SUCCESS), "");
 }
 
 TEST(PlainBlocks, TheZeroFlagClears) {

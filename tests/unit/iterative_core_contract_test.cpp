@@ -14,17 +14,7 @@
 
 #include "support/progress_log.h"
 #include "support/restoration_job.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-#define GNR_OWN_ALLOCATOR 0
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define GNR_OWN_ALLOCATOR 0
-#endif
-#endif
-#ifndef GNR_OWN_ALLOCATOR
-#define GNR_OWN_ALLOCATOR 1
-#endif
+#include "support/sanitizer.h"
 
 namespace {
 
@@ -171,7 +161,6 @@ TYPED_TEST(IterativeCoreContract, AFreeThatFailsEndsPrepareWithoutBuffers) {
 }
 
 TYPED_TEST(IterativeCoreContract, MoreMemoryThanThereIs) {
-    if (!GNR_OWN_ALLOCATOR) GTEST_SKIP() << "this allocator ends the program instead";
     TypeParam core;
     typename TestFixture::Job job;
     const DFT3D good = job.params.sizes;
@@ -195,7 +184,7 @@ long long AddressSpace() {
 
 /// Room for two of the buffers: they stay held until Free, and the core is not ready.
 TYPED_TEST(IterativeCoreContract, BuffersThatWereObtainedStayHeldUntilFree) {
-    if (!GNR_OWN_ALLOCATOR) GTEST_SKIP() << "this allocator ends the program instead";
+    if (GNR_ADDRESS_SANITIZER) GTEST_SKIP() << "the sanitizer needs more address space than the limit leaves";
     TypeParam core;
     typename TestFixture::Job job;
     const DFT3D good = job.params.sizes;

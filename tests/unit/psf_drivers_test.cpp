@@ -21,10 +21,6 @@ using namespace gnr::test;
 
 const DFT3D kSizes = Geometry(24, 20, 9);
 
-std::vector<float> Floats(const FloatPSF3D& psf) {
-    return {psf.pfPSF, psf.pfPSF + psf.sizes.total};
-}
-
 double Sum(const FloatPSF3D& psf) {
     double sum = 0.0;
     for (const float v : Floats(psf)) sum += v;

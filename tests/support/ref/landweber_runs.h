@@ -15,22 +15,7 @@
 #include "support/ref/landweber_step.h"
 #include "support/restoration_job.h"
 
-#if defined(__SANITIZE_ADDRESS__)
-#define GNR_TEST_ADDRESS_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define GNR_TEST_ADDRESS_SANITIZER 1
-#endif
-#endif
-
 namespace gnr::test {
-
-/// Blocks beyond all memory give null; the sanitizer's allocator may end the program instead.
-#if defined(GNR_TEST_ADDRESS_SANITIZER)
-inline constexpr bool kAllocatorGivesNull = false;
-#else
-inline constexpr bool kAllocatorGivesNull = true;
-#endif
 
 inline double LargestDifference(const ref::PaddedVolume& a, const ref::PaddedVolume& b) {
     double largest = 0;
