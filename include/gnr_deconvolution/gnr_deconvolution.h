@@ -6,6 +6,7 @@
 #include <gnr_deconvolution/cores.h>
 #include <gnr_deconvolution/kernels_3d.h>
 #include <gnr_deconvolution/legacy.h>
+#include <gnr_deconvolution/memory_stock.h>
 #include <gnr_deconvolution/object_frame.h>
 #include <gnr_deconvolution/parameters.h>
 #include <gnr_deconvolution/psf_3d.h>

@@ -19,7 +19,8 @@ inline constexpr int kOutOfMemory = -3;
 inline constexpr int kWrongParameters = -4;
 /// Stopped by the progress callback; the image holds what the last finished step left.
 inline constexpr int kStopped = -8;
-/// Run before Prepare; in the one-call and 2D families memory exhausted, and in 2D any failure or stop.
+/// Run before Prepare; in the one-call and 2D families memory exhausted, and in 2D any failure or stop;
+/// any failure of the memory stock.
 inline constexpr int kNotReady = -9;
 /// Get on a range that holds no value.
 inline constexpr int kEmptyRange = -12;
