@@ -75,7 +75,7 @@ std::wstring WidePath(std::string_view bytes) {
 std::string BytePath(std::wstring_view path) {
     std::string bytes;
     for (const wchar_t character : path) {
-        const auto c = static_cast<std::uint32_t>(character);
+        const auto c = static_cast<std::uint32_t>(std::char_traits<wchar_t>::to_int_type(character));
         if (c >= kEscapedByte + 0x80 && c <= kEscapedByte + 0xFF) {
             bytes += static_cast<char>(static_cast<unsigned char>(c - kEscapedByte));
         } else {

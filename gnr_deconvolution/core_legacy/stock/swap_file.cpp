@@ -33,7 +33,7 @@ Bytes KeyBytes(const CRyStringW& key) {
         bytes.push_back(static_cast<unsigned char>(unit >> 8));
     };
     for (std::size_t i = 0; i < key.length(); ++i) {
-        const auto c = static_cast<std::uint32_t>(key.c_str()[i]);
+        const auto c = static_cast<std::uint32_t>(std::char_traits<wchar_t>::to_int_type(key.c_str()[i]));
         if (c < 0x10000) {
             append(c);
         } else {
