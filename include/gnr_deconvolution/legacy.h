@@ -13,6 +13,8 @@
 #include <gnr_deconvolution/kernels_3d.h>
 #include <gnr_deconvolution/object_frame.h>
 
+class CRyMemoryStock;
+
 // ------------------------------------------------------------------------------------- wavelet coefficients
 
 /// Bands of a wavelet pyramid, by number and level; band 7 of a level is its low-pass band, from which the
@@ -69,6 +71,47 @@ class GNR_API CRy3DDeconvolution {
                             void* pData, int iUnused1, int iUnused2, double dUnused3,
                             const SRyIRect3D& rcImage, double dUnused4, unsigned* puiIterationsDone,
                             double dStopRatio);
+
+    /// Direct Wiener filter.
+    ///
+    ///   G = F(g / sum(g)),  e0 = |G(0)|^2
+    ///   x = F^-1(G e0 H / (e0 |H|^2 + K)),  scaled to the sum of g, then cut at 0
+    ///
+    /// H and not conj(H) stands in the numerator: the filter is that of the Wiener core for a PSF that is
+    /// symmetric about the origin, and for no other.
+    ///
+    /// uiSetting  K: 0 to 4 give 0.01, 0.03, 0.08, 0.2, 0.5, anything else 0.01
+    /// Progress   four units: transform of the PSF; normalisation and transform of the image; filter; inverse
+    ///            transform and renormalisation
+    /// Returns    1; -1 stopped by the callback, pfImage being a spectrum where that was after the second unit
+    ///            and before the end of the fourth; 0 without memory, pfImage untouched
+    /// Source     Wiener 1949; Gonzalez and Woods 2008, section 5.8 (docs/bibliography.md)
+    int Wiener(DFT3D* s, float* pfPsf, float* pfImage, RyProgressCallback pfn, void* pData,
+               unsigned uiSetting, int iUnused1, int iUnused2);
+
+    /// Richardson-Lucy with a clamped Tikhonov-Miller factor, for a fixed count.
+    ///
+    ///   x := x R(x) (H^T (g / (H x))) / sum of PSF
+    ///
+    /// R      GetRegularization with weight -1e-6 n^2, n = 2 uiRegularization modulo 2^32; none for 0
+    /// Sums   a PSF that sums to less than 1e-10 counts as one of sum 1
+    /// Ratio  a blur that is exactly 0 stays 0. Negative samples are not cut.
+    /// Returns  1; -8 stopped by the callback, pfImage being that of the last finished iteration; -9 without
+    ///          memory, pfImage untouched
+    /// Source   Richardson 1972; Lucy 1974; van der Voort and Strasters 1995 (docs/bibliography.md)
+    int LucyRichardsonTM(DFT3D* s, float* pfPsf, float* pfImage, int iIterations, RyProgressCallback pfn,
+                         void* pData, int iUnused1, int iUnused2, unsigned uiRegularization);
+
+    /// The same with a factor that weakens itself and an end by itself, as in Landweber_Automatic. The image
+    /// is divided by its maximum for the run; negatives are cut before it and after each iteration.
+    ///
+    /// R      GetRegularizationIterative, its weight -0.2 dRegularization^2 at the start; none for 0
+    /// puiIterationsDone  takes 0 at the start and the count of iterations at the end; may be null
+    /// Returns  as LucyRichardsonTM, but that -9 leaves pfImage divided by its maximum
+    int LucyRichardsonTM_Automatic(DFT3D* s, float* pfPsf, float* pfImage, int iIterations,
+                                   RyProgressCallback pfn, void* pData, int iUnused1, int iUnused2,
+                                   double dRegularization, const SRyIRect3D& rcImage,
+                                   unsigned* puiIterationsDone, double dStopRatio);
 };
 
 /// The older static entries.
@@ -96,4 +139,96 @@ class GNR_API CRyLegacy3DDeconvolutionFamily {
     static int LandweberFW(DFT3D* sizes, float* pfKernel, float* pfImage, int iIterations, float* pfResult,
                            RyProgressCallback callback, void* pUser, int iUnused1, int iUnused2,
                            unsigned uiRegularization, SRyIRect3D& rect, double dStrength);
+
+    /// Plain Richardson-Lucy iteration.
+    ///
+    ///   x := x F^-1(F(g / (H x)) H)
+    ///
+    /// H itself and not its conjugate projects back: a PSF that is not symmetric about the origin is not the
+    /// one of LucyRichardsonRealTV.
+    ///
+    /// pfKernelSpectrum  H, the PSF transformed already; only read
+    /// pfResult out: 0
+    /// Ratio    a blur that is exactly 0 stays 0. Nothing is normalised, no negative sample cut.
+    /// Progress a unit an iteration; its begin carries the count 1 as well
+    /// Returns  1; -8 stopped by the callback, pfImage being that of the last finished iteration; -9 without
+    ///          memory, pfImage and pfResult untouched
+    /// Source   Richardson 1972; Lucy 1974 (docs/bibliography.md)
+    static int LucyRichardson(DFT3D* sizes, float* pfKernelSpectrum, float* pfImage, int iIterations,
+                              float* pfResult, RyProgressCallback callback, void* pUser, int iUnused1,
+                              int iUnused2);
+
+    /// Richardson-Lucy with a total-variation factor.
+    ///
+    ///   x := x R(x) (H^T (g / (H x))) / sum of PSF
+    ///
+    /// R      GetRegularizationRLTV with weight 1e-4 f^2, f = 2 uiRegularization modulo 2^32; none for 0
+    /// Sums, Ratio, Returns, pfResult  as in LucyRichardsonTM and LucyRichardson
+    /// Source   Dey, Blanc-Feraud, Zimmer and others 2006 (docs/bibliography.md)
+    static int LucyRichardsonRealTV(DFT3D* sizes, float* pfKernel, float* pfImage, int iIterations,
+                                    float* pfResult, RyProgressCallback callback, void* pUser, int iUnused1,
+                                    int iUnused2, unsigned uiRegularization);
+
+    // ---- in stages -----------------------------------------------------------------------------------
+    // Two gradient restorations that can be parked in a stock (memory_stock.h) between calls:
+    //
+    //   first call    bResume false: g is pfImage as it comes, the weight lambda follows from
+    //                 uiRegularization
+    //   parked call   bStore true: puts "image" (x), "kernel" (pfKernel), "pg" (g), "ph" (H), "fLambda" into
+    //                 the stock, each as a copy, but for g and H, whose volumes the stock takes over. A key
+    //                 that the stock holds already keeps its content, "image" alone takes the new x.
+    //   resumed call  bResume true: takes the parked x and PSF back into pfImage and pfKernel, and works on
+    //                 the stock's own g, H and lambda
+    //
+    // The store is made after a stop by the callback too, and for 0 iterations. What is parked stays the
+    // stock's; what a call made and the stock did not take is freed. A stock must not be swapped out during
+    // a call. pStock may be null where neither flag is set.
+    //
+    //   iIterations  of this call; 0 or below: none
+    //   Returns      1; -8 stopped by the callback, pfImage being that of the last finished iteration; -9
+    //                without memory, or for a resumed call whose stock lacks g or H of this size; then nothing
+    //                is changed
+    //   Numbers      neither step is clipped at 0
+
+    /// Gradient step of length 1 on squared error and total variation; stages give the bits of one long run.
+    ///
+    ///   x := x + H^T g - H^T H x - lambda T(x)
+    ///
+    /// T       ComputeTVDivergence3D; left out in a call whose uiRegularization is 0, whatever lambda is
+    /// lambda  0.002 f^2, f = 2 uiRegularization modulo 2^32, of the first call
+    /// Key     "fSum2" is stored too: one float, 0, that nothing reads
+    /// Source  Rudin, Osher and Fatemi 1992 (docs/bibliography.md), here with forward differences throughout
+    static int LucyRichardsonTV_AdditiveVersion(DFT3D* sizes, float* pfKernel, float* pfImage,
+                                                int iIterations, RyProgressCallback callback, void* pUser,
+                                                int iUnused1, int iUnused2, unsigned uiRegularization,
+                                                CRyMemoryStock* pStock, bool bResume, bool bStore);
+
+    /// Step of length 0.003 along an element-wise conjugate direction of the Tikhonov-Miller functional.
+    ///
+    ///   R := lambda x + H^T H x - H^T g
+    ///   P := R + (R(before)^2 + 1) / (R^2 + 1) P,  without P where R is 0; P := R in the first iteration
+    ///   x := x + 0.003 P
+    ///
+    /// The step carries the sign of R. The direction is not parked: a resumed call starts with P = R.
+    /// lambda  0.01 f^2, f = 2 uiRegularization modulo 2^32, of the first call
+    /// Source  van der Voort and Strasters 1995 (docs/bibliography.md), with a direction of its own
+    static int LucyRichardsonTV_ICTM(DFT3D* sizes, float* pfKernel, float* pfImage, int iIterations,
+                                     RyProgressCallback callback, void* pUser, int iUnused1, int iUnused2,
+                                     unsigned uiRegularization, CRyMemoryStock* pStock, bool bResume,
+                                     bool bStore);
+
+    /// Divergence of the normalised gradient, both by forward differences.
+    ///
+    ///   (dx, dy, dz) = x(i+1, j, k) - x(i, j, k), and so on, in float;  n = sqrt(dy^2 + dx^2 + dz^2) in double
+    ///   g = d / n, rounded to float;  0 where n is not above 1e-20
+    ///   T = (gy(j+1) - gy) + (gx(i+1) - gx) + (gz(k+1) - gz),  in float
+    ///
+    /// Shape    five distinct buffers of sizes->total floats; x only read
+    /// Range    all but the last image column, row and plane, each of which then copies the one before, in g
+    ///          and in T. Padding of rows that are computed stays. Without a second row or plane there is no
+    ///          gradient: the image columns of all four become 0.
+    /// Order    parallel; independent of the thread count
+    /// Source   Rudin, Osher and Fatemi 1992 (docs/bibliography.md), who alternate the differences
+    static void ComputeTVDivergence3D(const DFT3D* sizes, float* gx, float* gy, float* gz, float* T,
+                                      float* x);
 };
