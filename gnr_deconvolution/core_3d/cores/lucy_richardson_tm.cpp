@@ -9,6 +9,8 @@
 #include "cores/core_buffers.h"
 #include "cores/divergence_stop.h"
 #include "cores/psf_sum.h"
+#include "cores/regularization_weight.h"
+#include "cores/unit_maximum.h"
 #include "frame/progress.h"
 #include "frame/proposed_dimensions.h"
 #include "kernels/mean_divergence.h"
@@ -21,9 +23,6 @@ namespace {
 
 using Low = CRy3DDeconvolutionLow;
 
-/// Keeps the scaling of an image without a positive sample finite.
-constexpr float kMaximumGuard = 1e-10f;
-
 /// 2 trunc(strength) modulo 2^32, so that a negative strength has a defined, if huge, value. NaN counts as 0.
 std::uint32_t DoubledWholeStrength(double strength) {
     constexpr double modulus = 4294967296.0;
@@ -35,9 +34,8 @@ std::uint32_t DoubledWholeStrength(double strength) {
 
 /// Weight of the Tikhonov-Miller term. Whole strengths count in manual mode: below 1 there is none.
 float RegularizationWeight(double strength, bool automatic) {
-    if (automatic) return static_cast<float>(strength * -0.20000000298023224 * strength);
-    const auto n = static_cast<float>(DoubledWholeStrength(strength));
-    return n * -1e-6f * n;
+    if (automatic) return WeightOfStrength(strength);
+    return WeightOfDoubledStrength(DoubledWholeStrength(strength), kClampedTikhonovMiller);
 }
 
 }  // namespace
@@ -83,11 +81,7 @@ int CRy3DLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunPar
     const DFT3D& sizes = params->sizes;
     float* const x = params->pfImage;
 
-    float s = 1.0f;
-    if (bAutomatic) {
-        s = Low::GetMaxOfImageXX(&sizes, x) + kMaximumGuard;
-        Low::SSE_MulFloatC3DXX(&sizes, x, 1.0f / s);
-    }
+    const float s = bAutomatic ? ScaleToUnitMaximum(sizes, x) : 1.0f;
     const float c = PsfSumCorrection(sizes, params->pfPsf);
     if (bAutomatic) Low::ClipSmallerThanZero(&sizes, x);
     CopyVolume(sizes, pfObserved, x);

@@ -11,6 +11,12 @@
 
 using namespace gnr::detail;
 
+namespace {
+
+constexpr auto kConjugate = [](Complex4 v) { return Complex4{v.re, -v.im}; };
+
+}  // namespace
+
 // ---- scalings ----
 
 void CRy3DDeconvolutionLow::MulFloatC3D(const DFT3D* s, float* p, float c) {
@@ -48,7 +54,7 @@ void CRy3DDeconvolutionLow::PowerSpectrum(float* p, const DFT3D* s) {
 }
 
 void CRy3DDeconvolutionLow::ComplexConjugate(float* p, const DFT3D* s) {
-    MapComplexGroups<CallingThread>(p, s->total, [](Complex4 v) { return Complex4{v.re, -v.im}; });
+    MapComplexGroups<CallingThread>(p, s->total, kConjugate);
 }
 
 // ---- fused steps of the cores ----
@@ -62,6 +68,10 @@ void ScaleAndCutByZero(const DFT3D& s, float* volume, float factor) {
         for (std::int32_t i = 0; i < columns; ++i) row[i] = AboveZero(row[i] * factor);
         for (std::int32_t i = columns; i < rowLength; ++i) row[i] *= factor;
     });
+}
+
+void ConjugateParallel(const DFT3D& s, float* spectrum) {
+    MapComplexGroups<AllThreads>(spectrum, s.total, kConjugate);
 }
 
 }  // namespace gnr::detail

@@ -16,4 +16,7 @@ constexpr float AboveZero(float v) {
 /// SSE_MulFloatC3DXX by factor, then CutByZero.
 void ScaleAndCutByZero(const DFT3D& s, float* volume, float factor);
 
+/// ComplexConjugate on all threads.
+void ConjugateParallel(const DFT3D& s, float* spectrum);
+
 }  // namespace gnr::detail

@@ -8,6 +8,7 @@
 
 #include "detail/parallel.h"
 #include "detail/vector_clones.h"
+#include "kernels/element_wise.h"
 
 namespace gnr::detail {
 
@@ -77,6 +78,10 @@ void RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization,
         if (scale) ScaleRow(row, c, length);
         if (clip) ClipRow(row, length);
     });
+}
+
+void RatioOrKeep(const DFT3D& s, float* blurred, const float* observed) {
+    ParallelGroups(blurred, observed, s.total, kDivideOrKeep);
 }
 
 void CopyVolume(const DFT3D& s, float* target, const float* source) {

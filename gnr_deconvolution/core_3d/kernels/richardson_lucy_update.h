@@ -13,6 +13,9 @@ namespace gnr::detail {
 void RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization, const float* correction,
                           float c, bool clip);
 
+/// KERNEL3D_Divide on all threads: blurred := observed / blurred, whole buffer; a 0 of either sign stays.
+void RatioOrKeep(const DFT3D& s, float* blurred, const float* observed);
+
 /// KERNEL3D_Copy on all threads: target := source, whole buffer.
 void CopyVolume(const DFT3D& s, float* target, const float* source);
 
