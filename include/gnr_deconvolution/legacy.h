@@ -83,8 +83,8 @@ class GNR_API CRy3DDeconvolution {
     /// uiSetting  K: 0 to 4 give 0.01, 0.03, 0.08, 0.2, 0.5, anything else 0.01
     /// Progress   four units: transform of the PSF; normalisation and transform of the image; filter; inverse
     ///            transform and renormalisation
-    /// Returns    1; -1 stopped by the callback, pfImage being a spectrum where that was after the second unit
-    ///            and before the end of the fourth; 0 without memory, pfImage untouched
+    /// Returns    1; -1 stopped by the callback, pfImage being a spectrum from the end of the second unit to the
+    ///            begin of the fourth; 0 without memory, pfImage untouched
     /// Source     Wiener 1949; Gonzalez and Woods 2008, section 5.8 (docs/bibliography.md)
     int Wiener(DFT3D* s, float* pfPsf, float* pfImage, RyProgressCallback pfn, void* pData,
                unsigned uiSetting, int iUnused1, int iUnused2);
