@@ -5,49 +5,65 @@
 #include <gnr_deconvolution/cores.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstddef>
 #include <cstdlib>
 #include <memory>
 
-#include "support/sanitizer.h"
+#include "property/volume_blocks.h"
 #include "support/volumes.h"
 
-#if defined(__GLIBC__) && !GNR_ADDRESS_SANITIZER
+#if defined(GNR_TEST_COUNTS_BLOCKS)
+
+#include <malloc.h>
 
 extern "C" {
 void* __libc_malloc(size_t);
 void* __libc_calloc(size_t, size_t);
 void* __libc_memalign(size_t, size_t);
+void __libc_free(void*);
 }
+
+namespace gnr::test {
+
+std::atomic<std::size_t> largeBlocks = 0;
+std::atomic<std::size_t> largeBytes = 0;
+std::atomic<int> liveLargeBlocks = 0;
+std::atomic<int> largeBlocksUntilRefusal = -1;
 
 namespace {
 
-/// Blocks of this size or more, in bytes, are counted; a volume of the tests is larger, plans are far smaller.
-constexpr std::size_t kVolumeLike = std::size_t{200} * 1024;
-std::atomic<std::size_t> largeBlocks = 0;
-std::atomic<std::size_t> largeBytes = 0;
-
-void Note(std::size_t bytes) {
-    if (bytes < kVolumeLike) return;
+/// Whether a block of so many bytes shall be refused; counts it if not.
+bool Refused(std::size_t bytes) {
+    if (bytes < kVolumeLike) return false;
+    if (largeBlocksUntilRefusal == 0) return true;
+    if (largeBlocksUntilRefusal > 0) --largeBlocksUntilRefusal;
     ++largeBlocks;
     largeBytes += bytes;
+    return false;
+}
+
+void* Live(void* block) {
+    if (block != nullptr && malloc_usable_size(block) >= kVolumeLike) ++liveLargeBlocks;
+    return block;
 }
 
 }  // namespace
 
+}  // namespace gnr::test
+
 extern "C" {
 void* malloc(size_t bytes) {
-    Note(bytes);
-    return __libc_malloc(bytes);
+    return gnr::test::Refused(bytes) ? nullptr : gnr::test::Live(__libc_malloc(bytes));
 }
 void* calloc(size_t count, size_t bytes) {
-    Note(count * bytes);
-    return __libc_calloc(count, bytes);
+    return gnr::test::Refused(count * bytes) ? nullptr : gnr::test::Live(__libc_calloc(count, bytes));
 }
 void* memalign(size_t alignment, size_t bytes) {
-    Note(bytes);
-    return __libc_memalign(alignment, bytes);
+    return gnr::test::Refused(bytes) ? nullptr : gnr::test::Live(__libc_memalign(alignment, bytes));
+}
+void free(void* block) {
+    if (block != nullptr && malloc_usable_size(block) >= gnr::test::kVolumeLike) --gnr::test::liveLargeBlocks;
+    __libc_free(block);
 }
 void* aligned_alloc(size_t alignment, size_t bytes) {
     return memalign(alignment, bytes);
@@ -60,6 +76,8 @@ int posix_memalign(void** block, size_t alignment, size_t bytes) {
 
 namespace {
 
+using gnr::test::largeBlocks;
+using gnr::test::largeBytes;
 using gnr::test::Volume;
 
 /// Three iterations with a PSF of two samples on a random volume.
