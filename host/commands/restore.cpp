@@ -91,12 +91,24 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
                      "The known truth of a simulation; prints the RMSE of each iterate")
         ->type_name("TRUTH.tif");
 
+    command->add_option("--checkpoint", job->checkpoint, "Where to park the estimate as the run goes")
+        ->type_name("FILE");
+    command
+        ->add_option("--checkpoint-every", settings.checkpointEvery,
+                     "Iterations between two checkpoints; tv-ictm begins its search direction anew there")
+        ->capture_default_str()
+        ->check(CLI::Range(1U, kMostIterations))
+        ->type_name("N");
+    command->add_option("--resume", job->resume, "Goes on from a checkpoint of the same run")
+        ->type_name("FILE");
+
     for (CLI::Option* const option : AddOpticsOptions(*command, *optics)) psf->excludes(option);
 
     command->callback([job, optics, command, &context] {
-        RefuseUnreadOptions(*command, FindMethod(job->method),
-                            {"--iterations", "--regularization", "--stop-ratio", "--no-auto-stop",
-                              "--wiener-start", "--threshold-scale", "--noise", "--truth"});
+        RefuseUnreadOptions(
+            *command, FindMethod(job->method),
+            {"--iterations", "--regularization", "--stop-ratio", "--no-auto-stop", "--wiener-start",
+             "--threshold-scale", "--noise", "--truth", "--checkpoint", "--checkpoint-every", "--resume"});
         job->psf.optics = OpticsFrom(*optics);
         RunRestoreJob(*job, context.messages);
     });

@@ -12,9 +12,12 @@
 #include "io/file_error.h"
 #include "io/stack_reader.h"
 #include "io/stack_writer.h"
+#include "io/temporary_file.h"
 #include "report/output_file.h"
 #include "report/progress_bar.h"
 #include "report/stop_request.h"
+#include "restoration/checkpoint.h"
+#include "restoration/checkpointed_run.h"
 #include "restoration/frame_plan.h"
 #include "restoration/margin.h"
 #include "restoration/psf_source.h"
@@ -59,6 +62,46 @@ void LoadImage(StackReader& reader, const RestoreJob& job, const Method& method,
     CutNegative(image, ShapeOf(reader.header()));
 }
 
+/// Finds out now, and not after hours, that no checkpoint can be written there.
+void CheckCheckpointFile(const RestoreJob& job) {
+    if (job.checkpoint.empty()) return;
+    std::error_code ignored;
+    const auto place = [&ignored](const auto& path) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path), ignored);
+    };
+    if (place(job.checkpoint) == place(job.output)) {
+        throw WriteError(job.checkpoint, "it is the output of this command; give another name");
+    }
+    const bool goesOn = std::filesystem::equivalent(job.checkpoint, job.resume, ignored);
+    CheckOutputFile(job.checkpoint, job.overwrite || goesOn, {job.image, job.psf.file, job.truth});
+    const TemporaryFile probe(job.checkpoint, true);
+}
+
+/// The checkpoint that the job begins from, if it does.
+std::unique_ptr<Checkpoint> OpenCheckpoint(const RestoreJob& job, const PreparedMethod& method) {
+    if (job.resume.empty()) return nullptr;
+    auto checkpoint = std::make_unique<Checkpoint>(job.resume);
+    checkpoint->RequireWithin(method.params->uiIterations);
+    return checkpoint;
+}
+
+/// What parks the run and brings it back, where the job asks for either.
+std::unique_ptr<CheckpointedRun> ParkRun(const RestoreJob& job, const PreparedMethod& method,
+                                         const PaddedVolume& image, const PaddedVolume& psf, Checkpoint* from,
+                                         const Messages& messages) {
+    if (job.checkpoint.empty() && from == nullptr) return nullptr;
+    const RunIdentity identity = {job.method,
+                                  static_cast<unsigned>(method.params->dRegularization),
+                                  method.staged->stage_in_result(),
+                                  image.logical(),
+                                  Checksum(image),
+                                  Checksum(psf)};
+    if (from != nullptr) from->RequireFit(identity);
+    auto run = std::make_unique<CheckpointedRun>(image, identity, job.checkpoint, from, messages);
+    method.staged->set_store(run.get());
+    return run;
+}
+
 /// Moves the bar, counts the work and passes Ctrl-C on.
 struct ProgressRelay {
     ProgressBar bar;
@@ -77,7 +120,7 @@ struct ProgressRelay {
 
 /// Prepares and runs the core on the two volumes. Returns the units of work done.
 unsigned RunCore(PreparedMethod& method, const PaddedVolume& image, const PaddedVolume& psf,
-                 const Extent& shape, const Messages& messages) {
+                 const Extent& shape, const CheckpointedRun* parked, const Messages& messages) {
     CRy3DDeconvRunParameters& params = *method.params;
     params.sizes = image.sizes();
     params.rcImage = {0, shape.x, 0, shape.y, 0, shape.z};
@@ -95,7 +138,10 @@ unsigned RunCore(PreparedMethod& method, const PaddedVolume& image, const Padded
     const int code = method.core->Run(method.params);
     relay.bar.Finish();
     method.core->Free();
-    if (code == gnr::kStopped) throw UserError("stopped; nothing was written", ExitCode::Stopped);
+    if (code == gnr::kStopped) {
+        const std::string left = parked != nullptr ? parked->WhatIsLeft() : "nothing was written";
+        throw UserError("stopped; " + left, ExitCode::Stopped);
+    }
     if (code == gnr::kOutOfMemory) throw outOfMemory();
     if (code != gnr::kSuccess) {
         throw UserError("the restoration failed with code " + std::to_string(code));
@@ -117,7 +163,8 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const auto start = std::chrono::steady_clock::now();
     const Method& method = FindMethod(job.method);
     CheckSettings(method, job.settings);
-    CheckOutputFile(job.output, job.overwrite, {job.image, job.psf.file, job.truth});
+    CheckOutputFile(job.output, job.overwrite, {job.image, job.psf.file, job.truth, job.resume});
+    CheckCheckpointFile(job);
     RequireSound(job.psf.optics);
 
     StackReader reader(job.image, messages);
@@ -128,6 +175,8 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     std::unique_ptr<Truth> truth;
     if (!job.truth.empty()) truth = std::make_unique<Truth>(job.truth, shape, frame, messages);
     PreparedMethod prepared = method.make(method, job.settings, truth.get());
+    const std::unique_ptr<Checkpoint> resumed = OpenCheckpoint(job, prepared);
+    if (truth != nullptr && resumed != nullptr) truth->set_iterates(resumed->iterations());
     StackWriter writer(job.output, header, job.overwrite);
 
     const PaddedVolume image(frame);
@@ -140,9 +189,11 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const PaddedVolume psf(frame);
     psfSource->LayOut(psf);
     psfSource.reset();  // its memory is the core's now
+    const std::unique_ptr<CheckpointedRun> parked =
+        ParkRun(job, prepared, image, psf, resumed.get(), messages);
     LeaveIfStopRequested();
 
-    const unsigned units = RunCore(prepared, image, psf, shape, messages);
+    const unsigned units = RunCore(prepared, image, psf, shape, parked.get(), messages);
 
     CheckResult(image, shape);
     for (int k = 0; k < shape.z; ++k) {

@@ -16,7 +16,9 @@ struct RestoreJob {
     std::filesystem::path image;
     PsfChoice psf;
     std::filesystem::path output;
-    std::filesystem::path truth;  ///< empty: none
+    std::filesystem::path truth;       ///< empty: none
+    std::filesystem::path checkpoint;  ///< where a staged method parks its estimate; empty: nowhere
+    std::filesystem::path resume;      ///< a checkpoint to go on from; empty: none
     std::string method;
     MethodSettings settings;
     bool overwrite = false;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "restoration/method.h"
 
+#include <gnr_deconvolution/legacy.h>
+
 #include <cmath>
 #include <cstdio>
 
@@ -77,6 +79,23 @@ PreparedMethod MakeCoefficients(const Method& method, const MethodSettings& sett
     return Iterative(method, settings, MakeCounted<CoefficientCore>());
 }
 
+PreparedMethod Staged(const Method& method, const MethodSettings& settings, const StagedEntry& entry,
+                      IterateSink* sink) {
+    const auto core = MakeCounted<StagedCore>(entry, settings.checkpointEvery, sink);
+    PreparedMethod prepared = Iterative(method, settings, core);
+    prepared.staged = core.get();
+    return prepared;
+}
+
+PreparedMethod MakeTotalVariation(const Method& method, const MethodSettings& settings, IterateSink* sink) {
+    return Staged(method, settings,
+                  {&CRyLegacy3DDeconvolutionFamily::LucyRichardsonTV_AdditiveVersion, 4, false}, sink);
+}
+
+PreparedMethod MakeConjugate(const Method& method, const MethodSettings& settings, IterateSink* sink) {
+    return Staged(method, settings, {&CRyLegacy3DDeconvolutionFamily::LucyRichardsonTV_ICTM, 6, true}, sink);
+}
+
 PreparedMethod MakeWiener(const Method& /*method*/, const MethodSettings& settings, IterateSink* /*sink*/) {
     PreparedMethod wiener{CRyAbstract3DDeconvolutionCore::Create3DDeconvolutionCore(eDeconvWiener),
                           CRy3DDeconvRunParameters::Create3DDeconvParameters(eDeconvWiener), 4};
@@ -132,6 +151,24 @@ const std::vector<Method>& Methods() {
          // With fewer levels its steps are too long for a PSF of sum 1, and it diverges.
          .sides = Sides::FourLevels,
          .make = MakeCoefficients},
+        {.name = "tv",
+         .summary = "least squares with total variation, all --iterations, negative samples stay; "
+                    "--regularization is whole, a few at most",
+         .reads = {"--iterations", "--regularization", "--checkpoint", "--checkpoint-every", "--resume",
+                   "--truth"},
+         .iterations = 50,
+         .regularization = 1.0,
+         .wholeRegularization = true,
+         .make = MakeTotalVariation},
+        {.name = "tv-ictm",
+         .summary = "conjugate directions up the misfit, to repeat earlier results: it smooths and does not "
+                    "sharpen; --regularization is whole",
+         .reads = {"--iterations", "--regularization", "--checkpoint", "--checkpoint-every", "--resume",
+                   "--truth"},
+         .iterations = 30,
+         .regularization = 1.0,
+         .wholeRegularization = true,
+         .make = MakeConjugate},
         {.name = "wiener",
          .summary = "direct inverse filter, fastest; reads --noise",
          .reads = {"--noise"},

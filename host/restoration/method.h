@@ -12,6 +12,7 @@
 
 #include "restoration/frame_plan.h"
 #include "restoration/iterate_sink.h"
+#include "restoration/staged_core.h"
 
 namespace rydecon {
 
@@ -24,13 +25,15 @@ struct MethodSettings {
     bool noAutoStop = false;               ///< runs all iterations
     bool wienerStart = false;              ///< begins from a Wiener filtered image
     double thresholdScale = 1.0;           ///< factor of the threshold of wavelet coefficients
+    unsigned checkpointEvery = 10;         ///< iterations of a stage of a staged method
 };
 
 /// A core with the parameter object that it takes.
 struct PreparedMethod {
     CRyRefCountPtr<CRyAbstract3DDeconvolutionCore> core;
     CRyRefCountPtr<CRy3DDeconvRunParameters> params;
-    unsigned units = 0;  ///< units of work of a run that goes on to its limit
+    unsigned units = 0;            ///< units of work of a run that goes on to its limit
+    StagedCore* staged = nullptr;  ///< the core where it runs in stages, and so can be parked and resumed
 };
 
 struct Method {

@@ -25,6 +25,9 @@ class Truth : public IterateSink {
     /// What the method adds to the image before it iterates, in units of the image.
     void set_pedestal(double pedestal) { pedestal_ = pedestal; }
 
+    /// How many iterates an earlier run was shown.
+    void set_iterates(unsigned iterates) { iterates_ = iterates; }
+
     void OnIterate(float scale, const float* iterate) override;
 
   private:
