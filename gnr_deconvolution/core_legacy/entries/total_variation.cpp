@@ -44,24 +44,24 @@ struct GradientRow {
     float* z;
 };
 
-// n  length of the gradient
+// below, behind  the same columns of the next row and of the next plane     n  length of the gradient
 GNR_VECTOR_CLONES
-void NormaliseGradient(const DFT3D& s, const float* estimate, std::int64_t count, const GradientRow& g) {
-    const float* const below = estimate + s.rowLength;
-    const float* const behind = estimate + s.planeStride;
-    float* __restrict const gx = g.x;
-    float* __restrict const gy = g.y;
-    float* __restrict const gz = g.z;
+void NormaliseGradient(const float* row, const float* below, const float* behind, std::int64_t count,
+                       float* __restrict gx, float* __restrict gy, float* __restrict gz) {
     for (std::int64_t i = 0; i < count; ++i) {
-        const double dx = estimate[i + 1] - estimate[i];
-        const double dy = below[i] - estimate[i];
-        const double dz = behind[i] - estimate[i];
+        const double dx = row[i + 1] - row[i];
+        const double dy = below[i] - row[i];
+        const double dz = behind[i] - row[i];
         const double n = std::sqrt((dy * dy + dx * dx) + dz * dz);
         const bool flat = n <= kLeastLength;
         gx[i] = flat ? 0.0f : static_cast<float>(dx / n);
         gy[i] = flat ? 0.0f : static_cast<float>(dy / n);
         gz[i] = flat ? 0.0f : static_cast<float>(dz / n);
     }
+}
+
+void NormaliseGradient(const DFT3D& s, const float* row, std::int64_t count, const GradientRow& g) {
+    NormaliseGradient(row, row + s.rowLength, row + s.planeStride, count, g.x, g.y, g.z);
 }
 
 // deliberate: forward differences of a field that is made by forward differences itself
