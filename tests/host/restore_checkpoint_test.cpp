@@ -9,6 +9,8 @@
 #include <regex>
 #include <thread>
 
+#include "restoration/frame_plan.h"
+#include "restoration/method.h"
 #include "support/restore_scene.h"
 
 namespace rydecon {
@@ -49,6 +51,18 @@ class RestoreParked : public test::RestoreTest, public testing::WithParamInterfa
         said_ = Restore(Method(more));
         EXPECT_EQ(said_.exitCode, 0) << said_.err;
         return said_.exitCode == 0 ? FileBytes(In("out.tif")) : "";
+    }
+    /// Kills a run in the stage behind its next checkpoint; its exit code.
+    int KilledBehindCheckpoint(const Words& words, const std::string& last) const {
+        RunningProgram program(folder_.path(), words);
+        const auto latest = Clock::now() + std::chrono::seconds(60);
+        const auto isNew = [&] {
+            return std::filesystem::exists(In("run.ckpt")) && FileBytes(In("run.ckpt")) != last;
+        };
+        while (!isNew() && Clock::now() < latest) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::this_thread::sleep_for(std::chrono::milliseconds(7));
+        program.Signal(SIGKILL);
+        return program.Wait().exitCode;
     }
     void ExpectResumeRefused(const Words& more, const std::string& part, int exitCode = 1) const {
         ExpectResumeRefused(GetParam(), more, part, exitCode);
@@ -96,7 +110,7 @@ TEST_P(RestoreParked, ACheckpointOfTheLastIterationIsTheResult) {
 /// Kills the run as soon as a new checkpoint is there, twice, and lets the third one end.
 TEST_P(RestoreParked, AKilledRunGoesOnToTheSameBytes) {
     WriteScene(40, 36, 20);
-    const Words settings = {"--iterations", "150", "--checkpoint-every", "10"};
+    const Words settings = {"--iterations", "400", "--checkpoint-every", "10"};
     const std::string unbroken = Result(settings);
     std::filesystem::remove(In("out.tif"));
 
@@ -107,23 +121,22 @@ TEST_P(RestoreParked, AKilledRunGoesOnToTheSameBytes) {
 
     std::string last;
     for (const Words& words : {begin, go_on}) {
-        RunningProgram program(folder_.path(), words);
-        const auto latest = Clock::now() + std::chrono::seconds(60);
-        while (Clock::now() < latest) {
-            if (std::filesystem::exists(In("run.ckpt")) && FileBytes(In("run.ckpt")) != last) break;
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        int exitCode = 0;
+        // On a busy machine a run may be over before this one looks at it.
+        for (int attempt = 0; attempt < 8 && exitCode == 0; ++attempt) {
+            std::filesystem::remove(In("out.tif"));
+            std::filesystem::remove(In("run.ckpt"));
+            if (!last.empty()) std::ofstream(In("run.ckpt"), std::ios::binary) << last;
+            exitCode = KilledBehindCheckpoint(words, last);
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(7));  // into the next stage
-        program.Signal(SIGKILL);
-        ASSERT_EQ(program.Wait().exitCode, 128 + SIGKILL) << "it must be killed in the middle";
+        ASSERT_EQ(exitCode, 128 + SIGKILL) << "it must be killed in the middle";
         ASSERT_FALSE(std::filesystem::exists(In("out.tif")));
         last = FileBytes(In("run.ckpt"));
     }
     const ProgramResult end = RunProgram(folder_.path(), go_on);
     EXPECT_EQ(end.exitCode, 0) << end.err;
-    EXPECT_TRUE(std::regex_match(end.err,
-                                 std::regex("rydecon: note: 'run\\.ckpt': goes on from iteration [1-9]0+\n|"
-                                            "rydecon: note: 'run\\.ckpt': goes on from iteration 1[0-9]0\n")))
+    EXPECT_TRUE(std::regex_match(
+        end.err, std::regex("rydecon: note: 'run\\.ckpt': goes on from iteration [1-3]?[0-9]0\n")))
         << end.err;
     EXPECT_TRUE(FileBytes(In("out.tif")) == unbroken);
 }
@@ -153,6 +166,28 @@ TEST_P(RestoreParked, TruthCountsOnFromTheCheckpoint) {
     EXPECT_EQ(said_.out.rfind("iteration 5 rmse ", 0), 0U) << said_.out;
     EXPECT_NE(said_.out.find("\niteration 6 rmse "), std::string::npos) << said_.out;
     EXPECT_EQ(said_.out.find("iteration 7"), std::string::npos) << said_.out;
+}
+
+/// Two volumes, the entry's own, and a plane; checkpoints are written from the image and read into it.
+TEST_P(RestoreParked, CheckpointsTakeNoMemory) {
+    const auto peak = [&](const Words& more) {
+        said_ = Restore(Method(more));
+        EXPECT_EQ(said_.exitCode, 0) << said_.err;
+        return static_cast<double>(said_.peakMemory);
+    };
+    WriteScene(8, 8, 8);
+    const double tiny = peak({"--iterations", "1"});
+    WriteScene(200, 180, 60);
+    peak({"--iterations", "1", "--checkpoint-every", "1", "--checkpoint", "run.ckpt"});
+    const double resumed = peak(
+        {"--iterations", "2", "--checkpoint-every", "1", "--checkpoint", "run.ckpt", "--resume", "run.ckpt"});
+    const Extent frame = PlanFrame({200, 180, 60}, {{4, 4, 5}, {4, 4, 5}});
+    const PreparedMethod prepared = FindMethod(GetParam()).make(FindMethod(GetParam()), {}, nullptr);
+    FloatPSF3D::DFT3D_InitSizes(&prepared.params->sizes, frame.x, frame.y, frame.z);
+    const double volume = sizeof(float) * static_cast<double>(prepared.params->sizes.total);
+    const auto own = static_cast<double>(prepared.core->GetRequiredMemorySize(prepared.params));
+    EXPECT_LT(resumed, tiny + 1.05 * (2 * volume + own) + 4 * volume / frame.z);
+    EXPECT_GT(resumed, 0.85 * (2 * volume + own)) << "not measured";
 }
 
 // ------------------------------------------------------------------------------- what does not fit
