@@ -110,26 +110,39 @@ void ForRows(const DFT3D& s, const Interior& inside, Body body) {
 constexpr std::int64_t kTileColumns = 128;
 constexpr std::int64_t kTileRows = 8;
 
-/// Columns and rows of the interior.
+/// Columns and rows of the interior, and whether the border lies beside and below them.
 struct Tile {
     std::int64_t firstColumn;
     std::int64_t firstRow;
     std::int64_t columns;
     std::int64_t rows;
+    bool atLastColumn;
+    bool atLastRow;
 };
+
+/// Tile n of all, row by row.
+Tile MakeTile(const Interior& inside, std::int64_t tilesAcross, std::int64_t n) {
+    Tile tile = {
+        n % tilesAcross * kTileColumns, n / tilesAcross * kTileRows, kTileColumns, kTileRows, false, false};
+    tile.columns = std::min(tile.columns, inside.columns - tile.firstColumn);
+    tile.rows = std::min(tile.rows, inside.rows - tile.firstRow);
+    tile.atLastColumn = tile.firstColumn + tile.columns == inside.columns;
+    tile.atLastRow = tile.firstRow + tile.rows == inside.rows;
+    return tile;
+}
 
 /// The gradients of a tile in one plane, with a row below and a column beside it.
 class TileGradients {
   public:
-    void Compute(const DFT3D& s, const Interior& inside, const Tile& tile, const float* corner) {
-        const bool lastColumns = tile.firstColumn + tile.columns == inside.columns;
-        const bool lastRows = tile.firstRow + tile.rows == inside.rows;
-        for (std::int64_t j = 0; j < tile.rows + (lastRows ? 0 : 1); ++j) {
+    void Compute(const DFT3D& s, const Tile& tile, const float* corner) {
+        const std::int64_t rows = tile.rows + (tile.atLastRow ? 0 : 1);
+        const std::int64_t columns = tile.columns + (tile.atLastColumn ? 0 : 1);
+        for (std::int64_t j = 0; j < rows; ++j) {
             const GradientRow row = Row(j);
-            NormaliseGradient(s, corner + j * s.rowLength, tile.columns + (lastColumns ? 0 : 1), row);
-            if (lastColumns) row.x[tile.columns] = row.x[tile.columns - 1];
+            NormaliseGradient(s, corner + j * s.rowLength, columns, row);
+            if (tile.atLastColumn) row.x[tile.columns] = row.x[tile.columns - 1];
         }
-        if (lastRows) std::copy_n(Row(tile.rows - 1).y, tile.columns, Row(tile.rows).y);
+        if (tile.atLastRow) std::copy_n(Row(tile.rows - 1).y, tile.columns, Row(tile.rows).y);
     }
     GradientRow Row(std::int64_t j) {
         const auto first = static_cast<std::size_t>(j * kStride);
@@ -138,10 +151,32 @@ class TileGradients {
 
   private:
     static constexpr std::int64_t kStride = kTileColumns + 1;
-    using Component = std::array<float, static_cast<std::size_t>(kStride*(kTileRows + 1))>;
-    Component x_;
-    Component y_;
-    Component z_;
+    static constexpr std::size_t kFloats = static_cast<std::size_t>(kStride * (kTileRows + 1));
+    std::array<float, kFloats> x_;
+    std::array<float, kFloats> y_;
+    std::array<float, kFloats> z_;
+};
+
+/// A row of a tile's term, with the border column and the padding.
+class TermRow {
+  public:
+    explicit TermRow(const Tile& tile) : tile_(tile), count_(tile.columns) {
+        if (!tile.atLastColumn) return;
+        std::fill_n(T_.data() + count_, 1 + kRowPadding, 0.0f);
+        count_ += 1 + kRowPadding;
+    }
+    void Compute(const GradientRow& here, const float* yBelow, const float* zBehind) {
+        float* const end = T_.data() + tile_.columns;
+        Divergence(here, yBelow, zBehind, tile_.columns, T_.data());
+        if (tile_.atLastColumn) *end = end[-1];
+    }
+    const float* T() const { return T_.data(); }
+    std::int64_t count() const { return count_; }
+
+  private:
+    const Tile& tile_;
+    std::int64_t count_;
+    std::array<float, kTileColumns + 1 + kRowPadding> T_;
 };
 
 /// Where a step goes.
@@ -151,34 +186,31 @@ struct StepBuffers {
     const float* x;
     float lambda;
 
-    void Take(std::int64_t first, const float* T, std::int64_t count) const {
-        StepRow(blurred + first, data + first, x + first, T, lambda, count);
+    void Take(std::int64_t first, const TermRow& row) const {
+        StepRow(blurred + first, data + first, x + first, row.T(), lambda, row.count());
     }
 };
 
 /// The step in the columns of a tile, with the borders and the padding beside it.
-void StepTile(const DFT3D& s, const Interior& inside, const Tile& tile, const StepBuffers& step) {
-    const std::int64_t corner = tile.firstRow * s.rowLength + tile.firstColumn;
-    const bool lastColumns = tile.firstColumn + tile.columns == inside.columns;
+void StepTile(const DFT3D& s, std::int64_t planes, const Tile& tile, const StepBuffers& step) {
     std::array<TileGradients, 2> gradients;
-    std::array<float, kTileColumns + 1 + kRowPadding> T;
-    std::fill_n(T.data() + tile.columns, 1 + kRowPadding, 0.0f);
-    gradients[0].Compute(s, inside, tile, step.x + corner);
-    for (std::int64_t k = 0; k < inside.planes; ++k) {
-        const bool lastPlane = k + 1 == inside.planes;
+    TermRow term(tile);
+    std::int64_t corner = tile.firstRow * s.rowLength + tile.firstColumn;
+    gradients[0].Compute(s, tile, step.x + corner);
+    for (std::int64_t k = 0; k < planes; ++k, corner += s.planeStride) {
+        const bool lastPlane = k + 1 == planes;
         TileGradients& here = gradients[static_cast<std::size_t>(k % 2)];
         TileGradients& behind = lastPlane ? here : gradients[static_cast<std::size_t>((k + 1) % 2)];
-        const std::int64_t first = corner + k * s.planeStride;
-        if (!lastPlane) behind.Compute(s, inside, tile, step.x + first + s.planeStride);
+        if (!lastPlane) behind.Compute(s, tile, step.x + corner + s.planeStride);
         for (std::int64_t j = 0; j < tile.rows; ++j) {
-            Divergence(here.Row(j), here.Row(j + 1).y, behind.Row(j).z, tile.columns, T.data());
-            if (lastColumns)
-                T[static_cast<std::size_t>(tile.columns)] = T[static_cast<std::size_t>(tile.columns - 1)];
+            term.Compute(here.Row(j), here.Row(j + 1).y, behind.Row(j).z);
             // A border row or plane takes the term of the one before.
-            const std::int64_t rows = tile.firstRow + j + 1 == inside.rows ? 2 : 1;
-            for (std::int64_t n = 0; n < (lastPlane ? 2 : 1) * rows; ++n) {
-                step.Take(first + n / rows * s.planeStride + (j + n % rows) * s.rowLength, T.data(),
-                          tile.columns + (lastColumns ? 1 + kRowPadding : 0));
+            const std::int64_t endRow = tile.atLastRow && j + 1 == tile.rows ? j + 1 : j;
+            const std::int64_t endPlane = lastPlane ? 1 : 0;
+            for (std::int64_t plane = 0; plane <= endPlane; ++plane) {
+                for (std::int64_t row = j; row <= endRow; ++row) {
+                    step.Take(corner + plane * s.planeStride + row * s.rowLength, term);
+                }
             }
         }
     }
@@ -195,12 +227,8 @@ void StepDownTotalVariation(const DFT3D& s, float* blurred, const float* data, c
     }
     const std::int64_t across = (inside.columns + kTileColumns - 1) / kTileColumns;
     const std::int64_t down = (inside.rows + kTileRows - 1) / kTileRows;
-    ParallelFor(across * down, [=, &s](std::int64_t n) {
-        Tile tile = {n % across * kTileColumns, n / across * kTileRows, kTileColumns, kTileRows};
-        tile.columns = std::min(tile.columns, inside.columns - tile.firstColumn);
-        tile.rows = std::min(tile.rows, inside.rows - tile.firstRow);
-        StepTile(s, inside, tile, step);
-    });
+    ParallelFor(across * down,
+                [=, &s](std::int64_t n) { StepTile(s, inside.planes, MakeTile(inside, across, n), step); });
 }
 
 }  // namespace gnr::detail
