@@ -241,3 +241,52 @@ class GNR_API CRy3DLandweberDeconvolutionCore : public CRyAbstract3DDeconvolutio
     unsigned uiLevels = 4;
     bool bAutomatic;
 };
+
+/// Blind restoration: sweeps on the image and sweeps on the PSF by turns, both in place.
+///
+/// A pass is CRy3DDeconvolutionLow::SSE_AccIBDProcessInner3D with 1, 10 or 20 sweeps by iBlindInnerSetting;
+/// 10 and 20 are accelerated. fBlindValue is its energy stop; -0.5 or below switches that off. Sweeps of both
+/// kinds of pass count towards uiIterations.
+///
+/// Guard      after each image pass, unless bNoPsfGuard: with L the decimal logarithm of the image's largest
+///            sample, the data that later passes fit become the present image where L lies within 0.8 decades
+///            of the first pass's (iBlindGuardSetting 0 or 7) or 0.3 (others); otherwise they stay. Under
+///            bNoPsfGuard they are the observed image throughout
+/// Reference  iterates are compared after each pair of passes but the last, scaled by fReferenceSum / S, S
+///            the sum of the box of rcImage's extents at column 30, row 30 and the middle planes
+/// Returns    0; -8 stopped by the callback between passes; -1 where it stopped within a pass and then went
+///            on; -4 not prepared (no -9 here), or parameters other than CRy3DBlindDeconvRunParameters
+/// Progress   a begin and an end for each pass, the end with the sweeps of the image pass, and such a pair
+///            once more when uiIterations is reached; within passes polls
+///
+/// pfPsf is improved too: a first guess on entry, the refined PSF on return, not normalised. Seven volumes and
+/// four planes of working buffers. Two forward and two backward transforms a sweep, one more a pass.
+/// Source   Ayers and Dainty 1988; Fish and others 1995; Biggs and Andrews 1997 (docs/bibliography.md)
+class GNR_API CRy3DBlindDeconvolutionCore : public CRyAbstract3DDeconvolutionCore {
+  public:
+    CRy3DBlindDeconvolutionCore() = default;
+    CRy3DBlindDeconvolutionCore& operator=(const CRy3DBlindDeconvolutionCore&) = default;
+    ~CRy3DBlindDeconvolutionCore() override;
+
+    unsigned long long GetRequiredMemorySize(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) override;
+    int ModifyProposedDimensions(unsigned& x, unsigned& y, unsigned& z, unsigned uiDivisorX,
+                                 unsigned uiDivisorY, unsigned uiDivisorZ) override;
+    int Prepare(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) override;
+    int Run(CRyRefCountPtr<CRy3DDeconvRunParameters> params) override;
+    int Free() override;
+
+  private:
+    std::array<float**, 7> Volumes() {
+        return {&pfObserved, &pfOtf, &pfV, &pfPrevious, &pfScratch, &pfGradient1, &pfGradient2};
+    }
+    bool IsPrepared();
+
+    float* pfPlanes = nullptr;
+    float* pfObserved = nullptr;
+    float* pfOtf = nullptr;
+    float* pfV = nullptr;
+    float* pfPrevious = nullptr;
+    float* pfScratch = nullptr;
+    float* pfGradient1 = nullptr;
+    float* pfGradient2 = nullptr;
+};

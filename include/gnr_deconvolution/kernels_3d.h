@@ -17,9 +17,10 @@
 // Kernels may be used from several threads at once on different buffers. Those whose name begins with SSE_,
 // and those said to be parallel, fork OpenMP threads and join them before they return; all others run on the
 // calling thread. The transforms report failures; no other kernel allocates, fails, or looks at its pointers
-// first: null is the caller's fault.
+// first: null is the caller's fault. The blind inner loops alone call back.
 
 #include <gnr_deconvolution/export.h>
+#include <gnr_deconvolution/object_frame.h>
 
 #include <cstdint>
 
@@ -260,6 +261,79 @@ class GNR_API CRy3DDeconvolutionLow {
     /// Returns  0 unless sum(t t) > 1e-10 and alpha > 0; 1 unless alpha < 1
     static float Recompute_dAlphaK3D(float* pfScratch, float* pfA, float* pfB, float* pfC, float* pfD,
                                      const DFT3D* s);
+
+    // ---- blind inner loop ----------------------------------------------------------------------------
+    // One pass of blind deconvolution by alternation: Richardson-Lucy sweeps that improve one of image and
+    // PSF while the other is held fixed; convolution commutes, so that one routine serves both passes.
+    //
+    //   A := A max(V, 0)^alpha                      accelerated sweeps only
+    //   R  = F^-1( F(g / F^-1(F(A) F(B))) conj F(B) )
+    //   A := c A R                                  c = 1 / sum of B; 1 for a sum below 1e-10
+    //   V  = A / A before, alpha = Recompute_dAlphaK3D of the last two R; 0 until there are two
+    //
+    // Nothing is cut, no support is imposed and the PSF is not normalised. Callbacks are polls: one before the
+    // first sweep, three in a plain sweep, seven in an accelerated one.
+    //
+    // pfUpdated    A: the image in an image pass, the PSF in a PSF pass; improved in place
+    // pfFixed      B: the other; read only
+    // uiSweeps     n, sweeps at the most
+    // bImagePass   A is the image: selects the sense of the stop test
+    // fStopE8      above -0.5: an image pass ends where E = ComputeE8_3D(image, PSF) falls below it, a PSF
+    //              pass where E exceeds it
+    // pfPlanes     2 pSizes->planeStride floats for the exponent
+    // pfObserved   g; read only
+    // pfOtf        out: F(B)
+    // pfV, pfPrevious, pfScratch, pfGradient1, pfGradient2
+    //              working volumes: V, A of the sweep before, and R of this one, the last and the last but one
+    // pfnProgress  may be null
+    // iStatus      set to -1 by a stop, else left alone
+    // bReport      with a negative fStopE8, begin and end of each sweep are reported, the end with 4 units
+    //
+    // Shape    all volumes pSizes->total floats, distinct, 16-byte aligned for the SSE_ and SIM_ forms
+    // Order    callbacks on the caller's thread; the sweeps do not depend on the thread count, the sum of B
+    //          and E may in their last digits
+    //
+    //                          AccIBD...            SSE_AccIBD...         SIM_AccIBD...
+    //   accelerated            n >= 3               n >= 3                where bAccelerate
+    //   V, A before, R := 1    always               always                where bAccelerate
+    //   first alpha            1                    0                     1
+    //   power                  PowVkAlpha3D         SSE_PowVkAlpha3D      PowVkAlpha3D
+    //   g / 0                  stays 0, sign too    +0                    +0
+    //   stop test              before the update    after the update      before, where bAccelerate
+    //   ends too where E moved
+    //   by less than 0.01 E    fStopE8 > 0, i > 0   never                 as AccIBD, where bAccelerate
+    //   text says              core_legacy          core_3d               core_sim
+    //
+    // Returns  count of sweeps, i being those finished before:
+    //   all sweeps run         n + 1                n                     n + 1
+    //   ended by a test        i + 1                i + 1                 i + 1
+    //   stopped at a poll      i + 1                i                     i + 1
+    //   stopped before the first sweep, at a begin or at an end: 0
+    //
+    // Source   Ayers and Dainty 1988; Fish and others 1995; acceleration: Biggs and Andrews 1997
+    //          (docs/bibliography.md)
+
+    static unsigned AccIBDProcessInner3D(float* pfUpdated, float* pfFixed, const DFT3D* pSizes,
+                                         unsigned uiSweeps, bool bImagePass, float fStopE8, float* pfPlanes,
+                                         float* pfObserved, float* pfOtf, float* pfV, float* pfPrevious,
+                                         float* pfScratch, float* pfGradient1, float* pfGradient2,
+                                         RyProgressCallback pfnProgress, void* pProgressData, int& iStatus,
+                                         bool bReport);
+    static unsigned SSE_AccIBDProcessInner3D(float* pfUpdated, float* pfFixed, const DFT3D* pSizes,
+                                             unsigned uiSweeps, bool bImagePass, float fStopE8,
+                                             float* pfPlanes, float* pfObserved, float* pfOtf, float* pfV,
+                                             float* pfPrevious, float* pfScratch, float* pfGradient1,
+                                             float* pfGradient2, RyProgressCallback pfnProgress,
+                                             void* pProgressData, int& iStatus, bool bReport);
+    /// Without bAccelerate, fStopE8 only decides on reports, and pfPlanes, pfV, pfPrevious, pfGradient1 and
+    /// pfGradient2 are not touched and may be null.
+    static unsigned SIM_AccIBDProcessInner3D(float* pfUpdated, float* pfFixed, DFT3D* pSizes,
+                                             unsigned uiSweeps, bool bImagePass, float fStopE8,
+                                             float* pfPlanes, float* pfObserved, float* pfOtf, float* pfV,
+                                             float* pfPrevious, float* pfScratch, float* pfGradient1,
+                                             float* pfGradient2, RyProgressCallback pfnProgress,
+                                             void* pProgressData, int& iStatus, bool bReport,
+                                             bool bAccelerate);
 
     // ---- Wiener filter -------------------------------------------------------------------------------
 

@@ -6,7 +6,8 @@
 //
 // Common to all: pfPsf and pfImage are padded volumes of s->total floats (kernels_3d.h), of any alignment;
 // the peak of the PSF is sample (0, 0, 0), the rest wrapped around. pfImage holds the observed image on entry
-// and the restored one on return; pfPsf is only read. pfn may be null. Arguments named unused have no effect.
+// and the restored one on return; pfPsf is only read, but by the blind entries. pfn may be null. Arguments
+// named unused have no effect.
 // A call runs on the caller's thread, which makes all callbacks; calls on different buffers may overlap.
 
 #include <gnr_deconvolution/export.h>
@@ -39,6 +40,20 @@ struct GNR_API SWaveletSet {
     void AddScaled(const SWaveletSet& from, const double (&aDivisors)[8][5]);
     /// w[b][l] := (w[b][l] - before[b][l]) fFactor + w[b][l]; same shape.
     void Extrapolate(const SWaveletSet& before, float fFactor);
+};
+
+// ------------------------------------------------------------------------------- structured illumination
+
+/// What a host does between the passes of CRy3DDeconvolution::SIM_LucyRichardsonIBD: illumination patterns are
+/// its business alone. Called on the caller's thread with no worker running, so that both volumes may be read
+/// and changed; they are those that the host gave, iRows and iPlanes their sides. The library neither owns nor
+/// releases the object.
+class GNR_API IRyIterationDataCallback {
+  public:
+    /// Before the PSF pass of iteration iIteration, counted from 0.
+    virtual void OnBeforePsfPass(int iIteration, int iRows, int iPlanes, float* pfPsf, float* pfImage) = 0;
+    /// Before the image pass of the same iteration.
+    virtual void OnBeforeImagePass(int iIteration, int iRows, int iPlanes, float* pfPsf, float* pfImage) = 0;
 };
 
 // ------------------------------------------------------------------------------------------------ entries
@@ -112,6 +127,44 @@ class GNR_API CRy3DDeconvolution {
                                    RyProgressCallback pfn, void* pData, int iUnused1, int iUnused2,
                                    double dRegularization, const SRyIRect3D& rcImage,
                                    unsigned* puiIterationsDone, double dStopRatio);
+
+    // ---- blind ---------------------------------------------------------------------------------------
+
+    /// Blind deconvolution: sweeps on the image and sweeps on the PSF by turns, both in place, then
+    /// iIterations sweeps more on the image alone. The sweeps are those of
+    /// CRy3DDeconvolutionLow::AccIBDProcessInner3D.
+    ///
+    /// After each pass the observed image is replaced by the current estimate, so that only the first pass
+    /// fits what was observed.
+    ///
+    /// pfPsf           in: a first guess; out: the refined PSF, not normalised
+    /// fStopE8         ends passes on their energy ratio; -0.5 or below switches that off
+    /// uiInnerSetting  sweeps a pass: 0 gives 1, 1 gives 10, others 20; from 3 on they are accelerated
+    /// iIterations     bounds the units reported for image passes, one more a pass than its sweeps; PSF passes
+    ///                 are not counted. Below 0 as 0
+    /// Returns  1; -8 stopped by the callback between passes; -1 stopped within the last pass, or once within
+    ///          an earlier one, which ends that pass alone; -9 without memory, both volumes untouched
+    /// Progress a begin and an end for each pass, the end with the image pass's units, and such a pair once
+    ///          more when the units are used up; within passes polls; in the last one a begin and an end a
+    ///          sweep, of 4 units
+    /// Source   Ayers and Dainty 1988; Fish and others 1995; Biggs and Andrews 1997 (docs/bibliography.md)
+    int LucyRichardsonIBD(DFT3D* pSizes, float* pfPsf, float* pfImage, int iIterations,
+                          RyProgressCallback pfn, void* pProgressData, int iUnused1, int iUnused2,
+                          float fStopE8, unsigned uiInnerSetting);
+
+    /// Blind deconvolution for structured illumination: by turns one sweep on the PSF and one on the image, the
+    /// host called before each. All passes fit the image observed. The sweeps are those of
+    /// CRy3DDeconvolutionLow::SIM_AccIBDProcessInner3D, not accelerated.
+    ///
+    /// pfPsf, pfImage  improved in place
+    /// fStopE8         has no effect
+    /// pDataCallback   the host between the passes; may be null
+    /// Returns  1; -1 where the callback asked to stop at any time; -9 without memory, nothing touched
+    /// Progress polls only. A stop ends the pass it is answered to and no more: the host is still called for
+    ///          what is left, and a host that stops keeps answering so
+    int SIM_LucyRichardsonIBD(DFT3D* pSizes, float* pfPsf, float* pfImage, int iIterations,
+                              RyProgressCallback pfn, void* pProgressData, int iUnused1, int iUnused2,
+                              float fStopE8, IRyIterationDataCallback* pDataCallback);
 };
 
 /// The older static entries.
