@@ -69,6 +69,14 @@ TEST(Factories, MakeTheWienerCore) {
     EXPECT_EQ(core->iRefCount, 1);
 }
 
+TEST(Factories, MakeTheBlindCore) {
+    const auto core = CRyAbstract3DDeconvolutionCore::Create3DDeconvolutionCore(eDeconvBlind);
+    ASSERT_TRUE(core);
+    const CRyAbstract3DDeconvolutionCore& made = *core;
+    EXPECT_EQ(std::type_index(typeid(made)), std::type_index(typeid(CRy3DBlindDeconvolutionCore)));
+    EXPECT_EQ(core->iRefCount, 1);
+}
+
 TEST(Factories, MakeNoCoreForValuesWithoutOne) {
     for (const std::int32_t value : ListedAndOddValues()) {
         if (value == 1 || value == 2 || value == 3 || value == 5 || value == 11) continue;

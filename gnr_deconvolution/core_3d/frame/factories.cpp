@@ -20,6 +20,9 @@ CRyRefCountPtr<CRyAbstract3DDeconvolutionCore> CRyAbstract3DDeconvolutionCore::C
     ERyLow3DDeconvolutionType eType) {
     CRyAbstract3DDeconvolutionCore* core = nullptr;
     switch (eType) {
+        case eDeconvBlind:
+            core = new (std::nothrow) CRy3DBlindDeconvolutionCore;
+            break;
         case eDeconvWiener:
             core = new (std::nothrow) CRy3DWienerDeconvolutionCore;
             break;
