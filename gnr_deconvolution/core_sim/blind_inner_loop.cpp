@@ -5,7 +5,6 @@
 #include <gnr_deconvolution/kernels_3d.h>
 
 #include "cores/blind_pass.h"
-#include "kernels/blind_sweeps.h"
 
 using namespace gnr::detail;
 
@@ -13,8 +12,8 @@ namespace {
 
 constexpr BlindForm kSimForm = {
     .text = {L"Performing Deconvolution...", "gnr_deconvolution/core_sim"},
-    .extrapolate = &ExtrapolateByPower,
-    .formRatio = &RatioOrZero,
+    .power = Power::OfColumns,
+    .zeroDivisor = ZeroDivisor::BecomesZero,
     .firstAlpha = 1.0f,
     .scalesByOne = true,
     .fillsAlways = false,

@@ -5,7 +5,6 @@
 #include <gnr_deconvolution/kernels_3d.h>
 
 #include "cores/blind_pass.h"
-#include "kernels/blind_sweeps.h"
 
 using namespace gnr::detail;
 
@@ -13,8 +12,8 @@ namespace {
 
 constexpr BlindForm kParallelForm = {
     .text = kDeconvolution3D,
-    .extrapolate = &ExtrapolateByShortcuts,
-    .formRatio = &RatioOrZero,
+    .power = Power::WithShortcuts,
+    .zeroDivisor = ZeroDivisor::BecomesZero,
     .firstAlpha = 0.0f,
     .scalesByOne = false,
     .fillsAlways = true,

@@ -2,9 +2,9 @@
 #include "cores/blind_pass.h"
 
 #include <cmath>
+#include <utility>
 
 #include "cores/blur.h"
-#include "kernels/blind_sweeps.h"
 #include "kernels/richardson_lucy_update.h"
 
 namespace gnr::detail {
@@ -61,89 +61,154 @@ class EnergyTest {
     float now_ = 0.0f;
 };
 
-// A  updated     B  fixed     g  observed     V  ratio of successive A     c  compensation of the sum of B
-// R  back-projected ratio of this sweep; gradient1 and gradient2 hold the last and the last but one
-class Sweeps {
+/// What an accelerated pass remembers of its sweeps. Copies from volume to volume are put off to the next sweep
+/// that reads them anyway, or, where they only change places, to the end of the pass.
+//
+// A  updated     V  A / previous, raised to alpha before the next sweep     R  back-projected ratio
+class Acceleration {
   public:
-    Sweeps(const BlindForm& form, const BlindPass& p, bool accelerates)
-        : form_(form),
-          p_(p),
-          progress_(form.text, p.callback, p.hostPointer),
-          accelerates_(accelerates),
-          c_(Compensation(p)),
-          scales_(form.scalesByOne || c_ != 1.0f),
-          alpha_(form.firstAlpha) {
-        Low::DFT3D_Transform_NonInPlace(&p.sizes, p.otf, p.fixed);
+    Acceleration(const BlindForm& form, const BlindPass& p)
+        : p_(p), power_(form.power), alpha_(form.firstAlpha) {}
+
+    /// A := A V^alpha
+    void Extrapolate() {
+        if (owesStep_) {
+            StepAndExtrapolate(p_.sizes, p_.updated, p_.v, p_.previous, alpha_, power_);
+        } else {
+            detail::Extrapolate(p_.sizes, p_.updated, p_.v, alpha_, power_);
+        }
+        owesStep_ = owesPrevious_ = false;
+    }
+    /// Where the sweep puts R.
+    float* BeginRatio() {
+        ratioIsLast_ = false;
+        return scratch_;
+    }
+    /// V := A / previous
+    void TakeStep() { owesStep_ = true; }
+    void ComputeAlpha() {
+        alpha_ = ExponentOfStep(p_.sizes, p_.planes, p_.updated, p_.previous, last_, lastButOne_);
+    }
+    /// previous := A, R becomes the last one.
+    void Remember() {
+        owesPrevious_ = true;
+        scratch_ = std::exchange(lastButOne_, std::exchange(last_, scratch_));
+        ratioIsLast_ = true;
     }
 
-    const Progress& progress() const { return progress_; }
-
-    /// One sweep; false where a poll was answered with a stop.
-    bool Do() {
-        if (progress_.StopAtPoll()) return false;
-        if (accelerates_) {
-            form_.extrapolate(p_.sizes, p_.updated, p_.v, alpha_);
-            if (progress_.StopAtPoll()) return false;
+    /// Gives every volume what belongs there.
+    void Settle() {
+        if (owesStep_) Step(p_.sizes, p_.updated, p_.v, p_.previous, owesPrevious_);
+        owesStep_ = owesPrevious_ = false;
+        if (scratch_ != p_.scratch || ratioIsLast_) {
+            Arrange(p_.sizes, {p_.scratch, p_.gradient1, p_.gradient2},
+                    {ratioIsLast_ ? last_ : scratch_, last_, lastButOne_});
         }
-        BlurWithOtf(p_.sizes, p_.scratch, p_.updated, p_.otf);
-        if (progress_.StopAtPoll()) return false;
-        form_.formRatio(p_.sizes, p_.scratch, p_.observed);
-        BackProjectWithOtf(p_.sizes, p_.scratch, p_.otf);
-        if (progress_.StopAtPoll()) return false;
-        RichardsonLucyUpdate(p_.sizes, p_.updated, nullptr, p_.scratch, scales_ ? c_ : 1.0f, false);
-        return !accelerates_ || LookAhead();
     }
 
   private:
-    /// The next sweep's alpha.
+    const BlindPass& p_;
+    Power power_;
+    float alpha_;
+    bool owesStep_ = false;      ///< V is still to be formed
+    bool owesPrevious_ = false;  ///< previous is still to take A
+    float* scratch_ = p_.scratch;
+    float* last_ = p_.gradient1;
+    float* lastButOne_ = p_.gradient2;
+    bool ratioIsLast_ = false;  ///< R has moved on, and its volume holds nothing yet
+};
+
+// A  updated     B  fixed     g  observed     c  compensation of the sum of B     R  back-projected ratio
+class Pass {
+  public:
+    Pass(const BlindForm& form, const BlindPass& p, bool accelerates)
+        : form_(form),
+          p_(p),
+          progress_(form.text, p.callback, p.hostPointer),
+          energy_(form, p, accelerates),
+          acceleration_(form, p),
+          accelerates_(accelerates) {}
+
+    void Prepare() {
+        const float c = Compensation(p_);
+        factor_ = form_.scalesByOne || c != 1.0f ? c : 1.0f;
+        Low::DFT3D_Transform_NonInPlace(&p_.sizes, p_.otf, p_.fixed);
+        if (accelerates_ || form_.fillsAlways) {
+            Low::SSE_SetOnesFour(p_.v, p_.previous, p_.gradient1, p_.gradient2, &p_.sizes);
+        }
+        CopyVolume(p_.sizes, p_.scratch, p_.updated);
+    }
+
+    /// All sweeps; the count that the pass returns.
+    unsigned Run() {
+        if (progress_.StopAtPoll()) return StoppedAfter(0);
+        const bool reports = p_.reports && p_.stopEnergy < 0.0f;
+        for (unsigned i = 0; i < p_.sweeps; ++i) {
+            if (reports && progress_.StopAtBegin()) return StoppedAfter(0);
+            if (form_.stopTest == StopTest::BeforeUpdate && energy_.EndsPass()) return i + 1;
+            if (!Sweep()) return StoppedAfter(i + form_.surplus);
+            if (energy_.HasSettled(i)) return i + 1;
+            if (form_.stopTest == StopTest::AfterUpdate && energy_.EndsPass()) return i + 1;
+            if (reports && progress_.StopAtEnd(kUnitsPerSweep)) return StoppedAfter(0);
+        }
+        return p_.sweeps + form_.surplus;
+    }
+
+    void Settle() {
+        if (accelerates_) acceleration_.Settle();
+    }
+
+  private:
+    unsigned StoppedAfter(unsigned sweeps) const {
+        p_.status = kStoppedWithinPass;
+        return sweeps;
+    }
+
+    /// False where a poll was answered with a stop.
+    bool Sweep() {
+        if (progress_.StopAtPoll()) return false;
+        if (accelerates_) {
+            acceleration_.Extrapolate();
+            if (progress_.StopAtPoll()) return false;
+        }
+        float* const R = acceleration_.BeginRatio();
+        BlurWithOtf(p_.sizes, R, p_.updated, p_.otf);
+        if (progress_.StopAtPoll()) return false;
+        FormRatio(p_.sizes, R, p_.observed, form_.zeroDivisor);
+        BackProjectWithOtf(p_.sizes, R, p_.otf);
+        if (progress_.StopAtPoll()) return false;
+        RichardsonLucyUpdate(p_.sizes, p_.updated, nullptr, R, factor_, false);
+        return !accelerates_ || LookAhead();
+    }
+
+    /// What the next sweep's extrapolation needs.
     bool LookAhead() {
         if (progress_.StopAtPoll()) return false;
-        Low::GetPVKM1_3D(p_.v, p_.updated, p_.previous, &p_.sizes);
+        acceleration_.TakeStep();
         if (progress_.StopAtPoll()) return false;
-        alpha_ = Low::Recompute_dAlphaK3D(p_.planes, p_.updated, p_.previous, p_.gradient1, p_.gradient2,
-                                          &p_.sizes);
+        acceleration_.ComputeAlpha();
         if (progress_.StopAtPoll()) return false;
-        CopyVolume(p_.sizes, p_.previous, p_.updated);
-        CopyVolume(p_.sizes, p_.gradient2, p_.gradient1);
-        CopyVolume(p_.sizes, p_.gradient1, p_.scratch);
+        acceleration_.Remember();
         return true;
     }
 
     const BlindForm& form_;
     const BlindPass& p_;
     Progress progress_;
+    EnergyTest energy_;
+    Acceleration acceleration_;
     bool accelerates_;
-    float c_;
-    bool scales_;
-    float alpha_;
+    float factor_ = 1.0f;
 };
 
 }  // namespace
 
 unsigned RunBlindPass(const BlindForm& form, const BlindPass& p, bool accelerates) {
-    Sweeps sweeps(form, p, accelerates);
-    if (accelerates || form.fillsAlways)
-        Low::SSE_SetOnesFour(p.v, p.previous, p.gradient1, p.gradient2, &p.sizes);
-    CopyVolume(p.sizes, p.scratch, p.updated);
-
-    const Progress& progress = sweeps.progress();
-    const auto stoppedAfter = [&p](unsigned count) {
-        p.status = kStoppedWithinPass;
-        return count;
-    };
-    if (progress.StopAtPoll()) return stoppedAfter(0);
-
-    const bool reports = p.reports && p.stopEnergy < 0.0f;
-    EnergyTest energy(form, p, accelerates);
-    for (unsigned i = 0; i < p.sweeps; ++i) {
-        if (reports && progress.StopAtBegin()) return stoppedAfter(0);
-        if (form.stopTest == StopTest::BeforeUpdate && energy.EndsPass()) return i + 1;
-        if (!sweeps.Do()) return stoppedAfter(i + form.surplus);
-        if (energy.HasSettled(i)) return i + 1;
-        if (form.stopTest == StopTest::AfterUpdate && energy.EndsPass()) return i + 1;
-        if (reports && progress.StopAtEnd(kUnitsPerSweep)) return stoppedAfter(0);
-    }
-    return p.sweeps + form.surplus;
+    Pass pass(form, p, accelerates);
+    pass.Prepare();
+    const unsigned sweeps = pass.Run();
+    pass.Settle();
+    return sweeps;
 }
 
 }  // namespace gnr::detail

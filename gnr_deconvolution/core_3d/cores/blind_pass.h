@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "frame/progress.h"
+#include "kernels/blind_sweeps.h"
 
 namespace gnr::detail {
 
@@ -17,10 +18,8 @@ enum class StopTest { BeforeUpdate, AfterUpdate };
 /// What tells the forms apart.
 struct BlindForm {
     ProgressText text;
-    /// A := A max(v, 0)^alpha, v := what multiplied A.
-    void (*extrapolate)(const DFT3D& s, float* A, float* v, float alpha);
-    /// a := g / a, where a is 0 as the form has it.
-    void (*formRatio)(const DFT3D& s, float* a, const float* g);
+    Power power;
+    ZeroDivisor zeroDivisor;
     float firstAlpha;
     /// A is multiplied by c also where c is 1.
     bool scalesByOne;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Natural logarithm without branches or tables, so that a loop over samples becomes vector code.
+// Natural and decimal logarithm without branches or tables, so that a loop over samples becomes vector code.
 //
 //   x = 2^k (1 + f),  1 + f in [sqrt(1/2), sqrt(2))
 //   s = f / (2 + f),  ln(1 + f) = f - f^2 / 2 + s (f^2 / 2 + R(s^2))
@@ -17,15 +17,20 @@
 
 namespace gnr::detail {
 
-inline float NaturalLog(float x) {
-    constexpr float ln2High = 6.9313812256e-01f;
-    constexpr float ln2Low = 9.0580006145e-06f;
+/// x = 2^k (1 + f) in float, and ln(1 + f) = f - halfSquare + rest.
+struct FloatLogParts {
+    float k;
+    float f;
+    float halfSquare;
+    float rest;
+};
+
+inline FloatLogParts SplitForLog(float x) {
     constexpr float Lg1 = 0xaaaaaa.0p-24f;
     constexpr float Lg2 = 0xccce13.0p-25f;
     constexpr float Lg3 = 0x91e9ee.0p-25f;
     constexpr float Lg4 = 0xf89e26.0p-26f;
     constexpr std::uint32_t sqrtHalf = 0x3f3504f3;
-    constexpr float infinity = std::numeric_limits<float>::infinity();
 
     // Subnormals are brought into the normal range by 2^25.
     const bool subnormal = x < std::numeric_limits<float>::min();
@@ -40,11 +45,36 @@ inline float NaturalLog(float x) {
     const float w = z * z;
     const float R = z * (Lg1 + w * Lg3) + w * (Lg2 + w * Lg4);
     const float halfSquare = 0.5f * f * f;
-    const float y = s * (halfSquare + R) + k * ln2Low - halfSquare + f + k * ln2High;
+    return {k, f, halfSquare, s * (halfSquare + R)};
+}
 
+/// `ofFinite` for positive finite x, and what a logarithm is elsewhere.
+inline float WithSpecialLogs(float x, float ofFinite) {
+    constexpr float infinity = std::numeric_limits<float>::infinity();
     const float ofSpecial = x == 0.0f ? -infinity : std::numeric_limits<float>::quiet_NaN();
-    const float ofPositive = x < infinity ? y : x;
+    const float ofPositive = x < infinity ? ofFinite : x;
     return x > 0.0f ? ofPositive : ofSpecial;
+}
+
+inline float NaturalLog(float x) {
+    constexpr float ln2High = 6.9313812256e-01f;
+    constexpr float ln2Low = 9.0580006145e-06f;
+    const auto [k, f, halfSquare, rest] = SplitForLog(x);
+    return WithSpecialLogs(x, rest + k * ln2Low - halfSquare + f + k * ln2High);
+}
+
+/// ln(1 + f) is split into a part of twelve bits, whose product with the upper part of 1 / ln(10) is exact, and
+/// what is left.
+inline float DecimalLog(float x) {
+    constexpr float perLn10High = 4.3432617188e-01f;
+    constexpr float perLn10Low = -3.1689971365e-05f;
+    constexpr float log2High = 3.0102920532e-01f;
+    constexpr float log2Low = 7.9034151668e-07f;
+    const auto [k, f, halfSquare, rest] = SplitForLog(x);
+    const float high = std::bit_cast<float>(std::bit_cast<std::uint32_t>(f - halfSquare) & 0xfffff000u);
+    const float low = (f - high) - halfSquare + rest;
+    return WithSpecialLogs(
+        x, k * log2Low + (low + high) * perLn10Low + low * perLn10High + high * perLn10High + k * log2High);
 }
 
 inline double NaturalLog(double x) {

@@ -4,6 +4,8 @@
 // All parallel loops of the families: static schedule, joined before they return, never nested. A body must
 // not throw; each thread works with a copy of it. fft/ and ry_math/ lie below and have a loop of their own.
 
+#include <omp.h>
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
@@ -27,6 +29,25 @@ template <class Body>
 void ParallelInTurn(std::int64_t count, Body body) {
 #pragma omp parallel for schedule(static, 1) firstprivate(body)
     for (std::int64_t i = 0; i < count; ++i) body(i);
+}
+
+/// Threads that the next loop has, at the most.
+inline int ThreadsToCome() {
+    return omp_get_max_threads();
+}
+
+/// work(i) for i from 0 to count - 1 on all threads, each followed by inTurn(i); these follow each other in
+/// ascending order while others work. No work(i) begins before inTurn(i - lead) is done.
+template <class Work, class InTurn>
+void ParallelThenInTurn(std::int64_t count, std::int64_t lead, Work work, InTurn inTurn) {
+    const auto threads =
+        static_cast<int>(std::clamp(lead, std::int64_t{1}, std::int64_t{ThreadsToCome()}));
+#pragma omp parallel for ordered schedule(static, 1) num_threads(threads) firstprivate(work)
+    for (std::int64_t i = 0; i < count; ++i) {
+        work(i);
+#pragma omp ordered
+        inTurn(i);
+    }
 }
 
 /// body(row pointer, row index) for each row of the volume, counted through all planes.

@@ -9,21 +9,14 @@
 #include <algorithm>
 #include <cmath>
 
-#include "detail/float_bounds.h"
 #include "detail/parallel.h"
 #include "detail/volume_walk.h"
+#include "kernels/acceleration_bounds.h"
 #include "kernels/pointwise.h"
 
 using namespace gnr::detail;
 
 namespace {
-
-/// Ratios not above this have no logarithm worth using.
-constexpr float kLeastRatio = FloatNotAbove(1e-10);
-/// Exponents this close to 0 or 1 need no power.
-constexpr double kExponentStep = 1e-10;
-/// Sums of squared steps not above this give no exponent.
-constexpr double kLeastSquaredStep = 1e-10;
 
 /// max(v, 0)^alpha, a NaN counting as 0.
 float PowerOfStep(float v, float alpha) {
@@ -33,7 +26,7 @@ float PowerOfStep(float v, float alpha) {
 }  // namespace
 
 void CRy3DDeconvolutionLow::GetPVKM1_3D(float* pfOut, float* pfNum, float* pfDen, const DFT3D* s) {
-    const Lanes4 least(FloatNotAbove(1e-20));
+    const Lanes4 least(kLeastDivisorOfStep);
     const Lanes4 one(1.0f);
     EachGroup<CallingThread>(s->total, [=](std::int64_t i, auto group) {
         const Lanes4 den = group.Load(pfDen + i);
@@ -47,8 +40,8 @@ void CRy3DDeconvolutionLow::PowVkAlpha3D(float* p, const DFT3D* s, float fAlpha)
 
 void CRy3DDeconvolutionLow::SSE_PowVkAlpha3D(float* p, const DFT3D* s, float fAlpha) {
     // deliberate: the shortcuts skip the cut at 0, and the first one fills the padding too
-    if (static_cast<double>(std::fabs(fAlpha)) < kExponentStep) return SSE_SetOnes(p, s);
-    if (static_cast<double>(std::fabs(fAlpha - 1.0f)) < kExponentStep) return;
+    if (IsPowerOfZero(fAlpha)) return SSE_SetOnes(p, s);
+    if (IsPowerOfOne(fAlpha)) return;
 
     const std::int32_t columns = ImageColumns(*s);
     ParallelRows(*s, p, [=](float* row, std::int64_t) {
@@ -93,9 +86,5 @@ float CRy3DDeconvolutionLow::Recompute_dAlphaK3D(float* pfScratch, float* pfA, f
         }
     }
 
-    if (!(denominator > kLeastSquaredStep)) return 0.0f;
-    const double alpha = numerator / denominator;
-    if (!(alpha > 0.0)) return 0.0f;
-    if (!(alpha < 1.0)) return 1.0f;
-    return static_cast<float>(alpha);
+    return ExponentOfSums(numerator, denominator);
 }

@@ -24,11 +24,6 @@ constexpr float kLeastSample = 1e-30f;
 constexpr float kLargest = std::numeric_limits<float>::max();
 
 GNR_VECTOR_CLONES
-void MultiplyRow(float* row, const float* factors, std::int64_t n) {
-    for (std::int64_t i = 0; i < n; ++i) row[i] = factors[i] * row[i];
-}
-
-GNR_VECTOR_CLONES
 void ScaleRow(float* row, float c, std::int64_t n) {
     for (std::int64_t i = 0; i < n; ++i) row[i] *= c;
 }
@@ -67,6 +62,11 @@ float BoundOfRow(const float* x, const float* previous, std::int64_t n) {
 }
 
 }  // namespace
+
+GNR_VECTOR_CLONES
+void MultiplyRow(float* row, const float* factors, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) row[i] = factors[i] * row[i];
+}
 
 void RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization, const float* correction,
                           float c, bool clip) {

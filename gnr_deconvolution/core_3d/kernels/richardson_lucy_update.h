@@ -6,6 +6,8 @@
 
 #include <gnr_deconvolution/kernels_3d.h>
 
+#include <cstdint>
+
 namespace gnr::detail {
 
 /// SSE_Multiply of x by `regularization` (skipped when null) and by `correction`, SSE_MulFloatC3DXX by c
@@ -15,6 +17,9 @@ void RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization,
 
 /// KERNEL3D_Divide on all threads: blurred := observed / blurred, whole buffer; a 0 of either sign stays.
 void RatioOrKeep(const DFT3D& s, float* blurred, const float* observed);
+
+/// row[i] := factors[i] row[i] for n floats, on the calling thread: a piece for sweeps that go row by row.
+void MultiplyRow(float* row, const float* factors, std::int64_t n);
 
 /// KERNEL3D_Copy on all threads: target := source, whole buffer.
 void CopyVolume(const DFT3D& s, float* target, const float* source);

@@ -6,7 +6,6 @@
 
 #include "cores/blind_pass.h"
 #include "entries/scratch_volumes.h"
-#include "kernels/blind_sweeps.h"
 
 using namespace gnr::detail;
 
@@ -14,8 +13,8 @@ namespace {
 
 constexpr BlindForm kSerialForm = {
     .text = kLegacyDeconvolution3D,
-    .extrapolate = &ExtrapolateByPower,
-    .formRatio = &RatioOrKeep,
+    .power = Power::OfColumns,
+    .zeroDivisor = ZeroDivisor::Stays,
     .firstAlpha = 1.0f,
     .scalesByOne = true,
     .fillsAlways = true,

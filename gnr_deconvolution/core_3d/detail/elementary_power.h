@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Powers with an exponent from 0 to 1, without branches or tables, so that a loop over samples becomes vector
+// code.
+//
+//   v^alpha = e^y,  y = alpha ln(v),  e^y = 2^n e^r,  n = round(y / ln(2)),  r = y - n ln(2)
+//
+// with the Taylor polynomial of e^r, |r| <= ln(2) / 2, all in double: but for a double rounding once in some
+// hundred million results the power is the exact one, rounded to float.
+
+#include <bit>
+#include <cstdint>
+
+#include "detail/elementary_log.h"
+
+namespace gnr::detail {
+
+/// e^y for y up to 200, good to 1e-10; below -200 as for -200, which no float can tell from 0.
+inline double ExpForFloat(double y) {
+    constexpr double perLn2 = 1.4426950408889634;
+    constexpr double ln2 = 0.6931471805599453;
+    constexpr double toInteger = 0x1.8p52;  // added, the integer part stands in the low bits
+    const double limited = y > -200.0 ? (y < 200.0 ? y : 200.0) : -200.0;
+    const double shifted = limited * perLn2 + toInteger;
+    const double r = limited - (shifted - toInteger) * ln2;
+    const double r2 = r * r;
+    const double low = (1.0 + r) + r2 * (1.0 / 2 + r * (1.0 / 6));
+    const double high =
+        (1.0 / 24 + r * (1.0 / 120)) + r2 * ((1.0 / 720 + r * (1.0 / 5040)) + r2 * (1.0 / 40320));
+    const double p = low + (r2 * r2) * high;
+    return std::bit_cast<double>(std::bit_cast<std::uint64_t>(p) +
+                                 (std::bit_cast<std::uint64_t>(shifted) << 52));
+}
+
+/// v^alpha for v of 0 or above, infinity included, and alpha from 0 to 1; 0^0 is 1.
+inline float PowerUpToOne(float v, float alpha) {
+    const auto power =
+        static_cast<float>(ExpForFloat(static_cast<double>(alpha) * NaturalLog(static_cast<double>(v))));
+    return alpha == 0.0f ? 1.0f : power;
+}
+
+}  // namespace gnr::detail
