@@ -3,6 +3,7 @@
 // What the cores allocate: volumes in Prepare, as GetRequiredMemorySize says, and none in Run.
 
 #include <gnr_deconvolution/cores.h>
+#include <gnr_deconvolution/legacy.h>
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -133,6 +134,51 @@ TEST(AllocationsOfLandweber, NoneInRun) {
         ASSERT_EQ(core.Prepare(job.params), 0);
         ExpectNoVolumeInRun(core, job);
     }
+}
+
+/// 128 x 64 x 32 with passes of ten accelerated sweeps; four planes of it are no block that is counted.
+struct BlindVolumes {
+    BlindVolumes() {
+        image.FillRandom(1, 1.0f, 100.0f);
+        psf.at(0, 0, 0) = 0.6f;
+        psf.at(1, 0, 0) = 0.4f;
+    }
+    Volume image{128, 64, 32};
+    Volume psf{128, 64, 32};
+    DFT3D sizes = image.sizes;
+};
+
+TEST(AllocationsOfBlind, CoreAllocatesInPrepareAlone) {
+    BlindVolumes volumes;
+    CRy3DBlindDeconvolutionCore core;
+    const CRyRefCountPtr<CRy3DBlindDeconvRunParameters> params(new CRy3DBlindDeconvRunParameters);
+    params->Release();
+    params->sizes = volumes.sizes;
+    params->pfImage = volumes.image;
+    params->pfPsf = volumes.psf;
+    params->fBlindValue = -1.0f;
+    params->iBlindInnerSetting = 1;
+    params->uiIterations = 15;
+    largeBlocks = 0;
+    ASSERT_EQ(core.Prepare(params), 0);
+    EXPECT_EQ(largeBlocks, 7u);
+    largeBlocks = 0;
+    EXPECT_EQ(core.Run(params), 0);
+    EXPECT_EQ(largeBlocks, 0u);
+}
+
+TEST(AllocationsOfBlind, EntriesAllocateOnceForTheWholeRun) {
+    BlindVolumes volumes;
+    largeBlocks = 0;
+    EXPECT_EQ(CRy3DDeconvolution().LucyRichardsonIBD(&volumes.sizes, volumes.psf, volumes.image, 15, nullptr,
+                                                     nullptr, 0, 0, -1.0f, 1),
+              1);
+    EXPECT_EQ(largeBlocks, 7u);
+    largeBlocks = 0;
+    EXPECT_EQ(CRy3DDeconvolution().SIM_LucyRichardsonIBD(&volumes.sizes, volumes.psf, volumes.image, 3,
+                                                         nullptr, nullptr, 0, 0, -1.0f, nullptr),
+              1);
+    EXPECT_EQ(largeBlocks, 3u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Cores, AllocationsOf,

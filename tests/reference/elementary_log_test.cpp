@@ -11,6 +11,7 @@
 
 namespace {
 
+using gnr::detail::DecimalLog;
 using gnr::detail::NaturalLog;
 
 /// Distance of `value` from `exact` in units of the last place that `exact` has in T.
@@ -50,6 +51,25 @@ TEST(NaturalLog, OfDoublesIsWithinOneUnitInTheLastPlace) {
     }
     EXPECT_LT(worst, 1.0);
     EXPECT_EQ(NaturalLog(1.0), 0.0);
+}
+
+TEST(DecimalLog, OfFloatsIsWithinOneUnitInTheLastPlace) {
+    const auto worstOf = [](std::uint32_t first, std::uint32_t last, std::uint32_t step) {
+        double worst = 0.0;
+        for (std::uint32_t bits = first; bits < last; bits += step) {
+            const float x = std::bit_cast<float>(bits);
+            if (x == 1.0f) continue;
+            worst = std::max(worst, UnitsOff(DecimalLog(x), std::log10(static_cast<double>(x))));
+        }
+        return worst;
+    };
+    EXPECT_LT(worstOf(1, 0x7f800000u, 61), 1.0);
+    EXPECT_LT(worstOf(std::bit_cast<std::uint32_t>(0.99f), std::bit_cast<std::uint32_t>(1.01f), 1), 1.0);
+    EXPECT_EQ(DecimalLog(1.0f), 0.0f);
+    EXPECT_EQ(DecimalLog(0.0f), -std::numeric_limits<float>::infinity());
+    EXPECT_EQ(DecimalLog(std::numeric_limits<float>::infinity()), std::numeric_limits<float>::infinity());
+    EXPECT_TRUE(std::isnan(DecimalLog(-1.0f)));
+    EXPECT_TRUE(std::isnan(DecimalLog(std::numeric_limits<float>::quiet_NaN())));
 }
 
 template <class T>
