@@ -2,6 +2,7 @@
 #include "commands/restore.h"
 
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -21,6 +22,9 @@ constexpr const char* kDetails =
     "The largest sample of the PSF is its centre, wherever it lies in the file; the PSF is divided by\n"
     "its sum. The stack is padded by the reach of the PSF, so that opposite borders do not meet. Shape\n"
     "and voxel size stay, intensities keep their scale, other metadata are not copied.\n\n";
+
+const std::map<std::string, BlindGuard> kGuards = {
+    {"off", BlindGuard::Never}, {"0.3", BlindGuard::Within03Decades}, {"0.8", BlindGuard::Within08Decades}};
 
 /// A setting that the chosen method does not read is a mistake, not something to pass over.
 void RefuseUnreadOptions(const CLI::App& command, const Method& method,
@@ -87,6 +91,29 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
         ->check(CLI::Range(0, 4))
         ->type_name("0..4");
     command
+        ->add_option("--inner", settings.inner,
+                     "blind: sweeps a pass, 1, 10 or 20; 10 and 20 are accelerated")
+        ->capture_default_str()
+        ->check(CLI::IsMember({1U, 10U, 20U}))
+        ->type_name("N");
+    command
+        ->add_option(
+            "--guard", settings.guard,
+            "blind: the data that passes fit follow the estimate while its peak stays within so many "
+            "decades of the first; off: they stay the image")
+        ->transform(CLI::CheckedTransformer(kGuards))
+        ->default_str("off")
+        ->option_text("off|0.3|0.8");
+    command
+        ->add_option(
+            "--energy-stop", settings.energyStop,
+            "blind: a pass ends where the energy ratio of image and PSF crosses it; below -0.5 never")
+        ->capture_default_str()
+        ->type_name("E");
+    command
+        ->add_option("--psf-out", job->psfOutput, "blind: where to write the refined PSF, centred, of sum 1")
+        ->type_name("PSF.tif");
+    command
         ->add_option("--truth", job->truth,
                      "The known truth of a simulation; prints the RMSE of each iterate")
         ->type_name("TRUTH.tif");
@@ -108,7 +135,8 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
         RefuseUnreadOptions(
             *command, FindMethod(job->method),
             {"--iterations", "--regularization", "--stop-ratio", "--no-auto-stop", "--wiener-start",
-             "--threshold-scale", "--noise", "--truth", "--checkpoint", "--checkpoint-every", "--resume"});
+             "--threshold-scale", "--noise", "--inner", "--guard", "--energy-stop", "--psf-out", "--truth",
+             "--checkpoint", "--checkpoint-every", "--resume"});
         job->psf.optics = OpticsFrom(*optics);
         RunRestoreJob(*job, context.messages);
     });

@@ -3,6 +3,7 @@
 
 #include <gnr_deconvolution/return_codes.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -21,6 +22,7 @@
 #include "restoration/frame_plan.h"
 #include "restoration/margin.h"
 #include "restoration/psf_source.h"
+#include "restoration/refined_psf.h"
 #include "restoration/stack_volume.h"
 #include "restoration/truth.h"
 
@@ -152,9 +154,27 @@ unsigned RunCore(PreparedMethod& method, const PaddedVolume& image, const Padded
 /// How many iterations ran and why they ended.
 std::string EndOfRun(const Method& method, const PreparedMethod& prepared, unsigned units) {
     if (!method.iterative()) return "";
+    if (method.refinesPsf) {
+        return ", " + std::to_string(prepared.params->uiIterations) + " sweeps of image and PSF";
+    }
     const bool limit = units == prepared.params->uiIterations;
     return ", " + std::to_string(units) + " iterations (" + (limit ? "the limit" : "ended by its stop test") +
            ")";
+}
+
+/// Two outputs need two files, neither of which is an input.
+void CheckPsfOutput(const RestoreJob& job) {
+    if (job.psfOutput.empty()) return;
+    if (std::filesystem::weakly_canonical(job.psfOutput) == std::filesystem::weakly_canonical(job.output)) {
+        throw UserError("--psf-out and --output name the same file; give them different names",
+                        ExitCode::Usage);
+    }
+    CheckOutputFile(job.psfOutput, job.overwrite, {job.image, job.psf.file, job.truth});
+}
+
+/// The PSF's own sides, as far as the frame has them.
+Extent SidesOfRefinedPsf(const Extent& psf, const Extent& frame) {
+    return {std::min(psf.x, frame.x), std::min(psf.y, frame.y), std::min(psf.z, frame.z)};
 }
 
 }  // namespace
@@ -165,6 +185,7 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     CheckSettings(method, job.settings);
     CheckOutputFile(job.output, job.overwrite, {job.image, job.psf.file, job.truth, job.resume});
     CheckCheckpointFile(job);
+    CheckPsfOutput(job);
     RequireSound(job.psf.optics);
 
     StackReader reader(job.image, messages);
@@ -178,6 +199,9 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const std::unique_ptr<Checkpoint> resumed = OpenCheckpoint(job, prepared);
     if (truth != nullptr && resumed != nullptr) truth->set_iterates(resumed->iterations());
     StackWriter writer(job.output, header, job.overwrite);
+    const Extent psfSides = SidesOfRefinedPsf(psfSource->size(), frame);
+    std::optional<RefinedPsfFile> psfFile;
+    if (!job.psfOutput.empty()) psfFile.emplace(job.psfOutput, psfSides, header.voxel, job.overwrite);
 
     const PaddedVolume image(frame);
     LoadImage(reader, job, method, image, messages);
@@ -193,6 +217,7 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
         ParkRun(job, prepared, image, psf, resumed.get(), messages);
     LeaveIfStopRequested();
 
+    const PsfWidths widthsBefore = method.refinesPsf ? WidthsOfWrapped(psf) : PsfWidths{};
     const unsigned units = RunCore(prepared, image, psf, shape, parked.get(), messages);
 
     CheckResult(image, shape);
@@ -200,13 +225,19 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
         LeaveIfStopRequested();
         writer.WritePlane(image.Plane(k), image.sizes().rowLength);
     }
+    if (psfFile) psfFile->Write(psf);
     writer.Commit();
+    if (psfFile) psfFile->Commit();
 
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
     if (!messages.quiet()) {
         std::printf("%s: %s samples, method %s%s, padded to %s, %.2f s\n", job.output.string().c_str(),
                     ToString(shape).c_str(), job.method.c_str(), EndOfRun(method, prepared, units).c_str(),
                     ToString(frame).c_str(), elapsed.count());
+        if (method.refinesPsf) {
+            std::printf("width of the PSF at half maximum: %s\n",
+                        WidthChange(widthsBefore, WidthsOfWrapped(psf), psfSides, header.voxel).c_str());
+        }
     }
 }
 

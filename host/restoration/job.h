@@ -19,6 +19,7 @@ struct RestoreJob {
     std::filesystem::path truth;       ///< empty: none
     std::filesystem::path checkpoint;  ///< where a staged method parks its estimate; empty: nowhere
     std::filesystem::path resume;      ///< a checkpoint to go on from; empty: none
+    std::filesystem::path psfOutput;   ///< for the refined PSF of a blind method; empty: none
     std::string method;
     MethodSettings settings;
     bool overwrite = false;

@@ -3,6 +3,7 @@
 
 #include <gnr_deconvolution/legacy.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -96,6 +97,47 @@ PreparedMethod MakeConjugate(const Method& method, const MethodSettings& setting
     return Staged(method, settings, {&CRyLegacy3DDeconvolutionFamily::LucyRichardsonTV_ICTM, 6, true}, sink);
 }
 
+/// Hands iterates on as they are: a blind core scales them for a comparison of another kind.
+class ObservedBlindCore final : public CRy3DBlindDeconvolutionCore {
+  public:
+    explicit ObservedBlindCore(IterateSink* sink) : sink_(sink) {}
+
+  protected:
+    void ComputeRMSE(std::vector<std::pair<unsigned, double>>&, unsigned, const SRyIRect3D&, const DFT3D*,
+                     float, const float* pfIterate, const float*) override {
+        if (sink_ != nullptr) sink_->OnIterate(1.0f, pfIterate);
+    }
+    void LogQualityVect(const std::vector<std::pair<unsigned, double>>&, unsigned) override {}
+
+  private:
+    IterateSink* sink_;
+};
+
+/// Units of work that a blind core reports when no pass ends early.
+unsigned UnitsOfBlindRun(unsigned limit, unsigned sweeps) {
+    unsigned units = 0;
+    for (unsigned done = 0; done < limit;) {
+        const unsigned counted = std::min(sweeps, limit - done);
+        units += 2 * counted;  // the second time for the PSF pass, or for the end of the run
+        done += counted;
+        if (done >= limit) break;
+        done += sweeps;
+        if (done >= limit) units += counted;
+    }
+    return units;
+}
+
+PreparedMethod MakeBlind(const Method& method, const MethodSettings& settings, IterateSink* sink) {
+    const auto params = MakeCounted<CRy3DBlindDeconvRunParameters>();
+    params->uiIterations = settings.iterations.value_or(method.iterations);
+    params->fBlindValue = static_cast<float>(settings.energyStop);
+    params->iBlindInnerSetting = settings.inner == 1 ? 0 : settings.inner == 10 ? 1 : 2;
+    params->bNoPsfGuard = settings.guard == BlindGuard::Never;
+    params->iBlindGuardSetting = settings.guard == BlindGuard::Within03Decades ? 1 : 0;
+    return {MakeCounted<ObservedBlindCore>(sink), params,
+            UnitsOfBlindRun(params->uiIterations, settings.inner)};
+}
+
 PreparedMethod MakeWiener(const Method& /*method*/, const MethodSettings& settings, IterateSink* /*sink*/) {
     PreparedMethod wiener{CRyAbstract3DDeconvolutionCore::Create3DDeconvolutionCore(eDeconvWiener),
                           CRy3DDeconvRunParameters::Create3DDeconvParameters(eDeconvWiener), 4};
@@ -169,6 +211,13 @@ const std::vector<Method>& Methods() {
          .regularization = 1.0,
          .wholeRegularization = true,
          .make = MakeConjugate},
+        {.name = "blind",
+         .summary = "Richardson-Lucy that refines the PSF too, from the one given; --iterations counts the "
+                    "sweeps of both",
+         .reads = {"--iterations", "--inner", "--guard", "--energy-stop", "--psf-out", "--truth"},
+         .iterations = 40,
+         .refinesPsf = true,
+         .make = MakeBlind},
         {.name = "wiener",
          .summary = "direct inverse filter, fastest; reads --noise",
          .reads = {"--noise"},
@@ -196,6 +245,7 @@ void CheckSettings(const Method& method, const MethodSettings& settings) {
     }
     RequireRange("--stop-ratio", settings.stopRatio, 0.0);
     RequireRange("--threshold-scale", settings.thresholdScale, 0.0);
+    RequireRange("--energy-stop", settings.energyStop, -kGreatestSetting);
 }
 
 }  // namespace rydecon

@@ -16,6 +16,9 @@
 
 namespace rydecon {
 
+/// When the data that blind passes fit may follow the estimate, as a distance of its peak from its first one.
+enum class BlindGuard { Never, Within03Decades, Within08Decades };
+
 /// All settings of all methods, as given on the command line; empty where the method's own default counts.
 struct MethodSettings {
     int noise = 0;                         ///< Wiener: step of the noise table, 0 (little noise) to 4 (much)
@@ -26,6 +29,9 @@ struct MethodSettings {
     bool wienerStart = false;              ///< begins from a Wiener filtered image
     double thresholdScale = 1.0;           ///< factor of the threshold of wavelet coefficients
     unsigned checkpointEvery = 10;         ///< iterations of a stage of a staged method
+    unsigned inner = 1;                    ///< blind: sweeps a pass, 1, 10 or 20
+    BlindGuard guard = BlindGuard::Never;
+    double energyStop = -1.0;  ///< blind: ends passes on their energy ratio; -0.5 or below never
 };
 
 /// A core with the parameter object that it takes.
@@ -45,6 +51,7 @@ struct Method {
     double leastRegularization = 0.0;  ///< smallest strength that makes sense
     bool liftsNegative = false;        ///< raises an image with negative samples above 0 by itself
     bool wholeRegularization = false;  ///< takes whole strengths only
+    bool refinesPsf = false;           ///< changes the PSF too, and counts sweeps of both
     Sides sides = Sides::Any;          ///< what it asks of the padded volume
     bool iterative() const { return iterations > 0; }
 

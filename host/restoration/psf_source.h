@@ -24,6 +24,9 @@ class PsfSource {
     /// Scans the rows. UserError for samples that are not finite and where none is above 0.
     PsfSource(std::unique_ptr<PsfRows> rows, const Messages& messages);
 
+    /// Samples on each axis.
+    Extent size() const { return rows_->size(); }
+
     /// Position of the largest sample; the middle of all of them where several are equally large.
     const Extent& peak() const { return peak_; }
 

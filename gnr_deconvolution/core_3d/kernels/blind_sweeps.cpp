@@ -21,6 +21,8 @@ namespace {
 
 /// Blocks of a plane for each thread: few, since threads wait for each other at every one.
 constexpr std::int64_t kBlocksPerThread = 2;
+/// Fewer samples a block are not worth the waiting.
+constexpr std::int64_t kLeastSamplesPerBlock = 2048;
 
 GNR_VECTOR_CLONES
 void StepRow(float* v, const float* A, const float* previous, std::int64_t n) {
@@ -121,7 +123,8 @@ float ExponentOfStep(const DFT3D& s, float* planes, const float* A, const float*
     const std::int64_t planeStride = s.planeStride;
     const std::int64_t length = s.rowLength;
     const std::int64_t columns = ImageColumns(s);
-    const std::int64_t blocks = kBlocksPerThread * ThreadsToCome();
+    const std::int64_t blocks =
+        std::clamp(planeStride / kLeastSamplesPerBlock, std::int64_t{1}, kBlocksPerThread * ThreadsToCome());
     const std::int64_t rowsPerBlock = std::max((s.rows + blocks - 1) / blocks, std::int64_t{1});
     const std::int64_t blocksPerPlane = (s.rows + rowsPerBlock - 1) / rowsPerBlock;
     float* const t1 = planes;
