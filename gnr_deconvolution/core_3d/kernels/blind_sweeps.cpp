@@ -19,8 +19,8 @@ namespace gnr::detail {
 
 namespace {
 
-/// Blocks of a plane for each thread: few, since threads wait for each other at every one.
-constexpr std::int64_t kBlocksPerThread = 2;
+/// Blocks of a plane for each thread: as few as there can be, since threads wait for each other at every one.
+constexpr std::int64_t kBlocksPerThread = 1;
 /// Fewer samples a block are not worth the waiting.
 constexpr std::int64_t kLeastSamplesPerBlock = 2048;
 
