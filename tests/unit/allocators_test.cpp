@@ -9,15 +9,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "support/sanitizer.h"
 #include "support/volumes.h"
-
-#if GNR_ADDRESS_SANITIZER
-/// Exhausted memory gives null under the sanitizer as it does without.
-extern "C" __attribute__((visibility("default"))) const char* __asan_default_options() {
-    return "allocator_may_return_null=1";
-}
-#endif
 
 namespace {
 

@@ -329,7 +329,6 @@ TEST_P(StagedEntries, AStopInAResumedCallParksToo) {
 // -------------------------------------------------------------------------------------------- what is wrong
 
 TEST_P(StagedEntries, MoreMemoryThanThereIs) {
-    if (!kAllocatorGivesNull) GTEST_SKIP() << "this allocator ends the program instead";
     OwnedStock stock;
     Call call = Make(3);
     call.beyondMemory = true;

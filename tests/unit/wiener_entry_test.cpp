@@ -124,7 +124,6 @@ std::vector<ProgressReport> Reports(int count) {
 
 /// The value of a core's success; the first unit has begun by then.
 TEST_F(WienerEntry, MoreMemoryThanThereIsGivesZero_stays) {
-    if (!kAllocatorGivesNull) GTEST_SKIP() << "this allocator ends the program instead";
     Call call(observed, psf);
     call.beyondMemory = true;
     EntryLog log;
