@@ -9,7 +9,7 @@
 
 #include "entries/gradient_steps.h"
 #include "entries/normal_operator.h"
-#include "entries/total_variation.h"
+#include "entries/total_variation_step.h"
 #include "support/kernel_buffers.h"
 #include "support/ref/total_variation_entries.h"
 #include "support/staged_calls.h"

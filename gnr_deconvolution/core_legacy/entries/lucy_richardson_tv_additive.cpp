@@ -6,7 +6,7 @@
 #include "entries/gradient_steps.h"
 #include "entries/normal_operator.h"
 #include "entries/staged_inputs.h"
-#include "entries/total_variation.h"
+#include "entries/total_variation_step.h"
 #include "kernels/richardson_lucy_update.h"
 
 using namespace gnr::detail;

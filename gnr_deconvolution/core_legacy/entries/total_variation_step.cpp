@@ -1,109 +1,18 @@
 // SPDX-License-Identifier: MIT
-
-// Divergence of the normalised gradient, by forward differences throughout.
-//
-//   samples   the first X - 3 columns, Y - 1 rows and Z - 1 planes; X row length, two of it padding
-//   borders   the last image column, row and plane copy the one before, in the gradient and in the divergence
-
-#include "entries/total_variation.h"
-
-#include <gnr_deconvolution/legacy.h>
+#include "entries/total_variation_step.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <cstddef>
-#include <cstdint>
 
 #include "detail/parallel.h"
 #include "detail/vector_clones.h"
+#include "entries/gradient_rows.h"
 #include "entries/gradient_steps.h"
 
 namespace gnr::detail {
 
 namespace {
-
-/// Gradients not above this have no direction.
-constexpr double kLeastLength = 1e-20;
-
-/// The samples at which there is a gradient.
-struct Interior {
-    explicit Interior(const DFT3D& s)
-        : columns(ImageColumns(s) - 1), rows(s.rows - 1), planes(s.planes - 1) {}
-    bool Empty() const { return columns < 1 || rows < 1 || planes < 1; }
-
-    std::int64_t columns;
-    std::int64_t rows;
-    std::int64_t planes;
-};
-
-/// Three components of the normalised gradient along a row.
-struct GradientRow {
-    float* x;
-    float* y;
-    float* z;
-};
-
-// below, behind  the same columns of the next row and of the next plane     n  length of the gradient
-GNR_VECTOR_CLONES
-void NormaliseGradient(const float* row, const float* below, const float* behind, std::int64_t count,
-                       float* __restrict gx, float* __restrict gy, float* __restrict gz) {
-    for (std::int64_t i = 0; i < count; ++i) {
-        const double dx = row[i + 1] - row[i];
-        const double dy = below[i] - row[i];
-        const double dz = behind[i] - row[i];
-        const double n = std::sqrt((dy * dy + dx * dx) + dz * dz);
-        const bool flat = n <= kLeastLength;
-        gx[i] = flat ? 0.0f : static_cast<float>(dx / n);
-        gy[i] = flat ? 0.0f : static_cast<float>(dy / n);
-        gz[i] = flat ? 0.0f : static_cast<float>(dz / n);
-    }
-}
-
-void NormaliseGradient(const DFT3D& s, const float* row, std::int64_t count, const GradientRow& g) {
-    NormaliseGradient(row, row + s.rowLength, row + s.planeStride, count, g.x, g.y, g.z);
-}
-
-// deliberate: forward differences of a field that is made by forward differences itself
-GNR_VECTOR_CLONES
-void Divergence(const GradientRow& g, const float* yBelow, const float* zBehind, std::int64_t count,
-                float* T) {
-    for (std::int64_t i = 0; i < count; ++i) {
-        T[i] = ((yBelow[i] - g.y[i]) + (g.x[i + 1] - g.x[i])) + (zBehind[i] - g.z[i]);
-    }
-}
-
-GNR_VECTOR_CLONES
-void StepRow(float* blurred, const float* data, const float* x, const float* T, float lambda,
-             std::int64_t count) {
-    for (std::int64_t i = 0; i < count; ++i) blurred[i] = ((data[i] - blurred[i]) - T[i] * lambda) + x[i];
-}
-
-// ------------------------------------------------------------------------------------------- whole volumes
-
-/// The last column of each computed row, the last row of each such plane, and the last plane.
-void FillBorders(const DFT3D& s, const Interior& inside, float* volume) {
-    ParallelFor(inside.planes, [=, &s](std::int64_t k) {
-        float* const plane = volume + k * s.planeStride;
-        for (std::int64_t j = 0; j < inside.rows; ++j) {
-            float* const row = plane + j * s.rowLength;
-            row[inside.columns] = row[inside.columns - 1];
-        }
-        std::copy_n(plane + (inside.rows - 1) * s.rowLength, s.rowLength, plane + inside.rows * s.rowLength);
-    });
-    std::copy_n(volume + (inside.planes - 1) * s.planeStride, s.planeStride,
-                volume + inside.planes * s.planeStride);
-}
-
-/// body(first float of the row) for each computed row.
-template <class Body>
-void ForRows(const DFT3D& s, const Interior& inside, Body body) {
-    ParallelFor(inside.rows * inside.planes, [=, &s](std::int64_t r) {
-        body(r / inside.rows * s.planeStride + r % inside.rows * s.rowLength);
-    });
-}
-
-// ---------------------------------------------------------------------------------------------------- tiles
 
 /// A tile runs through all planes. Its gradients, of this plane and of the next, stay in the nearest caches; a
 /// row and a column of each are those of the tile's neighbours, computed again.
@@ -179,6 +88,12 @@ class TermRow {
     std::array<float, kTileColumns + 1 + kRowPadding> T_;
 };
 
+GNR_VECTOR_CLONES
+void StepRow(float* blurred, const float* data, const float* x, const float* T, float lambda,
+             std::int64_t count) {
+    for (std::int64_t i = 0; i < count; ++i) blurred[i] = ((data[i] - blurred[i]) - T[i] * lambda) + x[i];
+}
+
 /// Where a step goes.
 struct StepBuffers {
     float* blurred;
@@ -232,28 +147,3 @@ void StepDownTotalVariation(const DFT3D& s, float* blurred, const float* data, c
 }
 
 }  // namespace gnr::detail
-
-using namespace gnr::detail;
-
-void CRyLegacy3DDeconvolutionFamily::ComputeTVDivergence3D(const DFT3D* sizes, float* gx, float* gy,
-                                                           float* gz, float* T, float* x) {
-    const DFT3D& s = *sizes;
-    const Interior inside(s);
-    if (inside.Empty()) {
-        for (float* const volume : {gx, gy, gz, T}) {
-            ParallelRows(s, volume, [columns = ImageColumns(s)](float* row, std::int64_t) {
-                std::fill_n(row, columns, 0.0f);
-            });
-        }
-        return;
-    }
-    ForRows(s, inside, [=, &s](std::int64_t n) {
-        NormaliseGradient(s, x + n, inside.columns, {gx + n, gy + n, gz + n});
-    });
-    for (float* const component : {gx, gy, gz}) FillBorders(s, inside, component);
-    ForRows(s, inside, [=, &s](std::int64_t n) {
-        Divergence({gx + n, gy + n, gz + n}, gy + n + s.rowLength, gz + n + s.planeStride, inside.columns,
-                   T + n);
-    });
-    FillBorders(s, inside, T);
-}
