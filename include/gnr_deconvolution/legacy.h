@@ -98,8 +98,8 @@ class GNR_API CRy3DDeconvolution {
     /// uiSetting  K: 0 to 4 give 0.01, 0.03, 0.08, 0.2, 0.5, anything else 0.01
     /// Progress   four units: transform of the PSF; normalisation and transform of the image; filter; inverse
     ///            transform and renormalisation
-    /// Returns    1; -1 stopped by the callback, pfImage being a spectrum from the end of the second unit to the
-    ///            begin of the fourth; 0 without memory, pfImage untouched
+    /// Returns    1; -1 stopped by the callback, pfImage being a spectrum from the end of the second unit to
+    ///            the begin of the fourth; 0 without memory, pfImage untouched
     /// Source     Wiener 1949; Gonzalez and Woods 2008, section 5.8 (docs/bibliography.md)
     int Wiener(DFT3D* s, float* pfPsf, float* pfImage, RyProgressCallback pfn, void* pData,
                unsigned uiSetting, int iUnused1, int iUnused2);
@@ -239,8 +239,8 @@ class GNR_API CRyLegacy3DDeconvolutionFamily {
     //
     //   iIterations  of this call; 0 or below: none
     //   Returns      1; -8 stopped by the callback, pfImage being that of the last finished iteration; -9
-    //                without memory, or for a resumed call whose stock lacks g or H of this size; then nothing
-    //                is changed
+    //                without memory, or for a resumed call whose stock lacks g or H of this size; then
+    //                nothing is changed
     //   Numbers      neither step is clipped at 0
 
     /// Gradient step of length 1 on squared error and total variation; stages give the bits of one long run.
@@ -272,7 +272,7 @@ class GNR_API CRyLegacy3DDeconvolutionFamily {
 
     /// Divergence of the normalised gradient, both by forward differences.
     ///
-    ///   (dx, dy, dz) = x(i+1, j, k) - x(i, j, k), and so on, in float;  n = sqrt(dy^2 + dx^2 + dz^2) in double
+    ///   dx = x(i+1) - x, dy = x(j+1) - x, dz = x(k+1) - x, in float;  n = sqrt(dy^2 + dx^2 + dz^2) in double
     ///   g = d / n, rounded to float;  0 where n is not above 1e-20
     ///   T = (gy(j+1) - gy) + (gx(i+1) - gx) + (gz(k+1) - gz),  in float
     ///

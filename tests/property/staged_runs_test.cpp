@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// Properties of restorations in stages: stages add up to one long run, a stock that went through its file is as
-// good as one that did not, and nothing is leaked or freed twice.
+// Properties of restorations in stages: stages add up to one long run, a stock that went through its file is
+// as good as one that did not, and nothing is leaked or freed twice.
 
 #include <gtest/gtest.h>
 
@@ -25,8 +25,8 @@ class StagedRuns : public testing::TestWithParam<Staged> {
 INSTANTIATE_TEST_SUITE_P(Entries, StagedRuns, testing::ValuesIn(kStagedEntries),
                          [](const auto& entry) { return NameOf(entry.param); });
 
-/// The image after stages of so many iterations each, every one on fresh buffers of the host; `park` runs between
-/// them.
+/// The image after stages of so many iterations each, every one on fresh buffers of the host; `between` runs
+/// between them.
 template <class Between>
 Volume InStages(Staged entry, const Volume& observed, const Volume& psf, const std::vector<int>& stages,
                 Between between) {

@@ -15,7 +15,8 @@
 
 namespace gnr::test {
 
-/// Blocks of this size or more, in bytes, are counted; a volume of the tests is larger, plans are far smaller.
+/// Blocks of this size or more, in bytes, are counted; a volume of the tests is larger, plans are far
+/// smaller.
 inline constexpr std::size_t kVolumeLike = std::size_t{200} * 1024;
 
 extern std::atomic<std::size_t> largeBlocks;  ///< handed out so far

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// The restorations in stages against what defines them: the divergence against plain loops, whole runs against
-// chains of serial kernels, both bit for bit, and against double-precision twins.
+// The restorations in stages against what defines them: the divergence against plain loops, whole runs
+// against chains of serial kernels, both bit for bit, and against double-precision twins.
 
 #include <gtest/gtest.h>
 
@@ -53,7 +53,7 @@ TEST_P(TotalVariationSizes, TheDivergenceIsThatOfPlainLoops) {
         Buffer expected[4];
         Buffer got[4];
         for (Buffer* const four : {expected, got}) {
-            for (int n = 0; n < 4; ++n) four[n] = Floats(n);
+            for (unsigned n = 0; n < 4; ++n) four[n] = Floats(n);
         }
         if (s.rows == 1 || s.planes == 1) {
             for (Buffer& buffer : expected) {
@@ -211,8 +211,7 @@ INSTANTIATE_TEST_SUITE_P(Cases, StagedTwins,
 
 // ------------------------------------------------------------------------------------------ conjugate step
 
-/// Where the gradient is exactly 0, and where its square is, the direction before drops out. Powers of two keep
-/// every product exact.
+/// Where the gradient is exactly 0, the direction before drops out.
 TEST(ConjugateStep, ADirectionDropsOutWhereTheGradientIsZero_stays) {
     const DFT3D s = Geometry(4, 1, 1);
     float x[] = {1, 1, 1, 1, 0, 0};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// The restorations in stages as their host sees them in one call: codes, untouched inputs, progress and stops.
+// The restorations in stages as their host sees them in one call: codes, untouched inputs, progress and
+// stops.
 
 #include <gtest/gtest.h>
 

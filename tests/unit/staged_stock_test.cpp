@@ -152,7 +152,8 @@ TEST_P(StagedStock, AResumedCallTakesImageAndPsfBack) {
     EXPECT_TRUE(SameBytes(resumed.psf, psf));
 }
 
-/// Everything that is parked stays the stock's, as the same blocks; only "image" changes, and only where asked.
+/// Everything that is parked stays the stock's, as the same blocks; only "image" changes, and only where
+/// asked.
 TEST_P(StagedStock, AResumedCallLeavesTheStocksBlocks) {
     for (const bool store : {false, true}) {
         OwnedStock stock;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// The divergence of the normalised gradient where it can be told by hand: flat parts, steps, borders, padding.
+// The divergence of the normalised gradient where it can be told by hand: flat parts, steps, borders,
+// padding.
 
 #include <gnr_deconvolution/legacy.h>
 #include <gtest/gtest.h>
@@ -73,7 +74,8 @@ TEST(TotalVariationDivergence, BordersCopyTheirNeighbours) {
     EXPECT_EQ(atColumn, (d.gy.at(4, 2, 1) - d.gy.at(4, 1, 1)) + 0.0f + (d.gz.at(4, 1, 2) - d.gz.at(4, 1, 1)));
 }
 
-/// Padding of x is not read; that of rows that are computed stays, and goes along where a row or plane is copied.
+/// Padding of x is not read; that of rows that are computed stays, and goes along where a row or plane is
+/// copied.
 TEST(TotalVariationDivergence, PaddingIsLeftAlone) {
     Volume x(6, 5, 4);
     x.FillRandom(3, 0, 100);

@@ -32,7 +32,8 @@ struct GradientRow {
     float* z;
 };
 
-/// Gradient of `count` samples of a row over its length, rounded to float; 0 where the length is not above 1e-20.
+/// Gradient of `count` samples of a row over its length, rounded to float; 0 where the length is not above
+/// 1e-20.
 void NormaliseGradient(const DFT3D& s, const float* row, std::int64_t count, const GradientRow& g);
 
 /// T := (yBelow - g.y) + (g.x of the next sample - g.x) + (zBehind - g.z), for `count` samples.

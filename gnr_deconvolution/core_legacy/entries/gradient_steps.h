@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The sweeps that end an iteration of a restoration in stages. Each is what the chain of kernels gives, sample by
-// sample and rounding by rounding, over the whole buffer, in one parallel pass.
+// The sweeps that end an iteration of a restoration in stages. Each is what the chain of kernels gives, sample
+// by sample and rounding by rounding, over the whole buffer, in one parallel pass.
 //
 //   x  estimate     A  H^T H x, then the next x, for the next transform     B  H^T g
 
@@ -23,8 +23,8 @@ struct ConjugateVolumes {
 };
 
 /// R := (A - B) + lambda x
-/// P := R, and behind the `first` step the direction before times (R(before)^2 + 1) / (R^2 + 1); times 0 where
-///      R^2 is 0
+/// P := R, and behind the `first` step the direction before times (R(before)^2 + 1) / (R^2 + 1), or times 0
+///      where R^2 is 0, added
 /// x := x + length P;  A := x
 void StepAlongConjugate(const DFT3D& s, const ConjugateVolumes& volumes, float lambda, float length,
                         bool first);

@@ -17,13 +17,13 @@ class StagedInputs {
     /// `lambda` is the weight unless a stock knows another.
     StagedInputs(const DFT3D& s, float lambda) : s_(s), lambda_(lambda) {}
 
-    /// First call: copies the image and transforms a copy of the PSF. Resumed call: takes the parked image and PSF
-    /// back into the caller's buffers, the rest from the stock. False, with nothing changed, without memory or
-    /// where the stock lacks g or H of this size.
+    /// First call: copies the image and transforms a copy of the PSF. Resumed call: takes the parked image and
+    /// PSF back into the caller's buffers, the rest from the stock. False, with nothing changed, without
+    /// memory or where the stock lacks g or H of this size.
     bool Begin(bool resume, CRyMemoryStock* stock, float* psf, float* image);
 
-    /// Parks everything. A key that the stock holds already keeps its content, but for the image. What the stock
-    /// does not take over is freed with this object.
+    /// Parks everything. A key that the stock holds already keeps its content, but for the image. What the
+    /// stock does not take over is freed with this object.
     void Park(CRyMemoryStock& stock, float* psf, float* image);
 
     float* g() const { return g_; }

@@ -14,8 +14,8 @@ namespace gnr::detail {
 
 namespace {
 
-/// A tile runs through all planes. Its gradients, of this plane and of the next, stay in the nearest caches; a
-/// row and a column of each are those of the tile's neighbours, computed again.
+/// A tile runs through all planes. Its gradients, of this plane and of the next, stay in the nearest caches;
+/// a row and a column of each are those of the tile's neighbours, computed again.
 constexpr std::int64_t kTileColumns = 128;
 constexpr std::int64_t kTileRows = 8;
 

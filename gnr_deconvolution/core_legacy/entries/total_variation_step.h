@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The total-variation step of a restoration: what the chain over ComputeTVDivergence3D gives, sample by sample
-// and rounding by rounding, without volumes for gradient and divergence.
+// The total-variation step of a restoration: what the chain over ComputeTVDivergence3D gives, sample by
+// sample and rounding by rounding, without volumes for gradient and divergence.
 
 #include <gnr_deconvolution/kernels_3d.h>
 
