@@ -102,7 +102,7 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
             "blind: the data that passes fit follow the estimate while its peak stays within so many "
             "decades of the first; off: they stay the image")
         ->transform(CLI::CheckedTransformer(kGuards))
-        ->default_str("0.8")
+        ->default_str("off")
         ->option_text("off|0.3|0.8");
     command
         ->add_option(

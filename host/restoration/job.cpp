@@ -165,7 +165,10 @@ std::string EndOfRun(const Method& method, const PreparedMethod& prepared, unsig
 /// Two outputs need two files, neither of which is an input.
 void CheckPsfOutput(const RestoreJob& job) {
     if (job.psfOutput.empty()) return;
-    if (std::filesystem::weakly_canonical(job.psfOutput) == std::filesystem::weakly_canonical(job.output)) {
+    const auto whole = [](const std::filesystem::path& path) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
+    };
+    if (whole(job.psfOutput) == whole(job.output)) {
         throw UserError("--psf-out and --output name the same file; give them different names",
                         ExitCode::Usage);
     }

@@ -30,7 +30,7 @@ struct MethodSettings {
     double thresholdScale = 1.0;           ///< factor of the threshold of wavelet coefficients
     unsigned checkpointEvery = 10;         ///< iterations of a stage of a staged method
     unsigned inner = 1;                    ///< blind: sweeps a pass, 1, 10 or 20
-    BlindGuard guard = BlindGuard::Within08Decades;
+    BlindGuard guard = BlindGuard::Never;
     double energyStop = -1.0;  ///< blind: ends passes on their energy ratio; -0.5 or below never
 };
 
