@@ -4,6 +4,7 @@
 // Jobs for the drivers of blind deconvolution, and what the drivers are made of: passes of the exported inner
 // loops on buffers of the test.
 
+#include <gnr_deconvolution/cores.h>
 #include <gnr_deconvolution/legacy.h>
 
 #include <string>
@@ -47,6 +48,33 @@ class BlindReplay {
         return count;
     }
 };
+
+/// A run of the blind core without stop test.
+struct BlindCoreJob : RestorationJob<CRy3DBlindDeconvRunParameters> {
+    explicit BlindCoreJob(unsigned iterations = 4, int inner = 0)
+        : RestorationJob<CRy3DBlindDeconvRunParameters>(BlindObserved(), BlindGuess()) {
+        params.uiIterations = iterations;
+        params.iBlindInnerSetting = inner;
+        params.fBlindValue = -1.0f;
+    }
+    BlindReplay Replay() const { return {image, psf}; }
+};
+
+/// The passes of a run under no stop test, `cycles` of image and PSF, the data following where asked.
+inline void ReplayCycles(BlindReplay& replay, int cycles, unsigned sweeps, bool follows,
+                         bool endsWithImage = false) {
+    for (int n = 0; n < cycles; ++n) {
+        replay.ImagePass(BlindForm::Parallel, sweeps, -1);
+        if (follows) replay.data = replay.image;
+        if (n + 1 == cycles && endsWithImage) return;
+        replay.PsfPass(BlindForm::Parallel, sweeps, -1);
+    }
+}
+
+inline void ExpectReplayed(const BlindCoreJob& job, const BlindReplay& replay) {
+    EXPECT_TRUE(SameImage(job.image, replay.image)) << "image";
+    EXPECT_TRUE(SameImage(job.psf, replay.psf)) << "psf";
+}
 
 /// Whole sequences, written as a line: b begin, e4 end with 4 units, p poll.
 inline std::string LineOf(const ProgressLog& log) {

@@ -143,6 +143,27 @@ TEST_P(BlindSweeps, ExponentIsThatOfTheKernel) {
     EXPECT_GT(inside, 0);
 }
 
+/// Planes that are worth several blocks of rows, with samples left out here and there.
+TEST_P(BlindSweeps, ExponentOfLargePlanesKeepsTheOrderOfItsSums) {
+    const DFT3D large = gnr::test::Geometry(66, 130, 3);
+    Buffer a = gnr::test::RandomFloats(static_cast<std::size_t>(large.total), 50);
+    Buffer c = gnr::test::RandomFloats(a.size(), 51);
+    Buffer d = c;
+    for (std::size_t i = 0; i < d.size(); ++i) d[i] = d[i] * d[i] * d[i] + 0.01f * a[i];
+    Buffer planes(4 * static_cast<std::size_t>(large.planeStride));
+    const auto exponent = [&] {
+        return ExponentOfStep(large, planes.data(), a.data(), a.data(), c.data(), d.data());
+    };
+    const float alpha = exponent();
+    EXPECT_GT(alpha, 0.0f);
+    EXPECT_LT(alpha, 1.0f);
+    EXPECT_NEAR(
+        alpha, Low::Recompute_dAlphaK3D(planes.data(), a.data(), a.data(), c.data(), d.data(), &large), 1e-6);
+    for (int repeat = 0; repeat < 5; ++repeat) EXPECT_EQ(exponent(), alpha);
+    const ThreadCount one(1);
+    EXPECT_EQ(exponent(), alpha);
+}
+
 TEST_P(BlindSweeps, ExponentWritesTwoPlanesOfScratchOnly) {
     Buffer a = Positive(1);
     Buffer planes(4 * static_cast<std::size_t>(s.planeStride), 5.0f);

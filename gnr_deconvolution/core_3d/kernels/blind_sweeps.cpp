@@ -2,6 +2,8 @@
 #include "kernels/blind_sweeps.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 
@@ -158,15 +160,12 @@ float ExponentOfStep(const DFT3D& s, float* planes, const float* A, const float*
 }
 
 void Arrange(const DFT3D& s, float* const (&target)[3], const float* const (&source)[3]) {
-    const auto [target0, target1, target2] = target;
-    const auto [source0, source1, source2] = source;
+    const std::array<float*, 3> to = {target[0], target[1], target[2]};
+    const std::array<const float*, 3> from = {source[0], source[1], source[2]};
     EachGroup<AllThreads>(s.total, [=](std::int64_t i, auto group) {
-        const Lanes4 v0 = group.Load(source0 + i);
-        const Lanes4 v1 = group.Load(source1 + i);
-        const Lanes4 v2 = group.Load(source2 + i);
-        group.Store(target0 + i, v0);
-        group.Store(target1 + i, v1);
-        group.Store(target2 + i, v2);
+        const std::array<Lanes4, 3> v = {group.Load(from[0] + i), group.Load(from[1] + i),
+                                         group.Load(from[2] + i)};
+        for (std::size_t n = 0; n < to.size(); ++n) group.Store(to[n] + i, v[n]);
     });
 }
 
