@@ -15,7 +15,6 @@ constexpr BlindForm kSimForm = {
     .power = Power::OfColumns,
     .zeroDivisor = ZeroDivisor::BecomesZero,
     .firstAlpha = 1.0f,
-    .scalesByOne = true,
     .fillsAlways = false,
     .stopTest = StopTest::BeforeUpdate,
     .testsPlainPasses = false,

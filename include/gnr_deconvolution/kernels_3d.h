@@ -299,6 +299,7 @@ class GNR_API CRy3DDeconvolutionLow {
     //   first alpha            1                    0                     1
     //   power                  PowVkAlpha3D         SSE_PowVkAlpha3D      PowVkAlpha3D
     //   g / 0                  stays 0, sign too    +0                    +0
+    //   times c                always               where c is not 1      always
     //   stop test              before the update    after the update      before, where bAccelerate
     //   ends too where E moved
     //   by less than 0.01 E    fStopE8 > 0, i > 0   never                 as AccIBD, where bAccelerate

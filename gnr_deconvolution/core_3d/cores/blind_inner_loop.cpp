@@ -15,7 +15,6 @@ constexpr BlindForm kParallelForm = {
     .power = Power::WithShortcuts,
     .zeroDivisor = ZeroDivisor::BecomesZero,
     .firstAlpha = 0.0f,
-    .scalesByOne = false,
     .fillsAlways = true,
     .stopTest = StopTest::AfterUpdate,
     .testsPlainPasses = true,

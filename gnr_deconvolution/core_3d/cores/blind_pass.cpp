@@ -130,8 +130,7 @@ class Pass {
           accelerates_(accelerates) {}
 
     void Prepare() {
-        const float c = Compensation(p_);
-        factor_ = form_.scalesByOne || c != 1.0f ? c : 1.0f;
+        c_ = Compensation(p_);
         Low::DFT3D_Transform_NonInPlace(&p_.sizes, p_.otf, p_.fixed);
         if (accelerates_ || form_.fillsAlways) {
             Low::SSE_SetOnesFour(p_.v, p_.previous, p_.gradient1, p_.gradient2, &p_.sizes);
@@ -177,7 +176,7 @@ class Pass {
         FormRatio(p_.sizes, R, p_.observed, form_.zeroDivisor);
         BackProjectWithOtf(p_.sizes, R, p_.otf);
         if (progress_.StopAtPoll()) return false;
-        RichardsonLucyUpdate(p_.sizes, p_.updated, nullptr, R, factor_, false);
+        RichardsonLucyUpdate(p_.sizes, p_.updated, nullptr, R, c_, false);
         return !accelerates_ || LookAhead();
     }
 
@@ -198,7 +197,7 @@ class Pass {
     EnergyTest energy_;
     Acceleration acceleration_;
     bool accelerates_;
-    float factor_ = 1.0f;
+    float c_ = 1.0f;
 };
 
 }  // namespace

@@ -15,14 +15,13 @@ namespace gnr::detail {
 
 enum class StopTest { BeforeUpdate, AfterUpdate };
 
-/// What tells the forms apart.
+/// What tells the forms apart. One cell of the table is none: the serial and the structured-illumination form
+/// scale by c always, the parallel one where c is not 1, and a product with 1 changes no sample.
 struct BlindForm {
     ProgressText text;
     Power power;
     ZeroDivisor zeroDivisor;
     float firstAlpha;
-    /// A is multiplied by c also where c is 1.
-    bool scalesByOne;
     /// Plain passes too begin with the four volumes of the acceleration set to 1.
     bool fillsAlways;
     StopTest stopTest;

@@ -16,7 +16,6 @@ constexpr BlindForm kSerialForm = {
     .power = Power::OfColumns,
     .zeroDivisor = ZeroDivisor::Stays,
     .firstAlpha = 1.0f,
-    .scalesByOne = true,
     .fillsAlways = true,
     .stopTest = StopTest::BeforeUpdate,
     .testsPlainPasses = true,
