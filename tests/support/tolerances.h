@@ -39,6 +39,14 @@ inline double RestorationTolerance(double samples, double steps, double largest)
 /// apart, relatively: ten times what single precision moves them in the cases compared.
 inline constexpr double kDecisionMargin = 1e-4;
 
+/// Back-projections on either side of the bound below which an exponent leaves a sample out must be this far
+/// from it, relative to the largest: ten times the rounding of two pairs of transforms.
+inline constexpr double kSkipMargin = 1e-5;
+
+/// Blurred estimates that are divided by must be this large, relative to the largest: the rounding of their
+/// transforms then stays a small part of the quotient.
+inline constexpr double kBlurMargin = 1e-4;
+
 /// Trials of a line search are told apart for certain where their gains differ by this part of the bound of
 /// their rounding: the roundings of many samples cancel for the most part.
 inline constexpr double kGainMargin = 0.5;
