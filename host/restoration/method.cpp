@@ -18,7 +18,7 @@ namespace {
 template <class T, class... Arguments>
 CRyRefCountPtr<T> MakeCounted(Arguments... arguments) {
     auto* const object = new T(arguments...);
-    const CRyRefCountPtr<T> owner(object);
+    CRyRefCountPtr<T> owner(object);
     object->Release();
     return owner;
 }
