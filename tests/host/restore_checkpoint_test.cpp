@@ -5,7 +5,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <optional>
 #include <regex>
 #include <thread>
 
@@ -16,18 +15,13 @@
 namespace rydecon {
 namespace {
 
-using test::AllFinite;
-using test::Blurred;
 using test::FileBytes;
 using test::GaussianPsf;
-using test::IsOneErrorLine;
 using test::MakeStack;
 using test::ProgramResult;
 using test::ProgramSettings;
-using test::Rmse;
 using test::RunningProgram;
 using test::RunProgram;
-using test::SmallObject;
 using test::Stack;
 using test::Words;
 using Clock = std::chrono::steady_clock;
@@ -328,53 +322,6 @@ TEST_P(RestoreParked, MethodsThatCannotBeParkedSaySo) {
     zero.insert(zero.end(), method.begin(), method.end());
     ExpectRefusal(zero, 2, "--checkpoint-every");
     ExpectResumeRefused({"--regularization", "1.5"}, "must be a whole number", 2);
-}
-
-// ---------------------------------------------------------------------------------------- pictures
-
-TEST_P(RestoreParked, ShapeVoxelAndFluxStay) {
-    const Stack blurred = Blurred(SmallObject(), GaussianPsf());
-    const Stack restored = Restored(blurred, GaussianPsf(), Method({"--regularization", "0"}));
-    EXPECT_EQ(restored.header.width, 32);
-    EXPECT_EQ(restored.header.height, 27);
-    EXPECT_EQ(restored.header.planes, 16);
-    EXPECT_NEAR(restored.header.voxel.z.value_or(0), 0.3, 1e-9);
-    EXPECT_TRUE(AllFinite(restored));
-    EXPECT_NEAR(restored.Sum() / blurred.Sum(), 1.0, 0.01);
-    EXPECT_EQ(said_.err, "");
-}
-
-TEST_P(RestoreParked, DarkStaysDarkAndAnyShapeIsTaken) {
-    const Stack dark =
-        Restored(MakeStack(12, 9, 5, [](int, int, int) { return 0; }), GaussianPsf(), Method());
-    for (const float sample : dark.samples) ASSERT_EQ(sample, 0.0f);
-    for (const auto& [width, height, planes] :
-         {std::array{1, 1, 1}, {1, 23, 1}, {1, 1, 31}, {31, 37, 1}, {2, 2, 2}}) {
-        const Stack image = MakeStack(width, height, planes,
-                                      [](int i, int j, int k) { return 5 + (i * 7 + j * 3 + k * 11) % 10; });
-        const Stack restored = Restored(image, GaussianPsf(), Method());
-        EXPECT_EQ(restored.samples.size(), image.samples.size());
-        EXPECT_TRUE(AllFinite(restored));
-        EXPECT_GT(restored.Sum(), 0.0);
-    }
-}
-
-class RestoreTotalVariation : public test::RestoreTest {};
-
-TEST_F(RestoreTotalVariation, BringsTheErrorDownAndReadsItsStrength) {
-    const Stack object = SmallObject();
-    const Stack blurred = Blurred(object, GaussianPsf());
-    const Stack restored = Restored(blurred, GaussianPsf(), {"--method", "tv"});
-    EXPECT_LT(Rmse(restored, object), 0.95 * Rmse(blurred, object));
-    const Stack plain = Restored(blurred, GaussianPsf(), {"--method", "tv", "--regularization", "0"});
-    EXPECT_NE(plain.samples, restored.samples);
-}
-
-TEST_F(RestoreTotalVariation, IctmGoesUpTheMisfit_stays) {
-    const Stack object = SmallObject();
-    const Stack blurred = Blurred(object, GaussianPsf());
-    const Stack smoothed = Restored(blurred, GaussianPsf(), {"--method", "tv-ictm", "--regularization", "0"});
-    EXPECT_GT(Rmse(smoothed, object), Rmse(blurred, object));
 }
 
 }  // namespace
