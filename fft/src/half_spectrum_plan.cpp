@@ -4,32 +4,13 @@
 #include <omp.h>
 
 #include <algorithm>
-#include <mutex>
 
 #include "parallel.h"
+#include "planner.h"
 
 namespace gnr::fft {
 
 namespace {
-
-/// FFTW makes and destroys plans on shared state; only executing them is safe from several threads.
-std::mutex& PlannerLock() {
-    static std::mutex lock;
-    return lock;
-}
-
-/// Plans under the lock, for `threads` threads, and leaves the planner's thread count as it was.
-template <class MakePlan>
-Plan MakeGuarded(int threads, MakePlan makePlan) {
-    const std::lock_guard guard(PlannerLock());
-    static const bool ready = fftwf_init_threads() != 0;
-    if (!ready) return nullptr;
-    const int before = fftwf_planner_nthreads();
-    fftwf_plan_with_nthreads(threads);
-    Plan plan(makePlan());
-    fftwf_plan_with_nthreads(before);
-    return plan;
-}
 
 /// FFTW's description of an axis from its length and strides.
 fftwf_iodim64 Axis(std::ptrdiff_t length, std::ptrdiff_t in, std::ptrdiff_t out) {
@@ -72,11 +53,6 @@ void FinishRow(const Geometry& g, float* row, float scale) {
 }
 
 }  // namespace
-
-void DestroyPlan::operator()(fftwf_plan plan) const {
-    const std::lock_guard guard(PlannerLock());
-    fftwf_destroy_plan(plan);
-}
 
 bool TransformForward(const Geometry& g, float* real, fftwf_complex* spectrum) {
     fftwf_iodim64 axes[3];

@@ -1,21 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// FFTW plans of one transform between a strided real volume and its half spectrum.
+// One transform between a strided real volume and its half spectrum.
 
 #include <fftw3.h>
-
-#include <memory>
-#include <type_traits>
 
 #include "geometry.h"
 
 namespace gnr::fft {
-
-struct DestroyPlan {
-    void operator()(fftwf_plan plan) const;
-};
-using Plan = std::unique_ptr<std::remove_pointer_t<fftwf_plan>, DestroyPlan>;
 
 /// Real volume to half spectrum. `real` and `spectrum` are the first samples; the same memory only where the
 /// geometry shares rows. Unscaled. False where FFTW has no plan.
