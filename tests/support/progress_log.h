@@ -35,6 +35,11 @@ inline ProgressReport ReportOf(ERyProgressPhase phase) {
     return {L"Performing Deconvolution...", 0, 0, 0, phase == eProgressStepEnd ? 1u : 0u, phase};
 }
 
+/// What a 2D entry sends.
+inline ProgressReport PictureReport(ERyProgressPhase phase) {
+    return {L"Running Deconvolution...", 0, 0, 0, 0, phase};
+}
+
 /// Records; answers `answer` at call number `stopAt` (from 0) and 0 otherwise.
 class ProgressLog {
   public:

@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// Vector extrapolation of the accelerated Richardson-Lucy loops on frames. Biggs and Andrews 1997
+// (docs/bibliography.md), in the logarithmic domain.
+
+#include <gnr_deconvolution/object_frame.h>
+
+struct FFT2DSpec_R_32f;
+
+namespace gnr::detail {
+
+/// Exponent of the next step from the last two corrections e and f, the estimate x and the one before, c:
+///
+///   p = log10(f) c,  q = log10(e)
+///   alpha = sum of q x p / sum of p p, over samples where e and f are above 1e-10, within 0 .. 1
+///
+/// Numbers  float throughout, sums in the order of the samples. 0 where the sum of p p is at most 1e-10
+float Recompute_dAlphaK2D(const float* x, const float* c, const float* e, const float* f, unsigned W,
+                          unsigned H);
+
+/// Frames and transform of an accelerated loop.
+struct AcceleratedFrames {
+    unsigned W;
+    unsigned H;
+    float* x;    ///< estimate
+    float* y;    ///< what it is compared with
+    float* otf;  ///< packed spectrum of the partner
+    float* b;    ///< base of the next power; in between the ratio
+    float* c;    ///< estimate of the iteration before
+    float* d;    ///< correction of this iteration
+    float* e;    ///< correction of the one before
+    float* f;    ///< correction before that
+    unsigned char* buffer;
+    int bufferSize;
+    FFT2DSpec_R_32f* spec;
+};
+
+/// The steps that the plain and the blind loop share; where they clip, ask for a stop and end is their own.
+class AcceleratedSteps {
+  public:
+    /// Takes the spectrum and the sum of the partner h, and starts from x.
+    AcceleratedSteps(const AcceleratedFrames& frames, const float* h);
+
+    /// x := x b^alpha, then x := x H^T(y / (H x)) / sum of h
+    void Correct() const;
+    /// b := x / x before; alpha from the corrections of the two iterations before this one; then all move on.
+    void Remember();
+
+  private:
+    AcceleratedFrames frames_;
+    float inverseSum_;
+    float alpha_ = 1.0f;
+};
+
+}  // namespace gnr::detail

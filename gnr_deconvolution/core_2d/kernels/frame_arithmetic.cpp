@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#include "kernels/frame_arithmetic.h"
+
+#include <fft/ippi.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "detail/float_bounds.h"
+#include "kernels/frame_steps.h"
+
+namespace gnr::detail {
+
+namespace {
+
+/// Divisors not above this give no ratio.
+constexpr float kLeastDivisor = FloatNotAbove(1e-20);
+
+}  // namespace
+
+void ClipSmallerThanZero2D(float* v, unsigned W, unsigned H) {
+    std::for_each_n(v, Samples(W, H), [](float& sample) { sample = sample <= 0.0f ? 0.0f : sample; });
+}
+
+void SetOnes2D(float* v, unsigned W, unsigned H) {
+    ippiSet_32f_C1R(1.0f, v, StepOf(W), SizeOf(W, H));
+}
+
+void CopyFrame(float* dst, const float* src, unsigned W, unsigned H) {
+    std::copy_n(src, Samples(W, H), dst);
+}
+
+void MultiplyFrame(float* v, const float* w, unsigned W, unsigned H) {
+    ippiMul_32f_C1IR(w, StepOf(W), v, StepOf(W), SizeOf(W, H));
+}
+
+void ScaleFrame(float* v, float factor, unsigned W, unsigned H) {
+    ippiMulC_32f_C1IR(factor, v, StepOf(W), SizeOf(W, H));
+}
+
+void RatioOrZero(float* dst, const float* a, const float* b, unsigned W, unsigned H) {
+    std::transform(a, a + Samples(W, H), b, dst, [](float dividend, float divisor) {
+        return std::fabs(divisor) <= kLeastDivisor ? 0.0f : dividend / divisor;
+    });
+}
+
+void RatioOrOne(float* dst, const float* a, const float* b, unsigned W, unsigned H) {
+    // deliberate: the divisor's sign counts here, unlike in RatioOrZero
+    std::transform(a, a + Samples(W, H), b, dst, [](float dividend, float divisor) {
+        return divisor <= kLeastDivisor ? 1.0f : dividend / divisor;
+    });
+}
+
+void PowVkAlpha2D(float* v, unsigned W, unsigned H, float alpha) {
+    // The powers 0 and 1 are what std::pow gives for every base, a NaN included.
+    if (alpha == 1.0f) return;
+    if (alpha == 0.0f) return SetOnes2D(v, W, H);
+    std::for_each_n(v, Samples(W, H), [alpha](float& sample) { sample = std::pow(sample, alpha); });
+}
+
+double SumOfFrame(const float* v, unsigned W, unsigned H) {
+    double sum = 0.0;
+    ippiSum_32f_C1R(v, StepOf(W), SizeOf(W, H), &sum, ippAlgHintAccurate);
+    return sum;
+}
+
+float MaximumOfFrame(const float* v, unsigned W, unsigned H) {
+    float greatest = std::numeric_limits<float>::lowest();
+    for (std::size_t n = 0; n < Samples(W, H); ++n) greatest = v[n] > greatest ? v[n] : greatest;
+    return greatest;
+}
+
+}  // namespace gnr::detail
