@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "psf/bessel.h"
+#include "detail/bessel.h"
 #include "support/psf_access.h"
 
 namespace {

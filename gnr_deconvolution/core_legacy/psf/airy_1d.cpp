@@ -6,7 +6,7 @@
 
 #include <cmath>
 
-#include "psf/bessel.h"
+#include "detail/bessel.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <limits>
 #include <numbers>
 
+#include "detail/bessel.h"
 #include "detail/parallel.h"
 #include "psf/airy_reach.h"
-#include "psf/bessel.h"
 #include "psf/truncation.h"
 
 namespace gnr::detail {

@@ -14,7 +14,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "psf/bessel.h"
+#include "detail/bessel.h"
 
 namespace gnr::detail {
 
