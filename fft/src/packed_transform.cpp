@@ -1,137 +1,151 @@
 // SPDX-License-Identifier: MIT
+
+// Packed transforms in two passes: chunks of rows between frame and half spectrum, and blocks of columns
+// between half spectrum and packed frame.
+
 #include <fft/ippi.h>
 #include <fftw3.h>
 #include <omp.h>
 
+#include <algorithm>
 #include <cmath>
-#include <cstdint>
 #include <limits>
 #include <memory>
 #include <new>
 
-#include "packed_layout.h"
-#include "planner.h"
-
-namespace {
+#include "packed_columns.h"
+#include "packed_plans.h"
+#include "parallel.h"
+#include "strided_rows.h"
 
 using namespace gnr::fft;
+
+struct FFT2DSpec_R_32f {
+    PackedSides sides{};
+    float forwardScale = 1.0f;
+    float inverseScale = 1.0f;
+    std::ptrdiff_t shares = 1;  ///< of the work; each has a block of columns
+    Plan rowsForward;
+    Plan rowsBackward;
+    Plan columnsForward;
+    Plan columnsBackward;
+    int bufferSize = 0;
+
+    std::ptrdiff_t SpectrumValues() const { return sides.height * sides.SpectrumStride(); }
+    std::ptrdiff_t BlockValues() const { return sides.BlockStride() * ColumnsOfBlock(sides); }
+    std::size_t RoomBytes() const {
+        return static_cast<std::size_t>(SpectrumValues() + shares * BlockValues()) * sizeof(fftwf_complex);
+    }
+};
+
+namespace {
 
 /// Alignment of the half spectrum within the work buffer, in bytes.
 constexpr std::size_t kAlignment = 64;
 constexpr int kGreatestOrder = 28;
 /// Below so many samples threads cost more than they give.
-constexpr std::ptrdiff_t kWorthThreads = std::ptrdiff_t{1} << 15;
+constexpr std::ptrdiff_t kWorthThreads = std::ptrdiff_t{1} << 16;
 
-struct FreeBlock {
-    void operator()(void* block) const { fftwf_free(block); }
-};
-using Block = std::unique_ptr<void, FreeBlock>;
-
-struct Sides {
-    std::ptrdiff_t width;
-    std::ptrdiff_t height;
-
-    std::size_t SpectrumBytes() const {
-        return static_cast<std::size_t>(height) * static_cast<std::size_t>(width / 2 + 1) *
-               sizeof(fftwf_complex);
-    }
-    int DenseStep() const { return static_cast<int>(width * static_cast<std::ptrdiff_t>(sizeof(float))); }
-};
-
-enum class Direction { kForward, kBackward };
-
-/// A plan between real rows `step` bytes apart and dense complex rows.
-Plan PlanTransform(const Sides& s, Direction direction, float* real, int step, fftwf_complex* spectrum,
-                   unsigned flags) {
-    const std::ptrdiff_t row = step / static_cast<std::ptrdiff_t>(sizeof(float));
-    const std::ptrdiff_t columns = s.width / 2 + 1;
-    const bool forward = direction == Direction::kForward;
-    const fftwf_iodim64 axes[] = {
-        {s.height, forward ? row : columns, forward ? columns : row},
-        {s.width, 1, 1},
-    };
-    const int threads = s.width * s.height >= kWorthThreads ? omp_get_max_threads() : 1;
-    return MakeGuarded(threads, [&] {
-        return forward ? fftwf_plan_guru64_dft_r2c(2, axes, 0, nullptr, real, spectrum, flags)
-                       : fftwf_plan_guru64_dft_c2r(2, axes, 0, nullptr, spectrum, real, flags);
-    });
-}
-
-/// Stands for aligned memory where FFTW wants to know the alignment only.
-alignas(kAlignment) float alignedPlaces[2][kAlignment / sizeof(float)];
-
-Plan PlanAligned(const Sides& s, Direction direction) {
-    return PlanTransform(s, direction, alignedPlaces[0], s.DenseStep(),
-                         reinterpret_cast<fftwf_complex*>(alignedPlaces[1]), FFTW_ESTIMATE);
-}
-
-}  // namespace
-
-struct FFT2DSpec_R_32f {
-    Sides sides{};
-    float forwardScale = 1.0f;
-    float inverseScale = 1.0f;
-    Plan forward;   ///< aligned frames without gaps
-    Plan backward;  ///< the same
-    int bufferSize = 0;
-};
-
-namespace {
-
-/// Room for the half spectrum: the caller's buffer where it is large enough, else a block of its own.
-class SpectrumRoom {
+/// Room for half spectrum and blocks: the caller's buffer where it is large enough, else a block of its own.
+class WorkRoom {
   public:
-    SpectrumRoom(const FFT2DSpec_R_32f& spec, void* buffer) {
-        std::size_t space = static_cast<std::size_t>(spec.bufferSize);
-        const std::size_t bytes = spec.sides.SpectrumBytes();
+    WorkRoom(const FFT2DSpec_R_32f& spec, void* buffer) {
+        auto space = static_cast<std::size_t>(spec.bufferSize);
+        const std::size_t bytes = spec.RoomBytes();
         if (buffer != nullptr && std::align(kAlignment, bytes, buffer, space) != nullptr) {
-            place_ = buffer;
+            place_ = static_cast<fftwf_complex*>(buffer);
         } else {
-            own_.reset(fftwf_malloc(bytes));
+            own_.reset(static_cast<fftwf_complex*>(fftwf_malloc(bytes)));
             place_ = own_.get();
         }
     }
-    fftwf_complex* Get() const { return static_cast<fftwf_complex*>(place_); }
+    fftwf_complex* Spectrum() const { return place_; }
+    fftwf_complex* Block(const FFT2DSpec_R_32f& spec, std::ptrdiff_t share) const {
+        return place_ + spec.SpectrumValues() + share * spec.BlockValues();
+    }
 
   private:
-    Block own_;
-    void* place_ = nullptr;
+    struct FreeBlock {
+        void operator()(fftwf_complex* block) const { fftwf_free(block); }
+    };
+    std::unique_ptr<fftwf_complex, FreeBlock> own_;
+    fftwf_complex* place_ = nullptr;
+};
+
+int DenseStep(const PackedSides& s) {
+    return static_cast<int>(s.width * static_cast<std::ptrdiff_t>(sizeof(float)));
+}
+
+/// One transform: the frame, its room, and the two passes.
+class Run {
+  public:
+    Run(const FFT2DSpec_R_32f& spec, const PackedFrame& frame, Direction direction, void* buffer)
+        : spec_(spec), frame_(frame), room_(spec, buffer), direction_(direction) {}
+
+    /// The room was had.
+    explicit operator bool() const { return room_.Spectrum() != nullptr; }
+
+    void Rows() const {
+        const std::ptrdiff_t together = RowsOfChunk(spec_.sides);
+        ParallelShares(spec_.shares, spec_.sides.height / together,
+                       [&](std::ptrdiff_t, std::ptrdiff_t first, std::ptrdiff_t last) {
+                           for (std::ptrdiff_t n = first; n < last; ++n) Chunk(n * together);
+                       });
+    }
+
+    void Columns() const {
+        const std::ptrdiff_t together = ColumnsOfBlock(spec_.sides);
+        ParallelShares(spec_.shares, spec_.sides.Columns() / together,
+                       [&](std::ptrdiff_t share, std::ptrdiff_t first, std::ptrdiff_t last) {
+                           for (std::ptrdiff_t n = first; n < last; ++n) {
+                               Block({n * together, together, room_.Block(spec_, share)});
+                           }
+                       });
+    }
+
+  private:
+    void Chunk(std::ptrdiff_t firstRow) const {
+        const PackedSides& s = spec_.sides;
+        fftwf_complex* const spectrum = room_.Spectrum() + firstRow * s.SpectrumStride();
+        const auto inPlace = [&](std::ptrdiff_t j) { return spectrum[j * s.SpectrumStride()]; };
+        const auto inFrame = [&](std::ptrdiff_t j) { return Row(frame_.first, frame_.step, firstRow + j); };
+        const std::ptrdiff_t rows = RowsOfChunk(s);
+        if (direction_ == Direction::kForward) {
+            for (std::ptrdiff_t j = 0; j < rows; ++j) std::copy_n(inFrame(j), s.width, inPlace(j));
+            fftwf_execute_dft_r2c(spec_.rowsForward.get(), *spectrum, spectrum);
+        } else {
+            fftwf_execute_dft_c2r(spec_.rowsBackward.get(), spectrum, *spectrum);
+            for (std::ptrdiff_t j = 0; j < rows; ++j) std::copy_n(inPlace(j), s.width, inFrame(j));
+        }
+    }
+
+    void Block(const ColumnBlock& block) const {
+        if (direction_ == Direction::kForward) {
+            TakeFromSpectrum(spec_.sides, room_.Spectrum(), block);
+            fftwf_execute_dft(spec_.columnsForward.get(), block.values, block.values);
+            PutToFrame(spec_.sides, block, frame_, spec_.forwardScale);
+        } else {
+            TakeFromFrame(spec_.sides, frame_, block, spec_.inverseScale);
+            fftwf_execute_dft(spec_.columnsBackward.get(), block.values, block.values);
+            PutToSpectrum(spec_.sides, block, room_.Spectrum());
+        }
+    }
+
+    const FFT2DSpec_R_32f& spec_;
+    PackedFrame frame_;
+    WorkRoom room_;
+    Direction direction_;
 };
 
 IppStatus CheckTransform(const float* frame, int step, const FFT2DSpec_R_32f* spec) {
     if (frame == nullptr || spec == nullptr) return ippStsNullPtrErr;
-    if (step < spec->sides.DenseStep() || step % static_cast<int>(sizeof(float)) != 0) return ippStsStepErr;
+    if (step < DenseStep(spec->sides) || step % static_cast<int>(sizeof(float)) != 0) return ippStsStepErr;
     return ippStsNoErr;
-}
-
-/// Whether the plan that the specification keeps fits this frame.
-bool IsAlignedAndDense(const FFT2DSpec_R_32f& spec, const float* frame, int step) {
-    return step == spec.sides.DenseStep() &&
-           fftwf_alignment_of(const_cast<float*>(frame)) == fftwf_alignment_of(alignedPlaces[0]);
-}
-
-/// Runs one direction between frame and spectrum, by the kept plan or by one for this frame alone.
-bool Execute(const FFT2DSpec_R_32f& spec, Direction direction, float* frame, int step,
-             fftwf_complex* spectrum) {
-    const bool forward = direction == Direction::kForward;
-    Plan own;
-    fftwf_plan plan = (forward ? spec.forward : spec.backward).get();
-    if (!IsAlignedAndDense(spec, frame, step)) {
-        own = PlanTransform(spec.sides, direction, frame, step, spectrum, FFTW_ESTIMATE | FFTW_UNALIGNED);
-        if (own == nullptr) return false;
-        plan = own.get();
-    }
-    if (forward) {
-        fftwf_execute_dft_r2c(plan, frame, spectrum);
-    } else {
-        fftwf_execute_dft_c2r(plan, spectrum, frame);
-    }
-    return true;
 }
 
 /// Scales of both directions; false for a flag that is none.
 bool SetScales(FFT2DSpec_R_32f& spec, int flag) {
-    const double samples = static_cast<double>(spec.sides.width) * static_cast<double>(spec.sides.height);
+    const auto samples = static_cast<double>(spec.sides.Samples());
     switch (flag) {
         case IPP_FFT_DIV_FWD_BY_N:
             spec.forwardScale = static_cast<float>(1.0 / samples);
@@ -149,6 +163,21 @@ bool SetScales(FFT2DSpec_R_32f& spec, int flag) {
     }
 }
 
+/// Plans and sizes; false where FFTW has no plan.
+bool Prepare(FFT2DSpec_R_32f& spec) {
+    if (spec.sides.Samples() >= kWorthThreads) spec.shares = omp_get_max_threads();
+    // A buffer of more bytes than an int counts is not asked for; the transforms then bring their own.
+    const std::size_t wanted = spec.RoomBytes() + kAlignment;
+    const bool counted = wanted <= static_cast<std::size_t>(std::numeric_limits<int>::max());
+    spec.bufferSize = counted ? static_cast<int>(wanted) : 1;
+    spec.rowsForward = PlanRows(spec.sides, Direction::kForward);
+    spec.rowsBackward = PlanRows(spec.sides, Direction::kBackward);
+    spec.columnsForward = PlanColumns(spec.sides, Direction::kForward);
+    spec.columnsBackward = PlanColumns(spec.sides, Direction::kBackward);
+    return spec.rowsForward != nullptr && spec.rowsBackward != nullptr && spec.columnsForward != nullptr &&
+           spec.columnsBackward != nullptr;
+}
+
 }  // namespace
 
 IppStatus ippiFFTInitAlloc_R_32f(FFT2DSpec_R_32f** ppSpec, int orderX, int orderY, int flag,
@@ -161,13 +190,7 @@ IppStatus ippiFFTInitAlloc_R_32f(FFT2DSpec_R_32f** ppSpec, int orderX, int order
     if (spec == nullptr) return ippStsMemAllocErr;
     spec->sides = {std::ptrdiff_t{1} << orderX, std::ptrdiff_t{1} << orderY};
     if (!SetScales(*spec, flag)) return ippStsFftFlagErr;
-    // A buffer of more bytes than an int counts is not asked for; the transforms then bring their own.
-    const std::size_t wanted = spec->sides.SpectrumBytes() + kAlignment;
-    const bool counted = wanted <= static_cast<std::size_t>(std::numeric_limits<int>::max());
-    spec->bufferSize = counted ? static_cast<int>(wanted) : 1;
-    spec->forward = PlanAligned(spec->sides, Direction::kForward);
-    spec->backward = PlanAligned(spec->sides, Direction::kBackward);
-    if (spec->forward == nullptr || spec->backward == nullptr) return ippStsMemAllocErr;
+    if (!Prepare(*spec)) return ippStsMemAllocErr;
     *ppSpec = spec.release();
     return ippStsNoErr;
 }
@@ -188,10 +211,10 @@ IppStatus ippiFFTFwd_RToPack_32f_C1IR(Ipp32f* pSrcDst, int step, const FFT2DSpec
                                       Ipp8u* pBuffer) {
     const IppStatus status = CheckTransform(pSrcDst, step, pSpec);
     if (status != ippStsNoErr) return status;
-    const SpectrumRoom room(*pSpec, pBuffer);
-    if (room.Get() == nullptr) return ippStsMemAllocErr;
-    if (!Execute(*pSpec, Direction::kForward, pSrcDst, step, room.Get())) return ippStsMemAllocErr;
-    Pack({pSpec->sides.width, pSpec->sides.height, pSrcDst, step, room.Get()}, pSpec->forwardScale);
+    const Run run(*pSpec, {pSrcDst, step}, Direction::kForward, pBuffer);
+    if (!run) return ippStsMemAllocErr;
+    run.Rows();
+    run.Columns();
     return ippStsNoErr;
 }
 
@@ -199,8 +222,9 @@ IppStatus ippiFFTInv_PackToR_32f_C1IR(Ipp32f* pSrcDst, int step, const FFT2DSpec
                                       Ipp8u* pBuffer) {
     const IppStatus status = CheckTransform(pSrcDst, step, pSpec);
     if (status != ippStsNoErr) return status;
-    const SpectrumRoom room(*pSpec, pBuffer);
-    if (room.Get() == nullptr) return ippStsMemAllocErr;
-    Unpack({pSpec->sides.width, pSpec->sides.height, pSrcDst, step, room.Get()}, pSpec->inverseScale);
-    return Execute(*pSpec, Direction::kBackward, pSrcDst, step, room.Get()) ? ippStsNoErr : ippStsMemAllocErr;
+    const Run run(*pSpec, {pSrcDst, step}, Direction::kBackward, pBuffer);
+    if (!run) return ippStsMemAllocErr;
+    run.Columns();
+    run.Rows();
+    return ippStsNoErr;
 }
