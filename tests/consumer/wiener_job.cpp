@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
-// A program outside of the project: restores a wave whose result is known in closed form.
+// A program outside of the project: restores a wave whose result is known in closed form, makes a PSF of a
+// picture, and saves a range.
 //
 //   image  2 + cos(2 pi i / N)             PSF  1/2 at 0, 1/4 on either side along x
 //   H(1)   1/2 + cos(2 pi / N) / 2         K    0.01
@@ -9,9 +10,41 @@
 #include <gnr_deconvolution/gnr_deconvolution.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 
+namespace {
+
+/// A picture with two pixels of 1 and 3 is a PSF of 1/4 and 3/4.
+bool PicturesWork() {
+    SRyPicBuf picture;
+    CRyPicBufAPI::Init(&picture);
+    if (CRyPicBufAPI::Reinit(&picture, 2, 1, 0, 12, 1, true) != 0) return false;
+    static_cast<std::uint16_t*>(picture.pData)[0] = 1;
+    static_cast<std::uint16_t*>(picture.pData)[1] = 3;
+    float psf[2] = {};
+    FloatPSF2D::GetPSFFromPicBuf(psf, &picture, 0);
+    CRyPicBufAPI::Free(&picture);
+    return psf[0] == 0.25f && psf[1] == 0.75f;
+}
+
+/// A range comes back from its bytes.
+bool RangesWork() {
+    CRyLiteVariantW writer;
+    CRyUintRange range(5, 2);
+    range.SaveToLiteVariant(writer);
+    CRyLiteVariantR reader(writer.Data().data(), writer.Data().size());
+    CRyUintRange loaded;
+    unsigned least = 0;
+    unsigned greatest = 0;
+    return loaded.LoadFromLiteVariant(reader) == 0 && loaded.Get(&least, &greatest) == 0 && least == 2 &&
+           greatest == 5;
+}
+
+}  // namespace
+
 int main() {
+    if (!PicturesWork() || !RangesWork()) return 1;
     constexpr int kWidth = 8;
     constexpr double kNoise = 0.01;
     const double step = 2 * std::acos(-1.0) / kWidth;
