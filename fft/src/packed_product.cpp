@@ -69,7 +69,7 @@ IppStatus MultiplyPacked(const Operands& o, const IppiSize& size) {
                                          ArrayArgument{o.dst, o.stepDst});
     if (status != ippStsNoErr) return status;
     const std::ptrdiff_t pairs = (size.width - 1) / 2;
-    ParallelFor(size.height, [=](std::ptrdiff_t j) {
+    ParallelRows(size.width, size.height, [=](std::ptrdiff_t j) {
         MultiplyRow<Kind>(Row(o.a, o.stepA, j), Row(o.b, o.stepB, j), Row(o.dst, o.stepDst, j), pairs);
     });
     MultiplyColumn<Kind>(o, 0, size.height);

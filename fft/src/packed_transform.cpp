@@ -43,8 +43,6 @@ namespace {
 /// Alignment of the half spectrum within the work buffer, in bytes.
 constexpr std::size_t kAlignment = 64;
 constexpr int kGreatestOrder = 28;
-/// Below so many samples threads cost more than they give.
-constexpr std::ptrdiff_t kWorthThreads = std::ptrdiff_t{1} << 16;
 
 /// Room for half spectrum and blocks: the caller's buffer where it is large enough, else a block of its own.
 class WorkRoom {

@@ -31,7 +31,7 @@ template <class F>
 IppStatus Combine(const float* src, int stepSrc, float* dst, int stepDst, const IppiSize& size, F f) {
     const IppStatus status = CheckArrays(size, ArrayArgument{src, stepSrc}, ArrayArgument{dst, stepDst});
     if (status != ippStsNoErr) return status;
-    ParallelFor(size.height, [=](std::ptrdiff_t j) {
+    ParallelRows(size.width, size.height, [=](std::ptrdiff_t j) {
         const float* const in = Row(src, stepSrc, j);
         float* const out = Row(dst, stepDst, j);
         for (std::ptrdiff_t i = 0; i < size.width; ++i) out[i] = f(out[i], in[i]);
@@ -53,7 +53,8 @@ IppStatus ippiSum_32f_C1R(const Ipp32f* pSrc, int step, IppiSize size, Ipp64f* p
 IppStatus ippiSet_32f_C1R(Ipp32f value, Ipp32f* pDst, int step, IppiSize size) {
     const IppStatus status = CheckArrays(size, ArrayArgument{pDst, step});
     if (status != ippStsNoErr) return status;
-    ParallelFor(size.height, [=](std::ptrdiff_t j) { std::fill_n(Row(pDst, step, j), size.width, value); });
+    ParallelRows(size.width, size.height,
+                 [=](std::ptrdiff_t j) { std::fill_n(Row(pDst, step, j), size.width, value); });
     return ippStsNoErr;
 }
 
@@ -64,7 +65,7 @@ IppStatus ippiMul_32f_C1IR(const Ipp32f* pSrc, int stepSrc, Ipp32f* pDst, int st
 IppStatus ippiMulC_32f_C1IR(Ipp32f value, Ipp32f* pDst, int step, IppiSize size) {
     const IppStatus status = CheckArrays(size, ArrayArgument{pDst, step});
     if (status != ippStsNoErr) return status;
-    ParallelFor(size.height, [=](std::ptrdiff_t j) {
+    ParallelRows(size.width, size.height, [=](std::ptrdiff_t j) {
         float* const row = Row(pDst, step, j);
         for (std::ptrdiff_t i = 0; i < size.width; ++i) row[i] *= value;
     });

@@ -7,7 +7,10 @@
 #include <cmath>
 #include <limits>
 
+#include "detail/elementary_exp.h"
+#include "detail/elementary_log.h"
 #include "detail/float_bounds.h"
+#include "detail/vector_clones.h"
 #include "kernels/frame_steps.h"
 
 namespace gnr::detail {
@@ -16,6 +19,14 @@ namespace {
 
 /// Divisors not above this give no ratio.
 constexpr float kLeastDivisor = FloatNotAbove(1e-20);
+
+/// v := v^alpha for alpha between 0 and 1, rounded to float from double.
+GNR_VECTOR_CLONES
+void RaiseToFraction(float* v, std::size_t n, double alpha) {
+    for (std::size_t i = 0; i < n; ++i) {
+        v[i] = static_cast<float>(ExponentialForFloat(alpha * NaturalLog(static_cast<double>(v[i]))));
+    }
+}
 
 }  // namespace
 
@@ -56,6 +67,7 @@ void PowVkAlpha2D(float* v, unsigned W, unsigned H, float alpha) {
     // The powers 0 and 1 are what std::pow gives for every base, a NaN included.
     if (alpha == 1.0f) return;
     if (alpha == 0.0f) return SetOnes2D(v, W, H);
+    if (alpha > 0.0f && alpha < 1.0f) return RaiseToFraction(v, Samples(W, H), alpha);
     std::for_each_n(v, Samples(W, H), [alpha](float& sample) { sample = std::pow(sample, alpha); });
 }
 
