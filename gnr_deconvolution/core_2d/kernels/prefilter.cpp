@@ -76,9 +76,8 @@ void CRy2DDeconvolutionFamily::GetPrefilterKernel(unsigned W, unsigned H, float*
         const int left = (n - x.Count()) / 2;
         const int above = (n - y.Count()) / 2;
         for (int j = 0; j < y.Count(); ++j) {
-            for (int i = 0; i < x.Count(); ++i) {
-                kernel[static_cast<std::size_t>((j + above) * n + i + left)] = y.values[j] * x.values[i];
-            }
+            float* const row = kernel.get() + (j + above) * n + left;
+            for (int i = 0; i < x.Count(); ++i) row[i] = y.values[j] * x.values[i];
         }
     }
     uiSize = kernel == nullptr ? 0 : static_cast<unsigned>(n);
