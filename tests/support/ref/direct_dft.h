@@ -38,27 +38,39 @@ using Complex = std::complex<double>;
 using RealVolume = Dense<double>;
 using ComplexVolume = Dense<Complex>;
 
+/// exp(sign 2 pi i t / N) for t from 0 to N - 1.
+inline std::vector<Complex> RootsOfUnity(int length, int sign) {
+    std::vector<Complex> roots;
+    for (int t = 0; t < length; ++t) {
+        roots.push_back(std::polar(1.0, sign * 2 * std::numbers::pi * (static_cast<double>(t) / length)));
+    }
+    return roots;
+}
+
 /// One axis after the other: sum over the axis of v exp(sign 2 pi i u n / N), axis lengths taken one by one.
 inline ComplexVolume DirectDft(const ComplexVolume& in, int sign) {
     ComplexVolume volume = in;
+    std::vector<Complex> roots;
     const auto along = [&](int length, auto get) {
         std::vector<Complex> line(static_cast<std::size_t>(length));
         for (int u = 0; u < length; ++u) {
             Complex sum = 0;
             for (int n = 0; n < length; ++n) {
-                const double turn = static_cast<double>((static_cast<long long>(u) * n) % length) / length;
-                sum += get(n) * std::polar(1.0, sign * 2 * std::numbers::pi * turn);
+                sum += get(n) * roots[static_cast<std::size_t>((static_cast<long long>(u) * n) % length)];
             }
             line[static_cast<std::size_t>(u)] = sum;
         }
         for (int u = 0; u < length; ++u) get(u) = line[static_cast<std::size_t>(u)];
     };
+    roots = RootsOfUnity(in.nx, sign);
     for (int k = 0; k < in.nz; ++k) {
         for (int j = 0; j < in.ny; ++j) along(in.nx, [&](int n) -> Complex& { return volume.at(n, j, k); });
     }
+    roots = RootsOfUnity(in.ny, sign);
     for (int k = 0; k < in.nz; ++k) {
         for (int i = 0; i < in.nx; ++i) along(in.ny, [&](int n) -> Complex& { return volume.at(i, n, k); });
     }
+    roots = RootsOfUnity(in.nz, sign);
     for (int j = 0; j < in.ny; ++j) {
         for (int i = 0; i < in.nx; ++i) along(in.nz, [&](int n) -> Complex& { return volume.at(i, j, n); });
     }
