@@ -83,7 +83,7 @@ inline double FactorOfPsf(const RealVolume& psf) {
 inline RealVolume Prefiltered(const RealVolume& frame) {
     double taps[7];
     double sum = 0;
-    for (int i = -3; i <= 3; ++i) sum += taps[i + 3] = std::exp(-0.5 * std::pow(i / 0.8f, 2.0));
+    for (int i = -3; i <= 3; ++i) sum += taps[i + 3] = std::exp(-0.5 * std::pow(i / double{0.8f}, 2.0));
     RealVolume out(frame.nx, frame.ny, 1);
     for (int y = 0; y < frame.ny; ++y) {
         for (int x = 0; x < frame.nx; ++x) {
