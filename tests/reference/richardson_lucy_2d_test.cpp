@@ -165,4 +165,22 @@ INSTANTIATE_TEST_SUITE_P(Direction, RichardsonLucy2DAgainstTwin,
                                          Case{"two", kRealTV, kFloats, 48, 48, 2, 0, 4},
                                          Case{"dark frame", kRealTV, kFloats, 31, 20, 2, 0, 0}));
 
+/// Both kinds end by the test itself, after the same number of iterations.
+TEST(RichardsonLucy2DReference, EndsWhereTheDivergenceSettles) {
+    const Case c = {"settles", kTM, kFloats, 48, 48, 30, 1.0, 0, 2};
+    FloatPicture source(48, 48);
+    FloatPicture destination(48, 48);
+    ExpectRunLikeTwin(c, source, destination);
+    const unsigned count = ReferenceOf(kTM, source, CallOf(c)).done;
+    EXPECT_GT(count, 6u);
+    EXPECT_LT(count, 30u);
+
+    IntegerPicture bytes(48, 48);
+    IntegerPicture restored(48, 48);
+    bytes.Fill(Scene);
+    unsigned done = 0;
+    EXPECT_EQ(RestoreWhole(kTM, &restored, &bytes, CallOf(c), &done), 0);
+    EXPECT_EQ(done, count);
+}
+
 }  // namespace
