@@ -5,11 +5,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 
 #include "detail/elementary_exp.h"
 #include "detail/elementary_log.h"
 #include "detail/float_bounds.h"
+#include "detail/parallel.h"
 #include "detail/vector_clones.h"
 #include "kernels/frame_steps.h"
 
@@ -28,10 +31,19 @@ void RaiseToFraction(float* v, std::size_t n, double alpha) {
     }
 }
 
+/// dst[n] := f(a[n], b[n]) for the whole frame, rows shared among the threads.
+template <class F>
+void CombineRows(float* dst, const float* a, const float* b, unsigned W, unsigned H, F f) {
+    ParallelFor(H, [=](std::int64_t row) {
+        const std::size_t first = static_cast<std::size_t>(row) * W;
+        std::transform(a + first, a + first + W, b + first, dst + first, f);
+    });
+}
+
 }  // namespace
 
 void ClipSmallerThanZero2D(float* v, unsigned W, unsigned H) {
-    std::for_each_n(v, Samples(W, H), [](float& sample) { sample = sample <= 0.0f ? 0.0f : sample; });
+    CombineRows(v, v, v, W, H, [](float sample, float) { return sample <= 0.0f ? 0.0f : sample; });
 }
 
 void SetOnes2D(float* v, unsigned W, unsigned H) {
@@ -39,7 +51,10 @@ void SetOnes2D(float* v, unsigned W, unsigned H) {
 }
 
 void CopyFrame(float* dst, const float* src, unsigned W, unsigned H) {
-    std::copy_n(src, Samples(W, H), dst);
+    ParallelFor(H, [=](std::int64_t row) {
+        const std::size_t first = static_cast<std::size_t>(row) * W;
+        std::copy_n(src + first, W, dst + first);
+    });
 }
 
 void MultiplyFrame(float* v, const float* w, unsigned W, unsigned H) {
@@ -51,14 +66,14 @@ void ScaleFrame(float* v, float factor, unsigned W, unsigned H) {
 }
 
 void RatioOrZero(float* dst, const float* a, const float* b, unsigned W, unsigned H) {
-    std::transform(a, a + Samples(W, H), b, dst, [](float dividend, float divisor) {
+    CombineRows(dst, a, b, W, H, [](float dividend, float divisor) {
         return std::fabs(divisor) <= kLeastDivisor ? 0.0f : dividend / divisor;
     });
 }
 
 void RatioOrOne(float* dst, const float* a, const float* b, unsigned W, unsigned H) {
     // deliberate: the divisor's sign counts here, unlike in RatioOrZero
-    std::transform(a, a + Samples(W, H), b, dst, [](float dividend, float divisor) {
+    CombineRows(dst, a, b, W, H, [](float dividend, float divisor) {
         return divisor <= kLeastDivisor ? 1.0f : dividend / divisor;
     });
 }

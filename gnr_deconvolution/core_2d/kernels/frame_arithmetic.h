@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Element-wise kernels and sums on frames of W by H floats, rows adjacent. On the calling thread.
+// Element-wise kernels and sums on frames of W by H floats, rows adjacent. Copies, products, cuts and ratios
+// run on all threads, powers and sums on the calling one; bits do not depend on the number of threads.
 
 #include <cstddef>
 
