@@ -1,39 +1,31 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The frame that pictures are restored in, by plain loops in double: margin, wrapped PSF, small Gaussian,
-// circular convolution, and what becomes of a sample that is written back. Frames have one plane.
+// What happens to the frame of a picture, by plain loops in double: small Gaussian, circular convolution,
+// ratio. Frames have one plane.
 
-#include <algorithm>
 #include <cmath>
-#include <limits>
 #include <vector>
 
 #include "support/ref/direct_dft.h"
+#include "support/ref/picture_frame.h"
 
 namespace gnr::ref {
 
 constexpr int kPictureMargin = 40;
 
-/// Smallest power of two not below n.
-inline int PowerOfTwoFor(int n) {
-    int side = 1;
-    while (side < n) side *= 2;
-    return side;
+/// One plane of the same numbers.
+inline RealVolume PlaneOf(const Picture& picture) {
+    RealVolume plane(picture.W, picture.H, 1);
+    plane.values = picture.values;
+    return plane;
 }
 
 /// The picture at (margin, margin), its border replicated over the margin, 0 elsewhere.
 inline RealVolume FrameOfPicture(const RealVolume& picture, int margin = kPictureMargin) {
-    const int width = picture.nx + 2 * margin;
-    const int height = picture.ny + 2 * margin;
-    RealVolume frame(PowerOfTwoFor(width), PowerOfTwoFor(height), 1);
-    for (int y = 0; y < height; ++y) {
-        for (int x = 0; x < width; ++x) {
-            frame.at(x, y, 0) = picture.at(std::clamp(x - margin, 0, picture.nx - 1),
-                                           std::clamp(y - margin, 0, picture.ny - 1), 0);
-        }
-    }
-    return frame;
+    return PlaneOf(FrameOf(picture.nx, picture.ny, margin, PowerOfTwo(picture.nx + 2 * margin),
+                           PowerOfTwo(picture.ny + 2 * margin),
+                           [&](int x, int y) { return picture.at(x, y, 0); }));
 }
 
 /// The picture's place in the frame.
@@ -45,26 +37,9 @@ inline RealVolume PictureOfFrame(const RealVolume& frame, int w, int h, int marg
     return picture;
 }
 
-/// The PSF of n by n samples with its centre at the origin, quadrant by quadrant; the last row and column of
-/// an odd n are left out.
+/// The PSF of n by n samples around the origin.
 inline RealVolume FrameOfPsf(int W, int H, const std::vector<float>& psf, int n) {
-    RealVolume frame(W, H, 1);
-    const int c = n / 2;
-    const auto sample = [&](int row, int column) {
-        return static_cast<double>(psf[static_cast<std::size_t>(row) * static_cast<std::size_t>(n) +
-                                       static_cast<std::size_t>(column)]);
-    };
-    for (int quadrant = 0; quadrant < 4; ++quadrant) {
-        const bool left = quadrant % 2 == 1;
-        const bool above = quadrant >= 2;
-        for (int y = 0; y < c && y <= H / 2; ++y) {
-            for (int x = 0; x < c && x <= W / 2; ++x) {
-                frame.at(left ? W - 1 - x : x, above ? H - 1 - y : y, 0) =
-                    sample(above ? c - 1 - y : c + y, left ? c - 1 - x : c + x);
-            }
-        }
-    }
-    return frame;
+    return PlaneOf(WrappedPsf(W, H, psf, n));
 }
 
 inline double SumOf(const RealVolume& frame) {
@@ -134,9 +109,7 @@ inline RealVolume RatioOfFrames(const RealVolume& a, const RealVolume& b) {
 
 /// The sample that a value is written as; bits 0 stands for float samples.
 inline double SampleFor(double v, int bits) {
-    if (bits == 0) return v < 0 ? 0 : v;
-    const double limit = bits == 8 ? 255 : std::pow(2.0, bits) - 1;
-    return v <= 0 ? 0 : v >= limit ? limit : std::trunc(v);
+    return bits == 0 ? AsFloat(v) : AsInteger(v, bits == 8 ? 255 : std::pow(2.0, bits) - 1);
 }
 
 }  // namespace gnr::ref
