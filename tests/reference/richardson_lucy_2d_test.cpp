@@ -69,7 +69,7 @@ double LargestOf(const gnr::ref::RealVolume& frame) {
     return largest;
 }
 
-/// A flat region has the direction of its rounding. The margin is flat beyond the picture's corners, and a second
+/// A flat region has the direction of its rounding. The margin is flat beyond the corners, and a second
 /// iteration carries what the first made of that into the picture, as far as PSF and transposed PSF reach.
 int UncertainCorner(const Case& c) {
     const bool directed = c.method == kRealTV && c.strength != 0 && c.iterations > 1;
@@ -124,8 +124,9 @@ TEST_P(RichardsonLucy2DAgainstTwin, WholeRun) {
         FloatPicture destination(c.w, c.h);
         ExpectRunLikeTwin(c, source, destination);
     } else {
-        IntegerPicture source(c.w, c.h, c.bits, 6);
-        IntegerPicture destination(c.w, c.h, c.bits, 10);
+        const auto bits = static_cast<unsigned>(c.bits);
+        IntegerPicture source(c.w, c.h, bits, 6);
+        IntegerPicture destination(c.w, c.h, bits, 10);
         ExpectRunLikeTwin(c, source, destination);
     }
 }

@@ -51,7 +51,7 @@ class RichardsonLucy2D : public testing::Test {
 using BothKinds = testing::Types<IntegerPicture, FloatPicture>;
 TYPED_TEST_SUITE(RichardsonLucy2D, BothKinds);
 
-// ---- failures ----------------------------------------------------------------------------------------------
+// ---- failures ---------------------------------------------------------------------------------------------
 
 TYPED_TEST(RichardsonLucy2D, SmallAndColouredPicturesAreRejectedBeforeAnyAllocation) {
     for (const RichardsonLucy method : kMethods) {
@@ -121,7 +121,7 @@ TYPED_TEST(RichardsonLucy2D, EveryRefusedBlockGivesMinus9AndFreesTheOthers) {
     }
 }
 
-// ---- progress ----------------------------------------------------------------------------------------------
+// ---- progress ---------------------------------------------------------------------------------------------
 
 TYPED_TEST(RichardsonLucy2D, PollsOnceAtTheHeadOfEachIteration) {
     for (const RichardsonLucy method : kMethods) {
@@ -184,7 +184,7 @@ TYPED_TEST(RichardsonLucy2D, TheCountIs0FromTheEntryOn) {
     EXPECT_EQ(RestoreWhole(kTM, &this->destination, &this->source, call, nullptr), 0);
 }
 
-// ---- stop test ---------------------------------------------------------------------------------------------
+// ---- stop test --------------------------------------------------------------------------------------------
 
 /// A PSF of nothing but 0 makes the estimate 0 at once, so that the ratio is 1 at every visit: above 0.998 of
 /// the one before from the third iteration on.
@@ -230,7 +230,7 @@ TEST(RichardsonLucy2DFloats, NumbersThatAreNoneNeitherEndNorHangTheRun) {
     }
 }
 
-// ---- no iteration, no term ---------------------------------------------------------------------------------
+// ---- no iteration, no term --------------------------------------------------------------------------------
 
 TYPED_TEST(RichardsonLucy2D, WithoutIterationsTotalVariationDeliversTheSource) {
     for (const RichardsonLucy method : {kTV, kRealTV}) {
@@ -308,7 +308,7 @@ TYPED_TEST(RichardsonLucy2D, TheSignOfAStrengthDoesNotMatter) {
     }
 }
 
-// ---- what is delivered -------------------------------------------------------------------------------------
+// ---- what is delivered ------------------------------------------------------------------------------------
 
 /// Bright squares; restored edges overshoot.
 double Squares(unsigned x, unsigned y) {
@@ -431,7 +431,7 @@ TEST(RichardsonLucy2DFloats, NegativePicturesBecomeBlack) {
     }
 }
 
-// ---- grids -------------------------------------------------------------------------------------------------
+// ---- grids ------------------------------------------------------------------------------------------------
 
 TYPED_TEST(RichardsonLucy2D, AGridOfOneTileIsTheWholePicture) {
     for (const RichardsonLucy method : kMethods) {
@@ -515,7 +515,7 @@ TYPED_TEST(RichardsonLucy2D, ThinTilesAreRejectedByTheMethod) {
     }
 }
 
-// ---- total variation ---------------------------------------------------------------------------------------
+// ---- total variation --------------------------------------------------------------------------------------
 
 using gnr::detail::Clipping;
 using gnr::detail::ClippingOf;
