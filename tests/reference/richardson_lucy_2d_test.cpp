@@ -30,6 +30,7 @@ struct Case {
     int strength = 0;
     unsigned psfSide = 6;
     float psfSum = 1.0f;
+    double lift = 0.0;  ///< added to every sample; below 0 for negative samples
 
     friend std::ostream& operator<<(std::ostream& out, const Case& c) { return out << c.name; }
 };
@@ -145,7 +146,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Case{"dark frame below", kTM, kBytes, 48, 20, 3, 0.3},
                     Case{"odd PSF", kTM, kFloats, 48, 48, 3, 0.3, 0, 7},
                     Case{"PSF sum 4", kTM, kFloats, 48, 48, 3, 0.3, 0, 6, 4.0f},
-                    Case{"PSF larger than the frame", kTM, kFloats, 48, 48, 2, 0, 0, 140}));
+                    Case{"PSF larger than the frame", kTM, kFloats, 48, 48, 2, 0, 0, 140},
+                    Case{"negative samples", kTM, kFloats, 48, 48, 2, 0.05, 0, 6, 1.0f, -60}));
 
 INSTANTIATE_TEST_SUITE_P(
     Variation, RichardsonLucy2DAgainstTwin,
@@ -155,7 +157,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"bytes", kTV, kBytes, 48, 48, 4, 0, 4}, Case{"twelve bits", kTV, kTwelveBits, 48, 48, 4, 0, 2},
         Case{"dark frame", kTV, kFloats, 31, 20, 4, 0, 4}, Case{"odd PSF", kTV, kFloats, 48, 48, 3, 0, 4, 7},
         Case{"PSF sum 4", kTV, kFloats, 48, 48, 3, 0, 4, 6, 4.0f},
-        Case{"PSF sum 1e-6 is not corrected", kTV, kFloats, 48, 48, 1, 0, 4, 6, 1e-6f}));
+        Case{"PSF sum 1e-6 is not corrected", kTV, kFloats, 48, 48, 1, 0, 4, 6, 1e-6f},
+        Case{"negative samples", kTV, kFloats, 48, 48, 2, 0, 2, 6, 1.0f, -60}));
 
 INSTANTIATE_TEST_SUITE_P(Direction, RichardsonLucy2DAgainstTwin,
                          testing::Values(Case{"none", kRealTV, kFloats, 48, 48, 0},

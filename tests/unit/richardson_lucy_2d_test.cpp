@@ -205,6 +205,23 @@ TYPED_TEST(RichardsonLucy2D, TheSixthIterationIsTheFirstThatMayBeTheLast) {
     }
 }
 
+/// Where the picture is black, rounding makes corrections negative; what they leave is cut to +0 each time.
+TYPED_TEST(RichardsonLucy2D, ABlackHalfNeitherTurnsNegativeNorKeepsTheRunFromEnding) {
+    this->source.Fill([](unsigned x, unsigned y) { return x < 20 ? Scene(x, y) : 0.0; });
+    PictureCall call = OrdinaryCall(400);
+    call.psf = LopsidedPsf(2);
+    call.psfSide = 2;
+    unsigned done = 0;
+    EXPECT_EQ(RestoreWhole(kTM, &this->destination, &this->source, call, &done), 0);
+    EXPECT_GE(done, 6u);
+    EXPECT_LT(done, 400u);
+    for (unsigned y = 0; y < 33; ++y) {
+        for (unsigned x = 0; x < 40; ++x) {
+            ASSERT_FALSE(std::signbit(static_cast<double>(this->destination.Get(x, y)))) << x << ' ' << y;
+        }
+    }
+}
+
 /// Black pictures have no divergence: 0 / 0 is no reason to end.
 TYPED_TEST(RichardsonLucy2D, ABlackPictureStaysBlackAndIsNeverStopped) {
     this->source.Fill([](unsigned, unsigned) { return 0; });
