@@ -15,7 +15,6 @@ namespace gnr::detail {
 namespace {
 
 constexpr unsigned kMostLevels = 4;
-constexpr int kFilterOrder = 4;
 /// Floats of each block of the workspace, in samples of the largest band.
 constexpr unsigned kWorkOfBand[kWaveletBlocks] = {8, 8, 4, 4, 2, 2};
 
@@ -79,16 +78,6 @@ void FreeWork(WaveletWork& work) {
         CRyAlloc::Free(block);
         block = nullptr;
     }
-}
-
-WaveletFilters::WaveletFilters() {
-    CRyDaubechies2DWave::GetFatherWavelet(father_, &length_, kFilterOrder);
-    CRyDaubechies2DWave::GetMotherWavelet(mother_, &length_, kFilterOrder);
-}
-
-WaveletFilters::~WaveletFilters() {
-    CRyDaubechies2DWave::FreeWavelet(father_);
-    CRyDaubechies2DWave::FreeWavelet(mother_);
 }
 
 int DecomposeVolume(const PyramidShape& shape, const WaveletFilters& filters, float* volume,

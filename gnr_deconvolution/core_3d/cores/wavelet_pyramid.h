@@ -7,6 +7,8 @@
 
 #include <cstdint>
 
+#include "cores/wavelet_filters.h"
+
 namespace gnr::detail {
 
 inline constexpr unsigned kBands = 8;
@@ -59,24 +61,6 @@ void ForEachBand(const PyramidShape& shape, F f) {
         for (unsigned b = 0; b < kBands; ++b) f(b, l, floats);
     }
 }
-
-/// The filter pair of order 4.
-class WaveletFilters {
-  public:
-    WaveletFilters();
-    ~WaveletFilters();
-    WaveletFilters(const WaveletFilters&) = delete;
-    WaveletFilters& operator=(const WaveletFilters&) = delete;
-
-    float* father() const { return father_; }
-    float* mother() const { return mother_; }
-    unsigned length() const { return static_cast<unsigned>(length_); }
-
-  private:
-    float* father_ = nullptr;
-    float* mother_ = nullptr;
-    int length_ = 0;
-};
 
 /// Fills the bands from the packed volume. kSuccess, or kNotReady where a transform refused. Without `work`
 /// each transform allocates its own.

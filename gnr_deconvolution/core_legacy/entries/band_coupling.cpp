@@ -2,11 +2,10 @@
 #include "entries/band_coupling.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <cstdint>
-#include <vector>
 
+#include "cores/coupling_table.h"
 #include "detail/parallel.h"
 #include "entries/scratch_volumes.h"
 #include "entries/wavelet_set_shape.h"
@@ -17,12 +16,7 @@ namespace {
 
 using Low = CRy3DDeconvolutionLow;
 
-constexpr double kDivisorOffset = 0.01;
-constexpr double kLeastDivisor = 0.25;
-constexpr unsigned kMostBands = kBands * kLevelSlots;
-
-/// Couplings of all bands, numbered level by level.
-using CouplingTable = std::array<std::array<float, kMostBands>, kMostBands>;
+using Couplings = CouplingTable<kBands * kLevelSlots>;
 
 DFT3D GeometryOfLevel(const SWaveletSet& set, unsigned l) {
     return MakeGeometry(static_cast<std::int32_t>(set.uiX >> (l + 1)),
@@ -68,7 +62,7 @@ float Coupling(const float* a, const float* c, std::int64_t pairs) {
 
 /// Couplings of the bands of level m with those of this and all deeper levels: all of these at the size of
 /// level m, each transformed once.
-void CoupleLevel(const SWaveletSet& psf, unsigned m, float* const (&room)[2], CouplingTable& table) {
+void CoupleLevel(const SWaveletSet& psf, unsigned m, float* const (&room)[2], Couplings& table) {
     const DFT3D s = GeometryOfLevel(psf, m);
     const ScratchVolume tiled(Low::KERNEL3D_Create(&s));
     if (tiled == nullptr) return;
@@ -89,7 +83,7 @@ void CoupleLevel(const SWaveletSet& psf, unsigned m, float* const (&room)[2], Co
     for (unsigned row = m * kBands; row < (m + 1) * kBands; ++row) {
         ParallelFor(bands - row, [&, row](std::int64_t n) {
             const auto column = row + static_cast<unsigned>(n);
-            table[row][column] = table[column][row] = Coupling(powerOf(row), powerOf(column), pairs);
+            table.Set(row, column, Coupling(powerOf(row), powerOf(column), pairs));
         });
     }
 }
@@ -97,12 +91,10 @@ void CoupleLevel(const SWaveletSet& psf, unsigned m, float* const (&room)[2], Co
 }  // namespace
 
 void StepDivisors(const SWaveletSet& psf, float* const (&room)[2], double (&divisors)[8][5]) {
-    CouplingTable table = {};
+    Couplings table;
     for (unsigned m = 0; m < psf.uiLevels; ++m) CoupleLevel(psf, m, room, table);
     ForEachBand(ShapeOf(psf), [&](unsigned b, unsigned l, std::int64_t) {
-        double sum = 0.0;
-        for (const float coupling : table[l * kBands + b]) sum += coupling;
-        divisors[b][l] = std::max(kLeastDivisor, sum + kDivisorOffset);
+        divisors[b][l] = table.Divisor(l * kBands + b);
     });
 }
 
