@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include "kernels/frame_sweeps.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "detail/parallel.h"
+#include "kernels/frame_arithmetic.h"
+
+namespace gnr::detail {
+
+namespace {
+
+template <class To, class From>
+void CopyRows(To* to, std::size_t toStride, const From* from, std::size_t fromStride, unsigned w,
+              unsigned h) {
+    ParallelFor(h, [=](std::int64_t y) {
+        const auto row = static_cast<std::size_t>(y);
+        const From* const source = from + row * fromStride;
+        std::transform(source, source + w, to + row * toStride, [](From v) { return static_cast<To>(v); });
+    });
+}
+
+}  // namespace
+
+void PutIntoCorner(float* frame, unsigned W, const double* picture, unsigned w, unsigned h) {
+    CopyRows(frame, W, picture, w, w, h);
+}
+
+void PutIntoCorner(float* frame, unsigned W, const float* picture, unsigned w, unsigned h) {
+    CopyRows(frame, W, picture, w, w, h);
+}
+
+void CropCorner(double* picture, unsigned w, unsigned h, const float* frame, unsigned W) {
+    CopyRows(picture, w, frame, W, w, h);
+}
+
+void SubtractFrom(float* v, const float* y, unsigned W, unsigned H) {
+    ParallelFor(H, [=](std::int64_t row) {
+        const std::size_t first = static_cast<std::size_t>(row) * W;
+        std::transform(y + first, y + first + W, v + first, v + first,
+                       [](float a, float b) { return a - b; });
+    });
+}
+
+float ImageRange(const float* v, unsigned W, unsigned H) {
+    float least = v[0];
+    float greatest = v[0];
+    for (std::size_t n = 1; n < Samples(W, H); ++n) {
+        greatest = v[n] > greatest ? v[n] : greatest;
+        least = v[n] < least ? v[n] : least;
+    }
+    return greatest - least;
+}
+
+}  // namespace gnr::detail
