@@ -27,7 +27,7 @@ struct BoundFrame {
 /// alpha of all bands of the PSF. False without memory, and for a frame whose sides are not halved evenly.
 bool FindDivisors(const BoundFrame& bound, const PictureFilters& filters, BandTable& alpha) {
     const auto [psf, psfSize, W, H] = bound;
-    if (W == 0 || H == 0 || W % kPyramidBlock != 0 || H % kPyramidBlock != 0) return false;
+    if (W == 0 || H == 0) return false;
     const FrameBlock<float> wrapped = NewFrame<float>(W, H, Contents::kZero);
     const FrameBlock<double> samples = NewFrame<double>(W, H, Contents::kUnknown);
     const BandPyramid bands(W, H);

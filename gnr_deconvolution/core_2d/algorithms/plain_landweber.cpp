@@ -5,14 +5,14 @@
 #include <gnr_deconvolution/deconvolution_2d.h>
 
 #include <cmath>
-#include <cstdint>
+#include <concepts>
 
 #include "algorithms/landweber_frames.h"
 #include "cores/divergence_stop.h"
 #include "driver/tiles.h"
 #include "kernels/band_steps.h"
+#include "kernels/divergence_2d.h"
 #include "kernels/frame_steps.h"
-#include "kernels/mean_divergence.h"
 
 using namespace gnr::detail;
 
@@ -32,24 +32,19 @@ double ThresholdOf(double strength, float range) {
 /// The stop test, over the picture's place in the frame.
 class StopTest {
   public:
-    StopTest(const LandweberFrames& f, unsigned w, unsigned h)
-        : f_(f),
-          frame_{static_cast<std::int32_t>(f.size.width), static_cast<std::int32_t>(f.size.height), 1,
-                 static_cast<std::int32_t>(Samples(f.size.width, f.size.height)),
-                 static_cast<std::int64_t>(Samples(f.size.width, f.size.height))},
-          place_{kMargin, static_cast<int>(w + kMargin), kMargin, static_cast<int>(h + kMargin), 0, 1} {}
+    StopTest(const LandweberFrames& f, unsigned w, unsigned h) : f_(f), place_(PlaceOf(w, h, kMargin)) {}
 
     /// Whether iteration i, above 0, shall be the last.
     bool IsLast(unsigned i) {
-        const double divergence = MeanDivergence(frame_, f_.x(), f_.y(), place_);
+        double divergence = 0.0;
+        MeanIDivergence(f_.x(), f_.y(), &divergence, place_, SizeOf(f_.size.width, f_.size.height));
         // A divergence of 0 has no ratio; the first one is kept in any case.
         return (i == 1 || divergence != 0.0) && stop_.IsLast(i, divergence);
     }
 
   private:
     const LandweberFrames& f_;
-    DFT3D frame_;
-    SRyIRect3D place_;
+    FrameRectangle place_;
     DivergenceStop stop_{kStopQuotient};
 };
 

@@ -26,7 +26,7 @@ bool BandPyramid::Decompose(const PictureFilters& filters, double* picture) cons
         unsigned width = 0;
         unsigned height = 0;
         if (CRyWavelet2D::WaveletDecompositionImage(bands[0], bands[1], bands[2], bands[3], width, height,
-                                                    input, 2 * Width(l), 2 * Height(l), filters.mother(),
+                                                    input, W_ >> l, H_ >> l, filters.mother(),
                                                     filters.father(), filters.length()) != 0) {
             return false;
         }

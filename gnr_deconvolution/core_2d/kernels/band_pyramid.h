@@ -15,8 +15,6 @@ inline constexpr unsigned kPictureBands = 4;
 /// Band d, the input of the next level.
 inline constexpr unsigned kApproximation = 3;
 inline constexpr unsigned kPictureLevels = 3;
-/// Sides are multiples of this.
-inline constexpr unsigned kPyramidBlock = 1u << kPictureLevels;
 
 using PictureFilters = WaveletFilterPair<double>;
 
