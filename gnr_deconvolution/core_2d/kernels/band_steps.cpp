@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "kernels/band_steps.h"
 
-#include <algorithm>
 #include <cstdint>
 
-#include "detail/parallel.h"
 #include "detail/vector_clones.h"
+#include "kernels/pieces.h"
 
 namespace gnr::detail {
 
@@ -13,9 +12,6 @@ namespace {
 
 /// Over-relaxation of the plain method.
 constexpr double kFixedStep = 1.7;
-
-/// Samples of a band that a thread takes at once.
-constexpr std::int64_t kChunk = 8192;
 
 /// One step of one band.
 struct BandStep {
@@ -52,9 +48,8 @@ void StepBands(const BandPyramid& cur, const BandPyramid& gradient, Kernel kerne
         double* const to = cur.Band(b, l);
         const double* const from = gradient.Band(b, l);
         const BandStep step = stepOf(b, l);
-        ParallelFor((samples + kChunk - 1) / kChunk, [=](std::int64_t chunk) {
-            const std::int64_t first = chunk * kChunk;
-            kernel(to + first, from + first, std::min(kChunk, samples - first), step);
+        ForEachPiece(samples, kShareOfThread, [=](std::int64_t first, std::int64_t count) {
+            kernel(to + first, from + first, count, step);
         });
     });
 }

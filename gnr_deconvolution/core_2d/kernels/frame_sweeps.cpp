@@ -5,18 +5,26 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "detail/parallel.h"
 #include "kernels/frame_arithmetic.h"
+#include "kernels/pieces.h"
 
 namespace gnr::detail {
 
 namespace {
 
+/// body(row) for all rows of w samples.
+template <class Body>
+void ForEachRow(unsigned w, unsigned h, Body body) {
+    const std::int64_t rows = std::max<std::int64_t>(kShareOfThread / std::max(w, 1u), 1);
+    ForEachPiece(h, rows, [=](std::int64_t first, std::int64_t count) {
+        for (std::int64_t row = first; row < first + count; ++row) body(static_cast<std::size_t>(row));
+    });
+}
+
 template <class To, class From>
 void CopyRows(To* to, std::size_t toStride, const From* from, std::size_t fromStride, unsigned w,
               unsigned h) {
-    ParallelFor(h, [=](std::int64_t y) {
-        const auto row = static_cast<std::size_t>(y);
+    ForEachRow(w, h, [=](std::size_t row) {
         const From* const source = from + row * fromStride;
         std::transform(source, source + w, to + row * toStride, [](From v) { return static_cast<To>(v); });
     });
@@ -37,8 +45,8 @@ void CropCorner(double* picture, unsigned w, unsigned h, const float* frame, uns
 }
 
 void SubtractFrom(float* v, const float* y, unsigned W, unsigned H) {
-    ParallelFor(H, [=](std::int64_t row) {
-        const std::size_t first = static_cast<std::size_t>(row) * W;
+    ForEachRow(W, H, [=](std::size_t row) {
+        const std::size_t first = row * W;
         std::transform(y + first, y + first + W, v + first, v + first,
                        [](float a, float b) { return a - b; });
     });
