@@ -277,6 +277,16 @@ TEST(CornerOfFrame, TakesFloatsAsTheyAre) {
     EXPECT_EQ(frame, (Frame{1.5f, 2.5f, -7, 3.5f, 4.5f, -7, -7, -7, -7}));
 }
 
+TEST(CornerOfFrame, IsLeftOutOfWhatLiesAround) {
+    Frame frame(4 * 3, -7.0f);
+    Frame from(4 * 3);
+    for (std::size_t n = 0; n < from.size(); ++n) from[n] = static_cast<float>(n);
+    CopyAroundCorner(frame.data(), from.data(), 4, 3, 3, 2);
+    EXPECT_EQ(frame, (Frame{-7, -7, -7, 3, -7, -7, -7, 7, 8, 9, 10, 11}));
+    CopyAroundCorner(frame.data(), Frame(12, 99.0f).data(), 4, 3, 4, 3);
+    EXPECT_EQ(frame[3], 3.0f) << "a corner that is all of the frame";
+}
+
 TEST(Residual, IsObservedLessModel) {
     Frame model = {1, 2, 3, 4, 5, 6};
     SubtractFrom(model.data(), Frame{10, 10, 10, 20, 20, 20}.data(), 3, 2);

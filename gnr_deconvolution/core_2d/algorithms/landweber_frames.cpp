@@ -36,15 +36,18 @@ bool LandweberFrames::StartFromEstimate() const {
 bool LandweberFrames::Rebuild() const {
     if (!cur.Reconstruct(filters, samples_.get())) return false;
     PutIntoCorner(x(), size.width, samples_.get(), corner.width, corner.height);
+    CopyAroundCorner(x(), y(), size.width, size.height, corner.width, corner.height);
     return true;
 }
 
 bool LandweberFrames::FindGradient() const {
-    float* const t = Scratch();
-    plan.Convolve(t, x(), h());
-    SubtractFrom(t, y(), size.width, size.height);
-    plan.Correlate(t, t, h());
-    CropCorner(samples_.get(), corner.width, corner.height, t, size.width);
+    const auto [W, H, orderX, orderY] = size;
+    plan.Forward(x());
+    MultiplySpectra(h(), x(), W, H);
+    InverseTransform(x(), W, plan.Buffer(), plan.Spec());
+    SubtractFrom(x(), y(), W, H);
+    plan.Correlate(x(), x(), h());
+    CropCorner(samples_.get(), corner.width, corner.height, x(), W);
     return gradient.Decompose(filters, samples_.get());
 }
 

@@ -32,9 +32,9 @@ class LandweberFrames {
     /// cur := W(img), or W(the corner of x)
     [[nodiscard]] bool StartFromPicture() const;
     [[nodiscard]] bool StartFromEstimate() const;
-    /// Corner of x := W^T(cur)
+    /// Corner of x := W^T(cur), the rest of x := that of y, which no iteration changes.
     [[nodiscard]] bool Rebuild() const;
-    /// gradient := W(the corner of H^T(y - H x))
+    /// gradient := W(the corner of H^T(y - H x)). x is destroyed.
     [[nodiscard]] bool FindGradient() const;
 
     /// destination := the picture's place in W^T(cur), over the sum of the PSF.
@@ -54,10 +54,9 @@ class LandweberFrames {
     float* img() const { return img_.get(); }  ///< in the wavelets' frame: observed, then restored
 
   private:
-    float* Scratch() const { return frames_[3]; }
     [[nodiscard]] bool RestoreImage() const;
 
-    const FrameBlocks<4> frames_;
+    const FrameBlocks<3> frames_;
     const FrameBlock<float> img_;
     const FrameBlock<double> samples_;  ///< img, or a gradient, for the wavelets
     float inverseSum_ = 1.0f;

@@ -44,6 +44,14 @@ void CropCorner(double* picture, unsigned w, unsigned h, const float* frame, uns
     CopyRows(picture, w, frame, W, w, h);
 }
 
+void CopyAroundCorner(float* frame, const float* from, unsigned W, unsigned H, unsigned w, unsigned h) {
+    if (w == W && h == H) return;
+    ForEachRow(W, H, [=](std::size_t row) {
+        const std::size_t first = row * W + (row < h ? w : 0);
+        std::copy(from + first, from + (row + 1) * W, frame + first);
+    });
+}
+
 void SubtractFrom(float* v, const float* y, unsigned W, unsigned H) {
     ForEachRow(W, H, [=](std::size_t row) {
         const std::size_t first = row * W;

@@ -11,6 +11,9 @@ namespace gnr::detail {
 void PutIntoCorner(float* frame, unsigned W, const double* picture, unsigned w, unsigned h);
 void PutIntoCorner(float* frame, unsigned W, const float* picture, unsigned w, unsigned h);
 
+/// All of a frame of W by H samples but its corner of w by h := that of another.
+void CopyAroundCorner(float* frame, const float* from, unsigned W, unsigned H, unsigned w, unsigned h);
+
 /// picture := corner of w by h samples of a frame with rows of W floats.
 void CropCorner(double* picture, unsigned w, unsigned h, const float* frame, unsigned W);
 
