@@ -110,19 +110,20 @@ TEST_P(PictureLandweberEntries, SixteenPixelsAreEnough) {
     EXPECT_EQ(call.Run(Accelerated(), &result, &small), 0);
 }
 
+/// Wavelets ask for scratch within the iterations, so that these fail too.
 TEST_P(PictureLandweberEntries, WithoutMemoryIsMinus9AndKeepsNothing) {
+    Call call;
+    call.iterations = 2;
     const auto check = [&](int code) {
         EXPECT_EQ(code, -9);
         EXPECT_TRUE(SameBits(destination.Samples(), untouched));
+        // An iteration that failed tells no count; a delivery that failed comes after the count.
+        if (!Accelerated()) {
+            EXPECT_TRUE(call.done == 0 || call.done == 2) << call.done;
+        }
     };
     const int blocks = RefuseEachBlock(
-        1,
-        [&] {
-            Call call;
-            call.iterations = 2;
-            return call.Run(Accelerated(), &destination, &source);
-        },
-        check);
+        1, [&] { return call.Run(Accelerated(), &destination, &source); }, check);
     EXPECT_GT(blocks, 30) << "frames and bands, or a block was left behind";
 }
 
