@@ -7,6 +7,7 @@
 #include <limits>
 #include <vector>
 
+#include "algorithms/zero_skipping_stop.h"
 #include "support/bits.h"
 #include "support/picture_landweber_calls.h"
 #include "support/ref/picture_landweber.h"
@@ -129,7 +130,28 @@ TEST_F(PicturePlain, AStopAtTheLastIterationDoesNotCountIt) {
     EXPECT_EQ(call.done, 5u);
 }
 
-TEST_F(PicturePlain, ADivergenceOfZeroSkipsTheTest) {
+/// Ratios 2, 1.9, 1.8, then none, then 1.7 and 1.699 of the one before.
+TEST(ZeroSkippingStopTest, PassesOverADivergenceOfZero) {
+    gnr::detail::ZeroSkippingStop stop(0.998);
+    EXPECT_FALSE(stop.IsLast(1, 10.0));
+    EXPECT_FALSE(stop.IsLast(2, 10.0 / 2.0));
+    EXPECT_FALSE(stop.IsLast(3, 10.0 / 1.9));
+    EXPECT_FALSE(stop.IsLast(4, 10.0 / 1.8));
+    EXPECT_FALSE(stop.IsLast(5, 0.0));
+    EXPECT_FALSE(stop.IsLast(6, 10.0 / 1.7)) << "compared with the ratio before the gap";
+    EXPECT_TRUE(stop.IsLast(7, 10.0 / 1.699));
+}
+
+TEST(ZeroSkippingStopTest, EndsWhereTheRatioRisesFromTheSixthIterationOn) {
+    for (const unsigned first : {2u, 3u, 4u, 5u}) {
+        gnr::detail::ZeroSkippingStop stop(0.998);
+        stop.IsLast(1, 10.0);
+        for (unsigned i = 2; i < first; ++i) stop.IsLast(i, 10.0 + i);
+        EXPECT_EQ(stop.IsLast(first, 1.0), first == 5) << first;
+    }
+}
+
+TEST_F(PicturePlain, OnlyZerosRunToTheEnd) {
     source.Fill([](unsigned, unsigned) { return 0.0; });
     Call call;
     call.iterations = 12;

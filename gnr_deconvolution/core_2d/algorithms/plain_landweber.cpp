@@ -8,7 +8,7 @@
 #include <concepts>
 
 #include "algorithms/landweber_frames.h"
-#include "cores/divergence_stop.h"
+#include "algorithms/zero_skipping_stop.h"
 #include "driver/tiles.h"
 #include "kernels/band_steps.h"
 #include "kernels/divergence_2d.h"
@@ -38,14 +38,13 @@ class StopTest {
     bool IsLast(unsigned i) {
         double divergence = 0.0;
         MeanIDivergence(f_.x(), f_.y(), &divergence, place_, SizeOf(f_.size.width, f_.size.height));
-        // A divergence of 0 has no ratio; the first one is kept in any case.
-        return (i == 1 || divergence != 0.0) && stop_.IsLast(i, divergence);
+        return stop_.IsLast(i, divergence);
     }
 
   private:
     const LandweberFrames& f_;
     FrameRectangle place_;
-    DivergenceStop stop_{kStopQuotient};
+    ZeroSkippingStop stop_{kStopQuotient};
 };
 
 using Prefilter = int (*)(unsigned W, unsigned H, float* image, float* psf, FFT2DSpec_R_32f* spec,
