@@ -166,4 +166,41 @@ TEST(PictureLandweberSteps, BoundFramesOfAllShapes) {
     }
 }
 
+/// A PSF that reaches from the picture to where the two frames differ, and around to its other side.
+TEST(PictureLandweberFrames, WhatLiesBesideTheSmallerOneCounts) {
+    constexpr unsigned kW = 79;
+    constexpr unsigned kH = 17;
+    constexpr unsigned kSide = 60;
+    std::vector<float> psf;
+    for (unsigned n = 0; n < kSide * kSide; ++n) {
+        const double x = n % kSide - 30.0;
+        const double y = n / kSide - 30.0;
+        psf.push_back(static_cast<float>((1.2 + std::tanh(x - 0.5 * y)) / (60 + x * x + y * y)));
+    }
+    double sum = 0;
+    for (const float v : psf) sum += v;
+    for (float& v : psf) v = static_cast<float>(v / sum);
+
+    ref::Job job{ref::Picture(kW, kH, 1), psf, kSide, 4};
+    FloatPicture source(kW, kH);
+    source.Fill(Scene);
+    for (std::size_t n = 0; n < source.Samples().size(); ++n) job.picture.values[n] = source.Samples()[n];
+    const auto compare = [&](const FloatPicture& got, const ref::Picture& expected) {
+        for (std::size_t n = 0; n < got.Samples().size(); ++n) {
+            ASSERT_NEAR(got.Samples()[n], std::max(expected.values[n], 0.0),
+                        RestorationTolerance(256.0 * 128.0, 4, 240))
+                << n;
+        }
+    };
+    FloatPicture destination(kW, kH);
+    ASSERT_EQ(Family::AccLandweberProcessImage_NoSplit_x1(&destination, &source, psf.data(), kSide, nullptr,
+                                                          nullptr, 0, 4, false, 1, 32, 32),
+              0);
+    compare(destination, ref::Accelerated(job, 1, 32, 32));
+    ASSERT_EQ(Family::LandweberProcessImage_Unaccel_NoSplit_x1(&destination, &source, psf.data(), kSide,
+                                                               nullptr, nullptr, 0, 4, false, 0.5, nullptr),
+              0);
+    compare(destination, ref::Plain(job, 0.5, false).picture);
+}
+
 }  // namespace
