@@ -21,7 +21,7 @@ int CRy2DDeconvolutionFamily::AccRLProcessInner(float* x, float* h, unsigned W, 
         if (progress.StopAtPoll()) return gnr::kSuccess;
         ClipSmallerThanZero2D(x, W, H);
         steps.Correct();
-        steps.Remember();
+        steps.Advance(Negatives::kStay);
     }
     return gnr::kSuccess;
 }

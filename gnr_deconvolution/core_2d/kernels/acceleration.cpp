@@ -4,10 +4,13 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <numbers>
+#include <cstdint>
+#include <limits>
+#include <utility>
 
 #include "detail/elementary_log.h"
 #include "detail/float_bounds.h"
+#include "detail/parallel.h"
 #include "detail/vector_clones.h"
 #include "kernels/convolution.h"
 #include "kernels/frame_arithmetic.h"
@@ -20,49 +23,89 @@ namespace {
 constexpr float kLeastCorrection = FloatNotAbove(1e-10);
 /// Sums of squared steps not above this give no exponent.
 constexpr float kLeastSquaredStep = FloatNotAbove(1e-10);
+/// Stands for the logarithm of such a correction.
+constexpr float kNoLog = std::numeric_limits<float>::quiet_NaN();
 
-/// Samples whose terms are made together, by vector code, before they join the sums one by one.
-constexpr std::size_t kTogether = 512;
+/// Samples that one thread takes at a time: a block of all frames fits its cache.
+constexpr std::int64_t kBlock = std::int64_t{1} << 13;
+/// Samples whose logarithms are made together where there is no frame for them.
+constexpr std::int64_t kTogether = 512;
 
-struct Terms {
-    std::array<float, kTogether> numerator;
-    std::array<float, kTogether> denominator;
+/// sweep(first sample, count) for all blocks of a frame.
+template <class Sweep>
+void InBlocks(std::size_t samples, Sweep sweep) {
+    const auto n = static_cast<std::int64_t>(samples);
+    if (n <= kBlock) return sweep(std::int64_t{0}, n);
+    ParallelFor((n + kBlock - 1) / kBlock, [=](std::int64_t block) {
+        const std::int64_t first = block * kBlock;
+        sweep(first, std::min(kBlock, n - first));
+    });
+}
+
+/// A block as a frame of one row.
+unsigned RowOf(std::int64_t count) {
+    return static_cast<unsigned>(count);
+}
+
+GNR_VECTOR_CLONES
+void ReplaceByLog(float* d, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) {
+        const float log = DecimalLog(d[i]);
+        d[i] = d[i] > kLeastCorrection ? log : kNoLog;
+    }
+}
+
+/// Sums over the samples, in their order.
+struct StepSums {
+    float numerator = 0.0f;
+    float denominator = 0.0f;
+    EnergySums estimate;
+
+    /// Logarithms of the last two corrections in e and f.
+    void Add(const float* x, const float* c, const float* e, const float* f, std::int64_t n) {
+        StepSums sums = *this;
+        for (std::int64_t i = 0; i < n; ++i) {
+            const float p = f[i] * c[i];
+            const float forNumerator = e[i] * x[i] * p;
+            const float forDenominator = p * p;
+            const bool counts = e[i] == e[i] && f[i] == f[i];
+            sums.denominator = sums.denominator + (counts ? forDenominator : 0.0f);
+            sums.numerator = sums.numerator + (counts ? forNumerator : 0.0f);
+            sums.estimate.Add(x[i]);
+        }
+        *this = sums;
+    }
+    void AddEstimate(const float* x, std::int64_t n) {
+        EnergySums sums = estimate;
+        for (std::int64_t i = 0; i < n; ++i) sums.Add(x[i]);
+        estimate = sums;
+    }
 };
 
-/// The terms of n samples, 0 where a correction has no logarithm worth using. Logarithms are rounded to float
-/// from double.
-GNR_VECTOR_CLONES
-void MakeTerms(const float* x, const float* c, const float* e, const float* f, std::size_t n, Terms& terms) {
-    for (std::size_t i = 0; i < n; ++i) {
-        const bool counts = (e[i] > kLeastCorrection) & (f[i] > kLeastCorrection);
-        const float logOfF = static_cast<float>(NaturalLog(static_cast<double>(f[i])) * std::numbers::log10e);
-        const float q = static_cast<float>(NaturalLog(static_cast<double>(e[i])) * std::numbers::log10e);
-        const float p = logOfF * c[i];
-        terms.denominator[i] = counts ? p * p : 0.0f;
-        terms.numerator[i] = counts ? q * x[i] * p : 0.0f;
-    }
+float ExponentOf(float numerator, float denominator) {
+    if (denominator <= kLeastSquaredStep) return 0.0f;
+    const float alpha = numerator / denominator;
+    if (alpha <= 0.0f) return 0.0f;
+    return alpha >= 1.0f ? 1.0f : alpha;
 }
 
 }  // namespace
 
 float Recompute_dAlphaK2D(const float* x, const float* c, const float* e, const float* f, unsigned W,
                           unsigned H) {
-    float numerator = 0.0f;
-    float denominator = 0.0f;
-    Terms terms;
-    const std::size_t count = Samples(W, H);
-    for (std::size_t done = 0; done < count; done += kTogether) {
-        const std::size_t n = std::min(kTogether, count - done);
-        MakeTerms(x + done, c + done, e + done, f + done, n, terms);
-        for (std::size_t i = 0; i < n; ++i) {
-            denominator = denominator + terms.denominator[i];
-            numerator = numerator + terms.numerator[i];
-        }
+    std::array<float, kTogether> logOfE;
+    std::array<float, kTogether> logOfF;
+    StepSums sums;
+    const auto samples = static_cast<std::int64_t>(Samples(W, H));
+    for (std::int64_t first = 0; first < samples; first += kTogether) {
+        const std::int64_t count = std::min(kTogether, samples - first);
+        std::copy_n(e + first, count, logOfE.data());
+        std::copy_n(f + first, count, logOfF.data());
+        ReplaceByLog(logOfE.data(), count);
+        ReplaceByLog(logOfF.data(), count);
+        sums.Add(x + first, c + first, logOfE.data(), logOfF.data(), count);
     }
-    if (denominator <= kLeastSquaredStep) return 0.0f;
-    const float alpha = numerator / denominator;
-    if (alpha <= 0.0f) return 0.0f;
-    return alpha >= 1.0f ? 1.0f : alpha;
+    return ExponentOf(sums.numerator, sums.denominator);
 }
 
 AcceleratedSteps::AcceleratedSteps(const AcceleratedFrames& frames, const float* h)
@@ -74,25 +117,67 @@ AcceleratedSteps::AcceleratedSteps(const AcceleratedFrames& frames, const float*
     CopyFrame(c, x, W, H);
 }
 
-void AcceleratedSteps::Correct() const {
-    const auto& [W, H, x, y, otf, b, c, d, e, f, buffer, bufferSize, spec] = frames_;
-    PowVkAlpha2D(b, W, H, alpha_);
-    MultiplyFrame(x, b, W, H);
-    ConvolveWithOTF(d, x, otf, W, H, buffer, bufferSize, spec);
-    RatioOrZero(b, y, d, W, H);
-    CorrelateWithOTF(d, b, otf, W, H, buffer, bufferSize, spec);
-    MultiplyFrame(x, d, W, H);
-    ScaleFrame(x, inverseSum_, W, H);
+/// x := x b^alpha, and a copy of it in d.
+void AcceleratedSteps::Extrapolate() const {
+    float* const x = frames_.x;
+    float* const b = frames_.b;
+    float* const d = frames_.d;
+    const float alpha = alpha_;
+    InBlocks(Samples(frames_.W, frames_.H), [=](std::int64_t first, std::int64_t count) {
+        if (alpha != 0.0f) {
+            PowVkAlpha2D(b + first, RowOf(count), 1, alpha);
+            for (std::int64_t i = first; i < first + count; ++i) x[i] = x[i] * b[i];
+        }
+        std::copy_n(x + first, count, d + first);
+    });
 }
 
-void AcceleratedSteps::Remember() {
+void AcceleratedSteps::Correct() const {
+    Extrapolate();
     const auto& [W, H, x, y, otf, b, c, d, e, f, buffer, bufferSize, spec] = frames_;
-    RatioOrOne(b, x, c, W, H);
+    ForwardTransform(d, W, buffer, spec);
+    MultiplySpectra(otf, d, W, H);
+    InverseTransform(d, W, buffer, spec);
+    InBlocks(Samples(W, H), [b = b, y = y, d = d](std::int64_t first, std::int64_t count) {
+        RatioOrZero(b + first, y + first, d + first, RowOf(count), 1);
+    });
+    CorrelateWithOTF(d, b, otf, W, H, buffer, bufferSize, spec);
+}
+
+EnergySums AcceleratedSteps::Advance(Negatives negatives) {
+    const auto& [W, H, x, y, otf, b, c, d, e, f, buffer, bufferSize, spec] = frames_;
+    const auto samples = static_cast<std::int64_t>(Samples(W, H));
+    const auto countOf = [=](std::int64_t block) { return std::min(kBlock, samples - block * kBlock); };
+    const std::int64_t blocks = (samples + kBlock - 1) / kBlock;
+    // The corrections before the first two are 1: their logarithms leave the sums at 0.
+    const bool hasHistory = corrections_ == 2;
+
+    StepSums sums;
+    ParallelThenInTurn(
+        blocks, blocks,
+        [=, x = x, b = b, c = c, d = d, inverseSum = inverseSum_](std::int64_t block) {
+            const std::int64_t first = block * kBlock;
+            const std::int64_t count = countOf(block);
+            for (std::int64_t i = first; i < first + count; ++i) x[i] = x[i] * d[i] * inverseSum;
+            if (negatives == Negatives::kCut) ClipSmallerThanZero2D(x + first, RowOf(count), 1);
+            RatioOrOne(b + first, x + first, c + first, RowOf(count), 1);
+            ReplaceByLog(d + first, count);
+        },
+        [&, x = x, c = c, e = e, f = f](std::int64_t block) {
+            const std::int64_t first = block * kBlock;
+            const std::int64_t count = countOf(block);
+            if (hasHistory) {
+                sums.Add(x + first, c + first, e + first, f + first, count);
+            } else {
+                sums.AddEstimate(x + first, count);
+            }
+            std::copy_n(x + first, count, c + first);
+        });
     // deliberate: before e and f move on
-    alpha_ = Recompute_dAlphaK2D(x, c, e, f, W, H);
-    CopyFrame(c, x, W, H);
-    CopyFrame(f, e, W, H);
-    CopyFrame(e, d, W, H);
+    alpha_ = hasHistory ? ExponentOf(sums.numerator, sums.denominator) : 0.0f;
+    frames_.d = std::exchange(frames_.f, std::exchange(frames_.e, frames_.d));
+    corrections_ = std::min(corrections_ + 1, 2U);
+    return sums.estimate;
 }
 
 }  // namespace gnr::detail

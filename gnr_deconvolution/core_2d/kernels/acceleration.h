@@ -6,6 +6,8 @@
 
 #include <gnr_deconvolution/object_frame.h>
 
+#include "kernels/energy_2d.h"
+
 struct FFT2DSpec_R_32f;
 
 namespace gnr::detail {
@@ -28,29 +30,39 @@ struct AcceleratedFrames {
     float* otf;  ///< packed spectrum of the partner
     float* b;    ///< base of the next power; in between the ratio
     float* c;    ///< estimate of the iteration before
-    float* d;    ///< correction of this iteration
-    float* e;    ///< correction of the one before
-    float* f;    ///< correction before that
+    float* d;    ///< correction of this iteration; d, e and f change places
+    float* e;    ///< decimal logarithm of the correction of the one before
+    float* f;    ///< that of the correction before that
     unsigned char* buffer;
     int bufferSize;
     FFT2DSpec_R_32f* spec;
 };
 
-/// The steps that the plain and the blind loop share; where they clip, ask for a stop and end is their own.
+/// What becomes of the samples below 0 of a fresh estimate.
+enum class Negatives { kStay, kCut };
+
+/// The steps that the plain and the blind loop share; where they ask for a stop and end is their own. Between
+/// the transforms each iteration sweeps over the frames three times, on all threads; the sums stay in the
+/// order of the samples. Each sweep is what a chain of kernels gives, but for powers and logarithms, which are
+/// the exact values to within one unit in the last place.
 class AcceleratedSteps {
   public:
-    /// Takes the spectrum and the sum of the partner h, and starts from x.
+    /// Takes the spectrum and the sum of the partner h, sets b, d, e and f to 1, and starts from x.
     AcceleratedSteps(const AcceleratedFrames& frames, const float* h);
 
-    /// x := x b^alpha, then x := x H^T(y / (H x)) / sum of h
+    /// x := x b^alpha;  d := H^T(y / (H x))
     void Correct() const;
-    /// b := x / x before; alpha from the corrections of the two iterations before this one; then all move on.
-    void Remember();
+    /// x := x d / sum of h, negatives cut if told;  b := x / x before;  alpha from the corrections of the two
+    /// iterations before this one; then all move on. The sums of the estimate.
+    EnergySums Advance(Negatives negatives);
 
   private:
+    void Extrapolate() const;
+
     AcceleratedFrames frames_;
     float inverseSum_;
     float alpha_ = 1.0f;
+    unsigned corrections_ = 0;  ///< in e and f, at most 2
 };
 
 }  // namespace gnr::detail

@@ -9,14 +9,31 @@
 
 namespace gnr::detail {
 
+namespace {
+
+/// Sums not above this are no divisors.
+constexpr float kLeastSum = FloatNotAbove(1e-10);
+
+}  // namespace
+
+EnergySums SumsOfImage(const float* v, unsigned W, unsigned H) {
+    EnergySums sums;
+    for (std::size_t n = 0; n < Samples(W, H); ++n) sums.Add(v[n]);
+    return sums;
+}
+
 float EnergyOfImage(const float* v, unsigned W, unsigned H) {
-    float sum = 0.0f;
-    float squares = 0.0f;
-    for (std::size_t n = 0; n < Samples(W, H); ++n) {
-        sum += v[n];
-        squares += v[n] * v[n];
-    }
-    return std::fabs(sum) > FloatNotAbove(1e-10) ? squares / sum : 1.0f;
+    const EnergySums sums = SumsOfImage(v, W, H);
+    return std::fabs(sums.sum) > kLeastSum ? sums.squares / sums.sum : 1.0f;
+}
+
+float EnergyRatio(const EnergySums& a, const EnergySums& b) {
+    if (std::fabs(b.sum) <= kLeastSum || std::fabs(a.squares) <= kLeastSum) return 1.0f;
+    return (b.squares * a.sum) / (a.squares * b.sum);
+}
+
+float ComputeE8_2D(const float* a, const float* b, unsigned W, unsigned H) {
+    return EnergyRatio(SumsOfImage(a, W, H), SumsOfImage(b, W, H));
 }
 
 }  // namespace gnr::detail
