@@ -9,7 +9,7 @@
 
 #include "support/pictures.h"
 #include "support/progress_log.h"
-#include "support/ref/blind_2d.h"
+#include "support/ref/picture_blind.h"
 #include "support/tolerances.h"
 
 namespace {
