@@ -77,7 +77,6 @@ TEST_F(AcceleratedInner, IsTheReferenceStepByStep) {
         x = start;
         EXPECT_EQ(Run(iterations), 0);
         EXPECT_TRUE(Near(x, reference.x, 3e-5)) << iterations;
-        EXPECT_TRUE(Near(work[3], reference.e, 3e-5)) << iterations;
     }
     EXPECT_TRUE(std::any_of(alphas.begin(), alphas.end(), [](double a) { return a > 0.1 && a < 1.0; }))
         << "the power is at work";
@@ -113,7 +112,6 @@ TEST_F(AcceleratedInner, ConstantEstimateIsAFixedPointWithoutExponent) {
     std::fill(x.begin(), x.end(), 4.0f);
     EXPECT_EQ(Run(5), 0);
     EXPECT_TRUE(SameBits(x, Frame(kCount, 4.0f)));
-    EXPECT_TRUE(SameBits(work[3], Frame(kCount, 1.0f))) << "corrections are 1";
 }
 
 TEST_F(AcceleratedInner, ASampleOfZeroStaysZero) {

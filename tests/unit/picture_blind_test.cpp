@@ -10,6 +10,7 @@
 #include "kernels/energy_2d.h"
 #include "support/bits.h"
 #include "support/blind_picture_job.h"
+#include "support/refused_alloc.h"
 #include "support/threads.h"
 
 namespace {
@@ -245,6 +246,40 @@ TEST(BlindPicturesCodes, SizesWithoutAFrameAreMinus9) {
     EXPECT_EQ(Family::AccIBDProcessImage_NoSplit_x1(&destination, &source, job.psf.data(), kBlindPsfSize,
                                                     0.0f, nullptr, nullptr, 0, 1, false),
               -9);
+}
+
+TEST(BlindPicturesCodes, EveryBlockThatIsRefusedIsMinus9AndFreesTheOthers) {
+    IntegerPicture integers(20, 18, 12);
+    integers.Fill(Scene);
+    FloatPicture floats(20, 18);
+    floats.Fill(Scene);
+    const auto counts = [](auto& source, auto& destination) {
+        return RefuseEachBlock(
+            1,
+            [&] {
+                BlindJob job;
+                return job.Run(destination, source);
+            },
+            [](int code) { EXPECT_EQ(code, -9); });
+    };
+    IntegerPicture ofIntegers(20, 18, 12);
+    FloatPicture ofFloats(20, 18);
+    // Two pictures before and one after, two estimates, the buffer and seven frames.
+    EXPECT_EQ(counts(integers, ofIntegers), 13);
+    EXPECT_EQ(counts(floats, ofFloats), 13);
+}
+
+TEST(BlindPicturesCodes, DestinationStaysWithoutMemory) {
+    FloatPicture source(20, 18);
+    source.Fill(Scene);
+    for (int number = 0; number < 13; ++number) {
+        FloatPicture destination(20, 18);
+        const std::vector<float> before = destination.Samples();
+        const RefusedAlloc refusal(number);
+        BlindJob job;
+        EXPECT_EQ(job.Run(destination, source), -9);
+        EXPECT_TRUE(SameBits(destination.Samples(), before)) << number;
+    }
 }
 
 // ---- tiles -------------------------------------------------------------------------------------------------
