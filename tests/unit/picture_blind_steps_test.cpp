@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include "support/bits.h"
 #include "support/blind_picture_job.h"
 #include "support/picture_access.h"
+#include "support/refused_alloc.h"
 
 namespace {
 
@@ -32,6 +34,23 @@ TEST(BlindPicturesProgress, EveryCycleAsksAtItsHeadInItsMiddleAndInEveryIteratio
         EXPECT_EQ(call.hostPointer, &job.log);
         EXPECT_EQ(call.thread, std::this_thread::get_id());
     }
+}
+
+TEST(BlindPicturesProgress, NoFrameIsAllocatedFromTheFirstCallToTheLast) {
+    constexpr std::size_t frameBytes = 64 * 64 * sizeof(float);
+    BlindJob job;
+    std::optional<RefusedAlloc> refusal;
+    bool hasRefused = true;
+    job.log.onCall = [&](const ProgressReport&) {
+        const auto call = static_cast<int>(job.log.Calls().size());
+        if (call == 1) refusal.emplace(0, frameBytes);
+        if (call == kCallsPerCycle) {
+            hasRefused = refusal->HasRefused();
+            refusal.reset();
+        }
+    };
+    EXPECT_EQ(Restored(job).code, 0);
+    EXPECT_FALSE(hasRefused);
 }
 
 TEST(BlindPicturesStop, AtTheHeadOfACycleIsZeroAndDelivers_stays) {
