@@ -41,9 +41,6 @@ inline int ThreadsToCome() {
 template <class Work, class InTurn>
 void ParallelThenInTurn(std::int64_t count, std::int64_t lead, Work work, InTurn inTurn) {
     const auto threads = static_cast<int>(std::clamp(lead, std::int64_t{1}, std::int64_t{ThreadsToCome()}));
-
-    const auto threads =
-        static_cast<int>(std::clamp(lead, std::int64_t{1}, std::int64_t{ThreadsToCome()}));
 #pragma omp parallel for ordered schedule(static, 1) num_threads(threads) firstprivate(work)
     for (std::int64_t i = 0; i < count; ++i) {
         work(i);
