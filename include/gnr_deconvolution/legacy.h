@@ -80,7 +80,7 @@ class GNR_API CRy3DDeconvolution {
     ///
     ///   x := (x + 1.7 H^T(g - H x)) / sum of PSF, negatives cut
     ///
-    /// puiIterationsDone  takes the count of iterations, 0 from the start on; may be null
+    /// puiIterationsDone  takes 0 at the start and the count of iterations at the end; may be null
     /// Returns  as Landweber
     int Landweber_Automatic(DFT3D* s, float* pfPsf, float* pfImage, int iIterations, RyProgressCallback pfn,
                             void* pData, int iUnused1, int iUnused2, double dUnused3,

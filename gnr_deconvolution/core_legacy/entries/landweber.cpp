@@ -69,9 +69,7 @@ int CRy3DDeconvolution::Landweber_Automatic(DFT3D* s, float* pfPsf, float* pfIma
                                             int /*iUnused2*/, double /*dUnused3*/, const SRyIRect3D& rcImage,
                                             double /*dUnused4*/, unsigned* puiIterationsDone,
                                             double dStopRatio) {
-    unsigned unasked = 0;
-    unsigned& done = puiIterationsDone != nullptr ? *puiIterationsDone : unasked;
-    done = 0;
+    if (puiIterationsDone != nullptr) *puiIterationsDone = 0;
     std::srand(0);
     LandweberStep step;
     step.length = kOverRelaxation;
@@ -93,15 +91,19 @@ int CRy3DDeconvolution::Landweber_Automatic(DFT3D* s, float* pfPsf, float* pfIma
 
     const Progress progress(kLegacyDeconvolution3D, pfn, pData);
     DivergenceStop stop(dStopRatio);
+    unsigned done = 0;
+    bool stopped = false;
     for (int k = 0; k < iIterations; ++k) {
-        if (progress.StopAtBegin()) return gnr::kStopped;
+        if ((stopped = progress.StopAtBegin())) break;
         if (k > 0 && stop.IsLast(static_cast<unsigned>(k), MeanDivergence(*s, y, g, rcImage))) {
             k = iIterations - 1;
         }
         LandweberGradient(*s, r, blurred, g, y, H);
         FinishStep(*s, x, y, r, step);
         ++done;
-        if (progress.StopAtEnd()) return gnr::kStopped;
+        if ((stopped = progress.StopAtEnd())) break;
     }
-    return gnr::kSuccessOfEntry;
+
+    if (puiIterationsDone != nullptr) *puiIterationsDone = done;
+    return stopped ? gnr::kStopped : gnr::kSuccessOfEntry;
 }
