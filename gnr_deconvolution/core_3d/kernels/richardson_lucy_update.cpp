@@ -61,11 +61,15 @@ float BoundOfRow(const float* x, const float* previous, std::int64_t n) {
     return all;
 }
 
+GNR_VECTOR_CLONES
+void MultiplyBy(const float* factors, float* row, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) row[i] = factors[i] * row[i];
+}
+
 }  // namespace
 
-GNR_VECTOR_CLONES
 void MultiplyRow(float* row, const float* factors, std::int64_t n) {
-    for (std::int64_t i = 0; i < n; ++i) row[i] = factors[i] * row[i];
+    MultiplyBy(factors, row, n);
 }
 
 void RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization, const float* correction,
