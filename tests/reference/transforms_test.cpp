@@ -2,8 +2,12 @@
 #include <gnr_deconvolution/kernels_3d.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <numbers>
 #include <tuple>
 
 #include "support/dense.h"
@@ -85,6 +89,48 @@ TEST_P(PlaneTransformsAgainstDirectDft, Forward) {
     }
     ASSERT_EQ(Low::DFT2D_Transform(&v.sizes, v), 0);
     ExpectSpectrum(v, expected, Tolerance(v));
+}
+
+/// Volumes on both sides of what a cache holds, with rows that do not divide into equal chunks: one cosine a
+/// frequency, which plain arithmetic gives.
+TEST(LargeTransforms, SparseSpectraGiveTheirCosines) {
+    struct Wave {
+        int u, v, w;
+        double amplitude;
+    };
+    constexpr std::array waves = {Wave{3, 1, 2, 1.0}, Wave{0, 70, 5, -0.5}, Wave{64, 11, 0, 2.0}};
+    for (const int planes : {90, 121}) {
+        Volume volume(130, 75, planes);
+        const DFT3D& s = volume.sizes;
+        const double samples = 130.0 * 75.0 * planes;
+        for (const Wave& wave : waves) {
+            const auto put = [&](int v, int w) {
+                volume.get()[std::int64_t{w} * s.planeStride + std::int64_t{v} * s.rowLength + 2 * wave.u] =
+                    static_cast<float>(wave.amplitude * samples / 2);
+            };
+            put(wave.v, wave.w);
+            // In the plane u = 0 the half spectrum holds the conjugate frequency too.
+            if (wave.u == 0) put((75 - wave.v) % 75, (planes - wave.w) % planes);
+        }
+        ASSERT_EQ(Low::DFT3D_Inversion(&s, volume), 0);
+        double worst = 0.0;
+        for (int k = 0; k < planes; ++k) {
+            for (int j = 0; j < 75; ++j) {
+                for (int i = 0; i < 130; ++i) {
+                    double expected = 0.0;
+                    for (const Wave& wave : waves) {
+                        const double turns =
+                            wave.u * i / 130.0 + wave.v * j / 75.0 + 1.0 * wave.w * k / planes;
+                        expected += wave.amplitude * std::cos(2 * std::numbers::pi * turns);
+                    }
+                    worst = std::max(worst, std::abs(volume.at(i, j, k) - expected));
+                }
+                ASSERT_EQ(volume.at(130, j, k), 0.0f);
+                ASSERT_EQ(volume.at(131, j, k), 0.0f);
+            }
+        }
+        EXPECT_LT(worst, gnr::test::TransformTolerance(samples, 3.5)) << planes;
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Sizes, TransformsAgainstDirectDft,
