@@ -4,25 +4,14 @@
 
 #include <gnr_deconvolution/cores.h>
 
-#include "support.h"
+#include "iteration.h"
 
 namespace {
 
-using Low = CRy3DDeconvolutionLow;
-using gnr::bench::Buffer;
+using namespace gnr::bench;
 
 /// Few enough that no stop test comes into play.
 constexpr unsigned kIterations = 5;
-
-/// A PSF that is a small box around the origin, sum 1.
-void FillPsf(const DFT3D& s, float* psf) {
-    for (int k : {0, 1, s.planes - 1}) {
-        for (int j : {0, 1, s.rows - 1}) {
-            for (int i : {0, 1, s.rowLength - 3})
-                psf[std::int64_t{k} * s.planeStride + j * s.rowLength + i] = 1.0f / 27;
-        }
-    }
-}
 
 /// The accelerated core with exactly three values in each line search.
 class ThreeTrials : public CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore {
@@ -38,15 +27,12 @@ class ThreeTrials : public CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore {
     }
 };
 
-/// Times kIterations iterations of a core, what comes before them taken off, against the same count of
-/// transforms, half of them backward.
-void CompareIterations(benchmark::State& state, CRyAbstract3DDeconvolutionCore& core, unsigned transforms,
-                       double strength) {
-    const DFT3D s = gnr::bench::Geometry(state.range(0), state.range(1), state.range(2));
-    omp_set_num_threads(static_cast<int>(state.range(3)));
-    const Buffer image = gnr::bench::RandomVolume(s);
-    const Buffer psf(Low::SSE_Alloc(s.total));
-    FillPsf(s, psf.get());
+/// One iteration of a core against `pairs` pairs of transforms.
+void CompareCore(benchmark::State& state, CRyAbstract3DDeconvolutionCore& core, unsigned pairs,
+                 double strength) {
+    const DFT3D s = BeginVolumes(state);
+    const Buffer image = RandomVolume(s);
+    const Buffer psf = BoxPsf(s);
     const auto params = CRyRefCountPtr<CRy3DAutoDeconvRunParameters>(new CRy3DAutoDeconvRunParameters);
     params->Release();
     params->sizes = s;
@@ -56,59 +42,33 @@ void CompareIterations(benchmark::State& state, CRyAbstract3DDeconvolutionCore& 
     params->dRegularization = strength;
     params->bNoAutoStop = true;
     core.Prepare(params);
-
     const auto run = [&](unsigned iterations) {
-        gnr::bench::FillRandom(image.get(), s.total);
+        FillRandom(image.get(), s.total);
         params->uiIterations = iterations;
-        return gnr::bench::Seconds([&] { core.Run(params); });
+        return Seconds([&] { core.Run(params); });
     };
-    run(1);
-    std::vector<double> ours;
-    std::vector<double> reference;
-    for (auto _ : state) {
-        ours.push_back((run(kIterations) - run(0)) / kIterations);
-        gnr::bench::FillRandom(image.get(), s.total);
-        reference.push_back(gnr::bench::Seconds([&] {
-            for (unsigned t = 0; t < transforms; t += 2) {
-                Low::DFT3D_Transform(&s, image.get());
-                Low::DFT3D_Inversion(&s, image.get());
-            }
-        }));
-        state.SetIterationTime(ours.back());
-    }
+    CompareIterationWithTransforms(state, s, 0, kIterations, run, pairs);
     core.Free();
-    state.counters["iteration_ms"] = 1e3 * gnr::bench::Median(ours);
-    state.counters["transforms_ms"] = 1e3 * gnr::bench::Median(reference);
-    state.counters["ratio"] = gnr::bench::Median(ours) / gnr::bench::Median(reference);
 }
 
 void BM_Manual(benchmark::State& state) {
     CRy3DLucyRichardsonTMDeconvolutionCore core(false);
-    CompareIterations(state, core, 4, 10.0);
+    CompareCore(state, core, 2, 10.0);
 }
 
 void BM_Automatic(benchmark::State& state) {
     CRy3DLucyRichardsonTMDeconvolutionCore core(true);
-    CompareIterations(state, core, 4, 0.5);
+    CompareCore(state, core, 2, 0.5);
 }
 
 void BM_Accelerated(benchmark::State& state) {
     ThreeTrials core;
-    CompareIterations(state, core, 6, 1.0);
+    CompareCore(state, core, 3, 1.0);
 }
 
-void Sizes(benchmark::internal::Benchmark* b) {
-    b->ArgNames({"x", "y", "z", "threads"});
-    for (const std::int64_t threads : {1, 2}) {
-        b->Args({256, 256, 64, threads});
-        b->Args({512, 512, 64, threads});
-    }
-    b->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(5);
-}
-
-BENCHMARK(BM_Manual)->Apply(Sizes);
-BENCHMARK(BM_Automatic)->Apply(Sizes);
-BENCHMARK(BM_Accelerated)->Apply(Sizes);
+BENCHMARK(BM_Manual)->Apply(VolumeSizes);
+BENCHMARK(BM_Automatic)->Apply(VolumeSizes);
+BENCHMARK(BM_Accelerated)->Apply(VolumeSizes);
 
 }  // namespace
 
