@@ -204,7 +204,7 @@ class GNR_API CRy2DDeconvolutionFamily {
     // ---- prefilter -----------------------------------------------------------------------------------
 
     /// The small Gaussian that some methods blur picture and PSF with: deviation 0.8, a separable square of
-    /// sum 1, at most 7 by 7, in a frame of W by H smaller where a side is below 10. Along an axis that the
+    /// sum 1, at most 7 by 7, in a frame of W by H smaller where a side is below 8. Along an axis that the
     /// frame makes shorter the rim of the square is 0. pfKernel is released with CRyAlloc::Free; null, and
     /// uiSize 0, where memory is exhausted.
     static void GetPrefilterKernel(unsigned W, unsigned H, float*& pfKernel, unsigned& uiSize);
