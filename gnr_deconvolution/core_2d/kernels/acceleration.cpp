@@ -14,6 +14,7 @@
 #include "detail/vector_clones.h"
 #include "kernels/convolution.h"
 #include "kernels/frame_arithmetic.h"
+#include "kernels/pieces.h"
 
 namespace gnr::detail {
 
@@ -31,15 +32,8 @@ constexpr std::int64_t kBlock = std::int64_t{1} << 13;
 /// Samples whose logarithms are made together where there is no frame for them.
 constexpr std::int64_t kTogether = 512;
 
-/// sweep(first sample, count) for all blocks of a frame.
-template <class Sweep>
-void InBlocks(std::size_t samples, Sweep sweep) {
-    const auto n = static_cast<std::int64_t>(samples);
-    if (n <= kBlock) return sweep(std::int64_t{0}, n);
-    ParallelFor((n + kBlock - 1) / kBlock, [=](std::int64_t block) {
-        const std::int64_t first = block * kBlock;
-        sweep(first, std::min(kBlock, n - first));
-    });
+std::int64_t SamplesOf(const AcceleratedFrames& frames) {
+    return static_cast<std::int64_t>(Samples(frames.W, frames.H));
 }
 
 /// A block as a frame of one row.
@@ -123,7 +117,7 @@ void AcceleratedSteps::Extrapolate() const {
     float* const b = frames_.b;
     float* const d = frames_.d;
     const float alpha = alpha_;
-    InBlocks(Samples(frames_.W, frames_.H), [=](std::int64_t first, std::int64_t count) {
+    ForEachPiece(SamplesOf(frames_), kBlock, [=](std::int64_t first, std::int64_t count) {
         if (alpha != 0.0f) {
             PowVkAlpha2D(b + first, RowOf(count), 1, alpha);
             for (std::int64_t i = first; i < first + count; ++i) x[i] = x[i] * b[i];
@@ -138,7 +132,7 @@ void AcceleratedSteps::Correct() const {
     ForwardTransform(d, W, buffer, spec);
     MultiplySpectra(otf, d, W, H);
     InverseTransform(d, W, buffer, spec);
-    InBlocks(Samples(W, H), [b = b, y = y, d = d](std::int64_t first, std::int64_t count) {
+    ForEachPiece(SamplesOf(frames_), kBlock, [b = b, y = y, d = d](std::int64_t first, std::int64_t count) {
         RatioOrZero(b + first, y + first, d + first, RowOf(count), 1);
     });
     CorrelateWithOTF(d, b, otf, W, H, buffer, bufferSize, spec);
@@ -146,7 +140,7 @@ void AcceleratedSteps::Correct() const {
 
 EnergySums AcceleratedSteps::Advance(Negatives negatives) {
     const auto& [W, H, x, y, otf, b, c, d, e, f, buffer, bufferSize, spec] = frames_;
-    const auto samples = static_cast<std::int64_t>(Samples(W, H));
+    const std::int64_t samples = SamplesOf(frames_);
     const auto countOf = [=](std::int64_t block) { return std::min(kBlock, samples - block * kBlock); };
     const std::int64_t blocks = (samples + kBlock - 1) / kBlock;
     // The corrections before the first two are 1: their logarithms leave the sums at 0.
