@@ -43,7 +43,7 @@ inline double InverseSum(const Picture& v, double least = 1e-5) {
     return sum >= least ? 1.0 / sum : 1.0;
 }
 
-/// The small Gaussian around the origin of a frame whose sides are 10 or more: 7 by 7, sum 1.
+/// The small Gaussian around the origin of a frame whose sides are 8 or more: 7 by 7, sum 1.
 inline Picture PrefilterFrame(int W, int H) {
     double taps[7];
     double sum = 0.0;
