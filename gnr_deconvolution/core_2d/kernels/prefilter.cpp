@@ -12,6 +12,7 @@
 #include <memory>
 #include <new>
 
+#include "detail/two_pi.h"
 #include "kernels/convolution.h"
 #include "kernels/frame_arithmetic.h"
 #include "kernels/frame_blocks.h"
@@ -23,7 +24,6 @@ namespace {
 constexpr float kDeviation = 0.8f;
 constexpr int kRadius = static_cast<int>(kDeviation * 3.0f + 1.0f);
 constexpr int kMostTaps = 2 * kRadius + 1;
-constexpr double kTwoPi = 6.2831853071796;
 
 /// A sampled Gaussian of sum 1 along one axis.
 struct Taps {

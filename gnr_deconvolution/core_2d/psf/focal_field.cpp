@@ -9,13 +9,13 @@
 #include <cstdint>
 
 #include "detail/bessel.h"
+#include "detail/two_pi.h"
 #include "kernels/frame_blocks.h"
 
 namespace {
 
 using namespace gnr::detail;
 
-constexpr double kTwoPi = 6.2831853071796;
 /// Phasors are kept for all columns up to this many, and computed for each sample beyond.
 constexpr std::uint64_t kMostPhasors = std::uint64_t{1} << 22;
 

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "detail/groups.h"
+#include "detail/two_pi.h"
 #include "psf/psf_progress.h"
 #include "psf/psf_volume.h"
 #include "psf/pupil_sum.h"
@@ -25,7 +26,6 @@ namespace {
 
 /// Lengths of the record come in micrometres and are carried in units of a tenth of a metre.
 constexpr double kUnit = 1e-5;
-constexpr double kTwoPi = 6.2831853071796;
 
 /// What tells the two kernels apart.
 struct Form {

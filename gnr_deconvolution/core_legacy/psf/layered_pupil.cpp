@@ -4,13 +4,14 @@
 #include <cmath>
 #include <cstddef>
 
+#include "detail/two_pi.h"
+
 namespace gnr::detail {
 
 namespace {
 
 using Complex = std::complex<double>;
 
-constexpr double kTwoPi = 6.2831853071796;
 constexpr double kMetresPerMicrometre = 1e-06;
 constexpr double kMetresPerNanometre = 1e-09;
 
