@@ -13,6 +13,7 @@
 #include "support/pictures.h"
 #include "support/ref/packed_spectrum.h"
 #include "support/ref/psf_2d.h"
+#include "support/refused_alloc.h"
 
 namespace {
 
@@ -76,6 +77,23 @@ TEST(FocalFieldSamples, AtTheFocusTheIntensityIsThatOfTheFirstIntegralAlone) {
     EXPECT_EQ(plane[6 * 16 + 8], amplitude * amplitude);
 }
 
+TEST(FocalFieldSamples, AreTheSameWithoutMemoryForTables) {
+    const auto plane = [] {
+        std::vector<float> samples(13 * 7, -1.0f);
+        FloatPSF2D::GeneratePSFOrtho(samples.data(), 13, 7, 3.0, 1.1, 2.0, 30);
+        return samples;
+    };
+    const std::vector<float> expected = plane();
+    const int tables = RefuseEachBlock(
+        1,
+        [&] {
+            EXPECT_TRUE(SameBits(plane(), expected));
+            return 0;
+        },
+        [](int) {});
+    EXPECT_EQ(tables, 2);
+}
+
 // ---- radial PSF ------------------------------------------------------------------------------------------
 
 class RadialCut : public testing::TestWithParam<std::tuple<unsigned, unsigned, unsigned>> {};
@@ -124,6 +142,15 @@ TEST(RadialCutColumn, OfPlanesTooLowForARadiusLeavesNoNumbers) {
         FloatPSF2D::GetPlaneCutAiry(got.data(), plane.data(), 5, h, 0);
         EXPECT_TRUE(std::all_of(got.begin(), got.end(), [](float v) { return std::isnan(v); })) << h;
     }
+}
+
+TEST(RadialCutColumn, WithoutMemoryLeavesThePicture) {
+    std::vector<float> plane = RandomSamples(8 * 8);
+    std::vector<float> got(8 * 8, -1.0f);
+    const RefusedAlloc refusal(0);
+    FloatPSF2D::GetPlaneCutAiry(got.data(), plane.data(), 8, 8, 0);
+    EXPECT_TRUE(refusal.HasRefused());
+    EXPECT_TRUE(SameBits(got, std::vector<float>(8 * 8, -1.0f)));
 }
 
 // ---- statistics and measured PSF -------------------------------------------------------------------------
