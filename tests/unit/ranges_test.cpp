@@ -157,6 +157,32 @@ TYPED_TEST(RangeOf, OneKindIsNotReadFromTheOther) {
     EXPECT_NE(r.LoadFromLiteVariant(reader), 0);
 }
 
+TEST(UintRange, IsWrittenAsThreeNamedValuesInOneLevel) {
+    CRyLiteVariantW expected;
+    expected.LevelBegin(L"CRyUintRange");
+    expected.Set(3u, L"uiMin");
+    expected.Set(9u, L"uiMax");
+    expected.Set(true, L"bValid");
+    expected.LevelEnd();
+    CRyLiteVariantW writer;
+    EXPECT_EQ(CRyUintRange(3, 9).SaveToLiteVariant(writer), 0);
+    EXPECT_EQ(writer.Data(), expected.Data());
+    EXPECT_EQ(writer.LevelEnd(), -4) << "the level is closed";
+}
+
+TEST(DoubleRange, IsWrittenAsThreeNamedValuesInOneLevel) {
+    CRyLiteVariantW expected;
+    expected.LevelBegin(L"CRyDoubleRange");
+    expected.Set(3.5, L"dMin");
+    expected.Set(9.25, L"dMax");
+    expected.Set(true, L"bValid");
+    expected.LevelEnd();
+    CRyLiteVariantW writer;
+    EXPECT_EQ(CRyDoubleRange(3.5, 9.25).SaveToLiteVariant(writer), 0);
+    EXPECT_EQ(writer.Data(), expected.Data());
+    EXPECT_EQ(writer.LevelEnd(), -4) << "the level is closed";
+}
+
 TEST(UintRange, MissingValuesBecomeTheDefaults) {
     CRyLiteVariantW writer;
     writer.LevelBegin(L"CRyUintRange");
