@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 
+#include "cores/divergence_stop.h"
 #include "support/pictures.h"
 #include "support/threads.h"
 #include "support/tolerances.h"
@@ -79,6 +80,22 @@ TEST(Divergence2D, ThePlaceOfAPictureBeginsAtTheMargin) {
     EXPECT_EQ(place.minY, 40);
     EXPECT_EQ(place.maxX, 88);
     EXPECT_EQ(place.maxY, 60);
+}
+
+/// The ratio is the first divergence over the present one; before the first it counts as 1.
+TEST(DivergenceStopOfPictures, EndsFromTheSixthIterationOnAboveTheStopRatio) {
+    const auto lastAfterSteady = [](unsigned k, double ratio) {
+        DivergenceStop stop(0.998);
+        EXPECT_FALSE(stop.IsLast(1, ratio));
+        for (unsigned before = 2; before < k; ++before) EXPECT_FALSE(stop.IsLast(before, ratio)) << before;
+        return stop.IsLast(k, 1.0);
+    };
+    EXPECT_FALSE(lastAfterSteady(4, 2.0)) << "rises, but too early";
+    EXPECT_TRUE(lastAfterSteady(5, 2.0)) << "rises";
+    EXPECT_TRUE(lastAfterSteady(5, 1.0)) << "stays";
+    EXPECT_TRUE(lastAfterSteady(5, std::nextafter(0.998, 1.0))) << "hardly falls";
+    EXPECT_FALSE(lastAfterSteady(5, 0.998)) << "the stop ratio itself is no end";
+    EXPECT_FALSE(lastAfterSteady(5, 0.5)) << "falls";
 }
 
 }  // namespace
