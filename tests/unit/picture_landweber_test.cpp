@@ -178,6 +178,22 @@ TEST_P(PictureLandweberEntries, APsfLargerThanAllFramesIsTaken) {
     for (const float v : destination.Samples()) ASSERT_GE(v, 0.0f);
 }
 
+/// The middle of the PSF lies in both frames, a point 100 pixels to its right in that of the transforms only.
+TEST_P(PictureLandweberEntries, TheSumOfThePsfIsThatOfTheWaveletsFrame_stays) {
+    FloatPicture wide(79, 17);
+    wide.Fill(Scene);
+    FloatPicture result(79, 17);
+    Call call;
+    call.iterations = 0;
+    call.psfSide = 240;
+    call.psf.assign(240 * 240, 0.0f);
+    call.psf[120 * 240 + 120] = call.psf[120 * 240 + 220] = 0.5f;
+    ASSERT_EQ(call.Run(Accelerated(), &result, &wide), 0);
+    for (std::size_t n = 0; n < result.Samples().size(); ++n) {
+        ASSERT_NEAR(result.Samples()[n], 2.0f * wide.Samples()[n], 1e-3);
+    }
+}
+
 TEST_P(PictureLandweberEntries, TheResultDoesNotDependOnTheThreadCount) {
     Call call;
     call.iterations = 4;
