@@ -20,8 +20,8 @@ using Family = CRy2DDeconvolutionFamily;
 
 // ---- what is delivered -----------------------------------------------------------------------------------
 
-/// What scaling down and up again leaves of a sample of the scene.
-float ScaledThereAndBack(float v, unsigned w, unsigned h) {
+/// Of the scene with its margin.
+double SumOfScene(unsigned w, unsigned h) {
     double sum = 0;
     for (unsigned y = 0; y < h + 2 * kBlindBorder; ++y) {
         for (unsigned x = 0; x < w + 2 * kBlindBorder; ++x) {
@@ -29,7 +29,12 @@ float ScaledThereAndBack(float v, unsigned w, unsigned h) {
                          std::clamp(y, kBlindBorder, kBlindBorder + h - 1) - kBlindBorder);
         }
     }
-    const auto scale = static_cast<float>(sum);
+    return sum;
+}
+
+/// What scaling down and up again leaves of a sample of the scene.
+float ScaledThereAndBack(float v, unsigned w, unsigned h) {
+    const auto scale = static_cast<float>(SumOfScene(w, h));
     return v * (1.0f / scale) * scale;
 }
 
@@ -52,12 +57,32 @@ TEST(BlindPictures, NoCycleDeliversThePictureScaledDownAndUp) {
 }
 
 TEST(BlindPictures, SumBelowOneIsNotScaled) {
-    FloatPicture source(20, 18);
-    source.Fill([](unsigned x, unsigned y) { return Scene(x, y) * 1e-7; });
-    FloatPicture destination(20, 18);
-    BlindJob job(0);
-    EXPECT_EQ(job.Run(destination, source), 0);
-    EXPECT_TRUE(SameBits(destination.Samples(), source.Samples()));
+    for (const double sum : {1e-4, 0.99, 1.01}) {
+        const double factor = sum / SumOfScene(20, 18);
+        FloatPicture source(20, 18);
+        source.Fill([=](unsigned x, unsigned y) { return Scene(x, y) * factor; });
+        FloatPicture destination(20, 18);
+        BlindJob job(0);
+        EXPECT_EQ(job.Run(destination, source), 0);
+        EXPECT_EQ(SameBits(destination.Samples(), source.Samples()), sum < 1.0) << sum;
+    }
+}
+
+/// A threshold between the energies of the PSF at its sum of 1, above it, and at a small sum, below.
+TEST(BlindPictures, OnlyGuessesOfNoSumAreNotScaledToSumOne) {
+    constexpr float kRatio = 0.0025f;
+    BlindJob whole;
+    whole.energyRatio = kRatio;
+    const Restored expected(whole);
+    for (const float scale : {0x1p-30f, 0x1p-60f}) {
+        BlindJob small;
+        small.energyRatio = kRatio;
+        for (float& v : small.psf) v *= scale;
+        const Restored restored(small);
+        const bool scaled = scale == 0x1p-30f;
+        EXPECT_EQ(SameBits(restored.Samples(), expected.Samples()), scaled);
+        EXPECT_EQ(small.log.Phases(), PhasesOfCycle(scaled ? kStepsOnImage : 1, 1));
+    }
 }
 
 TEST(BlindPictures, RowsKeepWhatLiesBetweenThem) {
@@ -225,12 +250,17 @@ int CodeFor(unsigned w, unsigned h, Picture&& source) {
     return code;
 }
 
-TEST(BlindPicturesCodes, SmallOrColouredPicturesAreMinus2) {
+TEST(BlindPicturesCodes, SmallOrColouredPicturesAreMinus2BeforeAnyAllocation) {
+    const RefusedAlloc first(0);
     EXPECT_EQ(CodeFor(15, 16, FloatPicture(15, 16)), -2);
     EXPECT_EQ(CodeFor(16, 15, FloatPicture(16, 15)), -2);
     EXPECT_EQ(CodeFor(16, 15, IntegerPicture(16, 15)), -2);
     EXPECT_EQ(CodeFor(20, 20, FloatPicture(20, 20, 2)), -2);
     EXPECT_EQ(CodeFor(20, 20, IntegerPicture(20, 20, 8, 0, 3)), -2);
+    EXPECT_FALSE(first.HasRefused()) << "asked for memory";
+}
+
+TEST(BlindPicturesCodes, SixteenPixelsAreEnough) {
     IntegerPicture least(16, 16);
     least.Fill(Scene);
     EXPECT_EQ(CodeFor(16, 16, least), 0);
