@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,10 @@ struct BlindCase {
     double scale = 1.0;
     bool hasNegativePsf = false;
 };
+
+void PrintTo(const BlindCase& c, std::ostream* out) {
+    *out << c.w << "x" << c.h << ", PSF " << c.psfSize << ", " << c.cycles << " cycles";
+}
 
 std::vector<float> GuessOf(const BlindCase& c) {
     std::vector<float> psf = LopsidedPsf(c.psfSize);
