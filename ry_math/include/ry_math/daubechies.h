@@ -12,9 +12,8 @@
 ///   mother(n) = (-1)^n father(7 - n)
 ///
 /// Range    taps correctly rounded from the exact values to float or double
-/// Errors   0 on success; -4 another order than 4 or piLength null; -3 memory exhausted. On failure pf is
-/// null
-///          and the length, where there is one to write, 0
+/// Errors   0 on success; -4 another order than 4 or piLength null; -3 memory exhausted. On failure
+///          pf is null and the length, where there is one to write, 0
 /// Source   Daubechies 1988, table 1; Daubechies 1992, table 6.1
 class RY_MATH_API CRyDaubechies2DWave {
   public:

@@ -10,11 +10,12 @@
 ///   a high-pass along x and y   b low-pass along x   c low-pass along y   d low-pass along both, the
 ///   approximation
 ///
-/// Shape    compact pictures, x fastest; four bands of half the width and height. Input and outputs do not
-/// overlap Filters  pMother before pFather, both of uiLength taps; even, 2 to 64 Order    parallel over
-/// blocks of rows; the result does not depend on the thread count Errors   0 on success; -4 a null pointer, a
-/// side of 0, an odd side of a picture, a filter length outside the
-///          range; -3 memory exhausted. On failure nothing is written
+/// Shape    compact pictures, x fastest; four bands of half the width and height. Input and outputs do
+///          not overlap
+/// Filters  pMother before pFather, both of uiLength taps; even, 2 to 64
+/// Order    parallel over blocks of rows; the result does not depend on the thread count
+/// Errors   0 on success; -4 a null pointer, a side of 0, an odd side of a picture, a filter length
+///          outside the range; -3 memory exhausted. On failure nothing is written
 class RY_MATH_API CRyWavelet2D {
   public:
     /// Decomposes pIn of w by h samples, both even, into the blocks a to d that the caller supplies. The size

@@ -17,14 +17,12 @@
 ///
 ///   b0 none   b1 x   b2 y   b3 x y   b4 z   b5 x z   b6 y z   b7 x y z
 ///
-/// Shape    compact volumes, x fastest, then y, then z; eight bands of half the size along each axis. Input
-/// and
-///          outputs do not overlap
+/// Shape    compact volumes, x fastest, then y, then z; eight bands of half the size along each axis.
+///          Input and outputs do not overlap
 /// Filters  pfMother before pfFather, both of uiLength taps; even, 2 to 64
 /// Order    parallel over blocks of rows; the result does not depend on the thread count
-/// Errors   0 on success; -4 a null pointer, a side of 0, an odd side of a volume, a filter length outside
-/// the
-///          range; -3 memory exhausted. On failure nothing is written
+/// Errors   0 on success; -4 a null pointer, a side of 0, an odd side of a volume, a filter length
+///          outside the range; -3 memory exhausted. On failure nothing is written
 /// Source   Mallat 1989; Daubechies 1992, chapter 5; Cohen, Daubechies and Vial 1993 (periodised bases)
 class RY_MATH_API CRyWavelet3D {
   public:
