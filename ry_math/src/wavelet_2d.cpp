@@ -6,11 +6,7 @@
 #include "result_codes.h"
 #include "scratch_block.h"
 
-namespace {
-
 using namespace gnr::detail;
-
-}  // namespace
 
 int CRyWavelet2D::WaveletDecompositionImage(double*& a, double*& b, double*& c, double*& d, unsigned& uiOutW,
                                             unsigned& uiOutH, double* pIn, unsigned w, unsigned h,
