@@ -2,7 +2,7 @@
 #pragma once
 
 // What both Landweber methods on the wavelet coefficients of a picture share: frames, pyramids and the steps
-// between them. The wavelets work in a frame of its own, which is the top left corner of the transforms'.
+// between them. The wavelets work in a frame of their own, which is the top left corner of the transforms'.
 
 #include "driver/preparation.h"
 #include "driver/psf_frame.h"
