@@ -8,6 +8,7 @@
 #include <limits>
 #include <vector>
 
+#include "cores/momentum.h"
 #include "support/bits.h"
 #include "support/picture_landweber_calls.h"
 #include "support/ref/picture_landweber.h"
@@ -74,6 +75,19 @@ TEST_F(PictureMomentum, AllButTheLastIterationExtrapolate) {
             ASSERT_NEAR(got[n], x / a, RestorationTolerance(128.0 * 128.0, iterations, x / a)) << iterations;
         }
     }
+}
+
+/// Exact factors of the first four iterations, of which all but the first have no float.
+TEST(MomentumFactors, AreRoundedToFloatWhileTheirSourceIsNot_stays) {
+    gnr::detail::Momentum momentum;
+    double t = 1;
+    for (int i = 0; i < 4; ++i) {
+        const double next = (std::sqrt(4 * t * t + 1) + 1) / 2;
+        EXPECT_EQ(momentum.NextFactor(), static_cast<float>((t - 1) / next)) << i;
+        t = next;
+    }
+    momentum.Restart();
+    EXPECT_EQ(momentum.NextFactor(), 0.0);
 }
 
 /// Without a PSF nothing but the shrinkage is left, at a threshold of four times tau.
