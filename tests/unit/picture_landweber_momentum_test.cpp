@@ -78,7 +78,7 @@ TEST_F(PictureMomentum, AllButTheLastIterationExtrapolate) {
 }
 
 /// Exact factors of the first four iterations, of which all but the first have no float.
-TEST(MomentumFactors, AreRoundedToFloatWhileTheirSourceIsNot_stays) {
+TEST(MomentumFactors, AreRoundedToFloatWhileTheirSourceIsNot) {
     gnr::detail::Momentum momentum;
     double t = 1;
     for (int i = 0; i < 4; ++i) {
