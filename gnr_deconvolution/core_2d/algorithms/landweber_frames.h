@@ -67,6 +67,7 @@ bool LandweberFrames::LayOut(const P& source, const float* psf, unsigned psfSize
     OwnedPicture<P> framePicture;
     if (!LayIntoFrame(framePicture, source, kMargin, corner)) return false;
     WrapPSFToFrame(img(), corner.width, corner.height, psf, psfSize, psfSize);
+    // deliberate: not in the frame of the transforms, which may hold more of the PSF
     inverseSum_ = InverseOfSum(SumOfFrame(img(), corner.width, corner.height));
     WrapPSFToFrame(h(), size.width, size.height, psf, psfSize, psfSize);
     PicBufToFloat(img(), corner.width, corner.height, *framePicture);
