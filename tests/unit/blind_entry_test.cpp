@@ -186,14 +186,17 @@ TEST(BlindEntry, MoreMemoryThanThereIs) {
     EXPECT_TRUE(log.Calls().empty());
 }
 
-/// A plane of so many floats that four of them wrap: only accelerated passes need them.
+/// A plane of so many floats that four of them wrap, to a negative count, to 0 and to 4: only accelerated
+/// passes need them.
 TEST(BlindEntry, PlanesThatCannotBeHad) {
-    for (const auto& [iterations, setting] : {std::pair(3, 0u), std::pair(1, 1u)}) {
-        Entry entry(iterations, setting);
-        entry.sizes.planeStride = 1 << 29;
-        const Entry before(0);
-        EXPECT_EQ(entry.Call(), -9);
-        EXPECT_TRUE(SameBytes(entry.image, before.image));
+    for (const int stride : {1 << 29, 1 << 30, (1 << 30) + 1}) {
+        for (const auto& [iterations, setting] : {std::pair(3, 0u), std::pair(1, 1u)}) {
+            Entry entry(iterations, setting);
+            entry.sizes.planeStride = stride;
+            const Entry before(0);
+            EXPECT_EQ(entry.Call(), -9) << stride;
+            EXPECT_TRUE(SameBytes(entry.image, before.image));
+        }
     }
 }
 

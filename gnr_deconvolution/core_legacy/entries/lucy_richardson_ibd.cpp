@@ -3,6 +3,7 @@
 #include <gnr_deconvolution/return_codes.h>
 
 #include <algorithm>
+#include <cstdint>
 
 #include "cores/blind_pass.h"
 #include "detail/volume_geometry.h"
@@ -20,6 +21,13 @@ constexpr std::int32_t kScratchPlanes = 4;
 /// Switches the stop test off and the reports of single sweeps on.
 constexpr float kNoStopTest = -1.0f;
 
+/// Null too where the record cannot hold the count: wrapped, it would be that of a buffer too small.
+ScratchVolume CreatePlanes(const DFT3D& s) {
+    FDCT2D planes = {WrappedProduct(kScratchPlanes, s.planeStride)};
+    const bool wraps = planes.iCount != std::int64_t{kScratchPlanes} * s.planeStride;
+    return ScratchVolume(wraps ? nullptr : Low::KERNEL2D_Create(&planes));
+}
+
 }  // namespace
 
 int CRy3DDeconvolution::LucyRichardsonIBD(DFT3D* pSizes, float* pfPsf, float* pfImage, int iIterations,
@@ -27,8 +35,7 @@ int CRy3DDeconvolution::LucyRichardsonIBD(DFT3D* pSizes, float* pfPsf, float* pf
                                           int /*iUnused2*/, float fStopE8, unsigned uiInnerSetting) {
     const unsigned limit = static_cast<unsigned>(std::max(iIterations, 0));
     const unsigned sweeps = SweepsPerPass(uiInnerSetting);
-    FDCT2D planesSize = {WrappedProduct(kScratchPlanes, pSizes->planeStride)};
-    const ScratchVolume planes(Low::KERNEL2D_Create(&planesSize));
+    const ScratchVolume planes = CreatePlanes(*pSizes);
     const ScratchVolumes<7> volumes(*pSizes);
     if (!volumes) return gnr::kNotReady;
     // Plain passes do without the planes.
