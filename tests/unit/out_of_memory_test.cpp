@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// What the PSF models and the transforms do when memory runs out in the middle. Replaces the allocation
+// What the PSF models, the transforms and a parked call do when memory runs out in the middle. Replaces the allocation
 // functions of this executable, so that blocks of one chosen size can be refused.
 
 #include <gnr_deconvolution/psf_3d.h>
@@ -15,6 +15,8 @@
 
 #include "support/psf_access.h"
 #include "support/ref/psf_layered.h"
+#include "support/refused_alloc.h"
+#include "support/staged_calls.h"
 
 namespace {
 
@@ -154,6 +156,30 @@ TEST(TransformOutOfMemory, IsMinus1AndLeavesTheSamples) {
         }
     }
     EXPECT_GT(failures, 0);
+}
+
+/// Wherever parking lacks a small block, for an item, a key or an entry: each volume is freed once.
+TEST(ParkingOutOfMemory, ThrowsAndFreesEachVolumeOnce) {
+    const Volume image = Scene(6, 5, 4, 20, 400);
+    const Volume spread = AsymmetricPsf(6, 5, 4);
+    int thrown = 0;
+    for (std::size_t bytes = 8; bytes <= 128; bytes += 8) {
+        for (int index = 0; index < 12; ++index) {
+            StagedCall call(Staged::kConjugate, image, spread, 0);
+            const int before = RefusedAlloc::live;
+            {
+                OwnedStock stock;
+                try {
+                    const Refusal refusal(bytes, index, index + 1);
+                    call.RunAndPark(stock);
+                } catch (const std::bad_alloc&) {
+                    ++thrown;
+                }
+            }
+            EXPECT_EQ(RefusedAlloc::live, before) << bytes << ' ' << index;
+        }
+    }
+    EXPECT_GT(thrown, 5);
 }
 
 }  // namespace

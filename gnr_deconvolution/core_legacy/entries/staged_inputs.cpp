@@ -2,7 +2,7 @@
 #include "entries/staged_inputs.h"
 
 #include <memory>
-#include <new>
+#include <utility>
 
 #include "kernels/richardson_lucy_update.h"
 
@@ -57,8 +57,11 @@ bool ParkCopy(CRyMemoryStock& stock, const wchar_t* key, void* block, Bytes byte
 /// Hands a volume over, unless the stock holds the key already.
 void ParkVolume(CRyMemoryStock& stock, const wchar_t* key, ScratchVolume& volume, Bytes bytes) {
     if (Find(stock, key) != nullptr) return;
-    Insert(stock, key, std::make_unique<CRyMemoryStockItem>(volume.get(), bytes, true));
-    (void)volume.release();
+    // Never two owners, not even where the insertion throws.
+    auto item = std::make_unique<CRyMemoryStockItem>();
+    item->pvData = volume.release();
+    item->uiSize = bytes;
+    Insert(stock, key, std::move(item));
 }
 
 }  // namespace
