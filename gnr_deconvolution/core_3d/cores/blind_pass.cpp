@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "cores/blur.h"
+#include "cores/psf_sum.h"
 #include "kernels/richardson_lucy_update.h"
 
 namespace gnr::detail {
@@ -17,18 +18,10 @@ using Low = CRy3DDeconvolutionLow;
 constexpr int kStoppedWithinPass = -1;
 /// Thresholds not above this switch the stop test off.
 constexpr double kNoStopTest = -0.5;
-/// A sum below this is not compensated.
-constexpr double kLeastSum = 1e-10;
 /// Relative change of the energy ratio below which it has settled.
 constexpr double kSettled = 0.01;
 /// Units of work that a reported sweep counts for.
 constexpr unsigned kUnitsPerSweep = 4;
-
-/// 1 / sum of the volume held fixed.
-float Compensation(const BlindPass& p) {
-    const float sum = Low::GetSumOfImageXX(&p.sizes, p.fixed);
-    return static_cast<double>(sum) < kLeastSum ? 1.0f : 1.0f / sum;
-}
 
 /// The stop tests of a pass on the energy ratio E of image and PSF.
 class EnergyTest {
@@ -130,7 +123,7 @@ class Pass {
           accelerates_(accelerates) {}
 
     void Prepare() {
-        c_ = Compensation(p_);
+        c_ = PsfSumCorrection(p_.sizes, p_.fixed);  // either volume blurs the other
         Low::DFT3D_Transform_NonInPlace(&p_.sizes, p_.otf, p_.fixed);
         if (accelerates_ || form_.fillsAlways) {
             Low::SSE_SetOnesFour(p_.v, p_.previous, p_.gradient1, p_.gradient2, &p_.sizes);
