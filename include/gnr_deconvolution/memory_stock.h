@@ -77,9 +77,9 @@ class GNR_API CRyMemoryStock {
     /// but with the low 32 bits of its size, and a key of more than 1024 characters as it is: such stocks cannot be
     /// read back.
     ///
-    /// Returns  0; -9 where no file can be opened, where the stock is swapped already or a pointer is null, all
-    ///          with the blocks in place; -9 where the disk is full: the blocks are gone from memory all the same,
-    ///          and those that did not get into the file are lost
+    /// Returns  0; -9 where no file can be opened, memory does not suffice, the stock is swapped already or a
+    ///          pointer is null, all with the blocks in place; -9 where the disk is full: the blocks are gone
+    ///          from memory all the same, and those that did not get into the file are lost
     int Swap();
 
     /// Takes all blocks back and removes the file.

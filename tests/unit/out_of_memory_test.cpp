@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 
-// What the PSF models, the transforms and a parked call do when memory runs out in the middle. Replaces the allocation
+// What the PSF models, the transforms, a parked call and a stock do when memory runs out in the middle. Replaces the allocation
 // functions of this executable, so that blocks of one chosen size can be refused.
 
 #include <gnr_deconvolution/psf_3d.h>
@@ -17,6 +17,8 @@
 #include "support/ref/psf_layered.h"
 #include "support/refused_alloc.h"
 #include "support/staged_calls.h"
+#include "support/stock_entries.h"
+#include "support/temp_path_folder.h"
 
 namespace {
 
@@ -53,10 +55,11 @@ void* operator new(std::size_t bytes) {
 void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept {
     return Refuse(bytes) ? nullptr : std::malloc(bytes == 0 ? 1 : bytes);
 }
-void operator delete(void* block) noexcept {
+// Inlined without the operator that gave the block, free would seem the wrong partner to a compiler.
+[[gnu::noinline]] void operator delete(void* block) noexcept {
     std::free(block);
 }
-void operator delete(void* block, std::size_t) noexcept {
+[[gnu::noinline]] void operator delete(void* block, std::size_t) noexcept {
     std::free(block);
 }
 
@@ -180,6 +183,35 @@ TEST(ParkingOutOfMemory, ThrowsAndFreesEachVolumeOnce) {
         }
     }
     EXPECT_GT(thrown, 5);
+}
+
+/// Whatever small block is refused: -9, no exception, all blocks in place or in the file.
+TEST(StockOutOfMemory, SwapAndGetLoseNothing) {
+    const TempPathFolder folder;
+    OwnedStock stock;
+    Put(stock, L"a", {1});
+    Put(stock, L"fLambda", {1, 2, 3, 4});
+    int failures = 0;
+    for (std::size_t bytes = 2; bytes <= 256; bytes += 2) {
+        for (int index = 0; index < 8; ++index) {
+            for (const auto step : {&CRyMemoryStock::Swap, &CRyMemoryStock::Get}) {
+                const bool was_swapped = stock.bSwapped;
+                int code = 0;
+                {
+                    const Refusal refusal(bytes, index, index + 1);
+                    ASSERT_NO_THROW(code = (stock.*step)()) << bytes << ' ' << index;
+                }
+                if (code == 0) continue;
+                ++failures;
+                ASSERT_EQ(code, -9);
+                ASSERT_EQ(stock.bSwapped, was_swapped);
+                ASSERT_EQ((stock.*step)(), 0);
+            }
+            ASSERT_EQ(Block(stock, L"a"), BlockBytes({1}));
+            ASSERT_EQ(Block(stock, L"fLambda"), BlockBytes({1, 2, 3, 4}));
+        }
+    }
+    EXPECT_GT(failures, 10);
 }
 
 }  // namespace

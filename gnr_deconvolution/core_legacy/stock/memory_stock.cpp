@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <vector>
 
 #include "stock/kept_object.h"
 #include "stock/swap_file.h"
@@ -35,26 +36,33 @@ CRyMemoryStock::~CRyMemoryStock() {
     if (!strSwapFile.empty()) RY_RemoveFile(strSwapFile.c_str(), 0);
 }
 
-int CRyMemoryStock::Swap() {
+int CRyMemoryStock::Swap() try {
     const auto is_away = [](const auto& entry) { return entry.second == nullptr; };
     if (bSwapped || std::any_of(items.begin(), items.end(), is_away)) return kNotReady;
 
+    // Memory is asked for before the first block goes, so that want of it loses none.
+    std::vector<KeyBytes> keys;
+    keys.reserve(items.size());
+    for (const auto& [key, item] : items) keys.push_back(EncodeKey(key));
     strSwapFile = NewSwapFile();
     const OpenFile file = OpenFile::ForWriting(strSwapFile);
     if (!file) return kNotReady;
 
     bool whole = true;
+    auto encoded = keys.cbegin();
     for (auto& [key, item] : items) {
-        whole &= WriteRecord(file, key, *item);
+        whole &= WriteRecord(file, *encoded++, *item);
         // deliberate: freed even where it is not in the file, so that Swap gives the memory back in any case
         delete item;
         item = nullptr;
     }
     bSwapped = true;
     return whole ? kSuccess : kNotReady;
+} catch (const std::bad_alloc&) {
+    return kNotReady;
 }
 
-int CRyMemoryStock::Get() {
+int CRyMemoryStock::Get() try {
     {
         const OpenFile file = OpenFile::ForReading(strSwapFile);
         if (!file) return kNotReady;
@@ -67,4 +75,6 @@ int CRyMemoryStock::Get() {
     bSwapped = false;
     strSwapFile = CRyStringW();
     return kSuccess;
+} catch (const std::bad_alloc&) {
+    return kNotReady;
 }

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace gnr::detail {
 namespace {
@@ -17,31 +16,9 @@ namespace {
 constexpr unsigned kPathCharacters = 0x104;
 constexpr std::size_t kMostKeyCharacters = 1024;
 
-using Bytes = std::vector<unsigned char>;
-
 std::array<unsigned char, 4> LittleEndian(std::uint32_t value) {
     const auto byte = [value](int i) { return static_cast<unsigned char>(value >> (8 * i)); };
     return {byte(0), byte(1), byte(2), byte(3)};
-}
-
-// Two bytes a character; what lies beyond 16 bits becomes a surrogate pair.
-Bytes KeyBytes(const CRyStringW& key) {
-    Bytes bytes;
-    bytes.reserve(2 * key.length());
-    const auto append = [&bytes](std::uint32_t unit) {
-        bytes.push_back(static_cast<unsigned char>(unit));
-        bytes.push_back(static_cast<unsigned char>(unit >> 8));
-    };
-    for (std::size_t i = 0; i < key.length(); ++i) {
-        const auto c = static_cast<std::uint32_t>(std::char_traits<wchar_t>::to_int_type(key.c_str()[i]));
-        if (c < 0x10000) {
-            append(c);
-        } else {
-            append(0xD7C0 + ((c >> 10) & 0x7FF));
-            append(0xDC00 + (c & 0x3FF));
-        }
-    }
-    return bytes;
 }
 
 struct FreeBlock {
@@ -83,18 +60,36 @@ OpenFile::~OpenFile() {
     if (is_open_) RY_CloseFile(handle_);
 }
 
-bool WriteRecord(const OpenFile& file, const CRyStringW& key, CRyMemoryStockItem& item) {
-    const Bytes characters = KeyBytes(key);
+KeyBytes EncodeKey(const CRyStringW& key) {
+    KeyBytes bytes;
+    bytes.reserve(2 * key.length());
+    const auto append = [&bytes](std::uint32_t unit) {
+        bytes.push_back(static_cast<unsigned char>(unit));
+        bytes.push_back(static_cast<unsigned char>(unit >> 8));
+    };
+    for (std::size_t i = 0; i < key.length(); ++i) {
+        const auto c = static_cast<std::uint32_t>(std::char_traits<wchar_t>::to_int_type(key.c_str()[i]));
+        if (c < 0x10000) {
+            append(c);
+        } else {
+            append(0xD7C0 + ((c >> 10) & 0x7FF));
+            append(0xDC00 + (c & 0x3FF));
+        }
+    }
+    return bytes;
+}
+
+bool WriteRecord(const OpenFile& file, const KeyBytes& key, CRyMemoryStockItem& item) {
     void* block = nullptr;
     unsigned long long size = 0;
     item.GetMemAndSize(block, size);
     if (block == nullptr) size = 0;
 
-    const auto length_field = LittleEndian(static_cast<std::uint32_t>(characters.size() / 2));
+    const auto length_field = LittleEndian(static_cast<std::uint32_t>(key.size() / 2));
     // deliberate: the low half of the size before the whole block
     const auto size_field = LittleEndian(static_cast<std::uint32_t>(size));
     bool whole = WriteBytes(file, length_field.data(), length_field.size());
-    whole &= WriteBytes(file, characters.data(), characters.size());
+    whole &= WriteBytes(file, key.data(), key.size());
     whole &= WriteBytes(file, size_field.data(), size_field.size());
     whole &= WriteBytes(file, block, size);
     return whole;
@@ -121,11 +116,11 @@ bool RecordReader::ReadUnsigned(unsigned& value) {
 }
 
 bool RecordReader::Read(const CRyStringW& key, CRyMemoryStockItem& item) {
-    const Bytes expected = KeyBytes(key);
+    const KeyBytes expected = EncodeKey(key);
     if (expected.size() > 2 * kMostKeyCharacters) return false;
     unsigned length = 0;
     if (!ReadUnsigned(length) || length != expected.size() / 2) return false;
-    Bytes characters(expected.size());
+    KeyBytes characters(expected.size());
     if (!ReadBytes(characters.data(), characters.size()) || characters != expected) return false;
 
     unsigned size = 0;

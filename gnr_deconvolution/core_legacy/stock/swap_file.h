@@ -13,6 +13,8 @@
 #include <ry_platform/files.h>
 #include <ry_system/string.h>
 
+#include <vector>
+
 namespace gnr::detail {
 
 /// Names a new swap file, which exists empty afterwards, in the folder that swap files share. The empty string
@@ -42,8 +44,12 @@ class OpenFile {
     bool is_open_ = false;
 };
 
-/// Appends one record. False where a part of it did not get into the file.
-bool WriteRecord(const OpenFile& file, const CRyStringW& key, CRyMemoryStockItem& item);
+/// A key as a record has it: two bytes a character; what lies beyond 16 bits becomes a surrogate pair.
+using KeyBytes = std::vector<unsigned char>;
+KeyBytes EncodeKey(const CRyStringW& key);
+
+/// Appends one record, without asking for memory. False where a part of it did not get into the file.
+bool WriteRecord(const OpenFile& file, const KeyBytes& key, CRyMemoryStockItem& item);
 
 /// Reads records one after another and believes none of their figures: no read goes beyond the size that the
 /// file had at the start, and no block is allocated that the rest of the file cannot fill.
