@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "commands/restore.h"
 
-#include <algorithm>
 #include <map>
 #include <memory>
 #include <string>
@@ -10,6 +9,7 @@
 #include "commands/optics_options.h"
 #include "report/user_error.h"
 #include "restoration/job.h"
+#include "restoration/picture_method.h"
 
 namespace rydecon {
 
@@ -26,20 +26,20 @@ constexpr const char* kDetails =
 const std::map<std::string, BlindGuard> kGuards = {
     {"off", BlindGuard::Never}, {"0.3", BlindGuard::Within03Decades}, {"0.8", BlindGuard::Within08Decades}};
 
-/// A setting that the chosen method does not read is a mistake, not something to pass over.
-void RefuseUnreadOptions(const CLI::App& command, const Method& method,
-                         const std::vector<std::string>& methodOptions) {
-    for (const std::string& option : methodOptions) {
-        const bool reads = std::find(method.reads.begin(), method.reads.end(), option) != method.reads.end();
-        if (reads || command.count(option) == 0) continue;
-        std::string others;
-        for (const Method& other : Methods()) {
-            if (std::find(other.reads.begin(), other.reads.end(), option) == other.reads.end()) continue;
-            others += (others.empty() ? "" : ", ") + other.name;
-        }
-        throw UserError(option + " means nothing to --method " + method.name + "; it is read by " + others,
-                        ExitCode::Usage);
+const std::vector<std::string> kMethodOptions = {
+    "--iterations",   "--regularization",   "--stop-ratio", "--no-auto-stop",
+    "--wiener-start", "--threshold-scale",  "--noise",      "--inner",
+    "--guard",        "--energy-stop",      "--psf-out",    "--truth",
+    "--checkpoint",   "--checkpoint-every", "--resume",     "--tiles",
+    "--per-plane"};
+
+/// Which of the options that not every method reads stand on the command line.
+std::vector<std::string> GivenOptions(const CLI::App& command) {
+    std::vector<std::string> given;
+    for (const std::string& option : kMethodOptions) {
+        if (command.count(option) > 0) given.push_back(option);
     }
+    return given;
 }
 
 }  // namespace
@@ -50,10 +50,15 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     command->footer(kDetails + app.get_footer());
     auto job = std::make_shared<RestoreJob>();
     auto optics = std::make_shared<OpticsOptions>();
+    auto tiles = std::make_shared<std::string>();
     job->method = Methods().front().name;
     MethodSettings& settings = job->settings;
 
     std::string methods = "How to restore.";
+    std::string pictures;
+    for (const PictureMethod& method : PictureMethods()) {
+        pictures += "\n  " + method.name + ": " + method.summary;
+    }
     for (const Method& method : Methods()) methods += "\n  " + method.name + ": " + method.summary;
 
     command->add_option("image", job->image, "The blurred stack, a TIFF file")
@@ -69,7 +74,9 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
         ->required()
         ->type_name("OUT.tif");
     command->add_flag("--overwrite", job->overwrite, "Replace an existing output");
-    command->add_option("--method", job->method, methods)->capture_default_str()->type_name("NAME");
+    command->add_option("--method", job->method, methods + pictures)
+        ->capture_default_str()
+        ->type_name("NAME");
     command
         ->add_option("--iterations", settings.iterations, "Most iterations; each method has its own default")
         ->check(CLI::Range(0U, kMostIterations))
@@ -129,14 +136,19 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     command->add_option("--resume", job->resume, "Goes on from a checkpoint of the same run")
         ->type_name("FILE");
 
+    command
+        ->add_option("--tiles", *tiles,
+                     "pictures: tiles to the right and downwards, restored one after the other; auto: as few "
+                     "and small frames as the picture needs")
+        ->default_str("1x1")
+        ->type_name("auto|XxY");
+    command->add_flag("--per-plane", job->perPlane, "Restores each plane of a stack as a picture of its own");
+
     for (CLI::Option* const option : AddOpticsOptions(*command, *optics)) psf->excludes(option);
 
-    command->callback([job, optics, command, &context] {
-        RefuseUnreadOptions(
-            *command, FindMethod(job->method),
-            {"--iterations", "--regularization", "--stop-ratio", "--no-auto-stop", "--wiener-start",
-             "--threshold-scale", "--noise", "--inner", "--guard", "--energy-stop", "--psf-out", "--truth",
-             "--checkpoint", "--checkpoint-every", "--resume"});
+    command->callback([job, optics, tiles, command, &context] {
+        job->given = GivenOptions(*command);
+        if (!tiles->empty()) job->tiles = ParseTiles(*tiles);
         job->psf.optics = OpticsFrom(*optics);
         RunRestoreJob(*job, context.messages);
     });

@@ -21,6 +21,8 @@
 #include "restoration/checkpointed_run.h"
 #include "restoration/frame_plan.h"
 #include "restoration/margin.h"
+#include "restoration/method_choice.h"
+#include "restoration/picture_job.h"
 #include "restoration/psf_source.h"
 #include "restoration/refined_psf.h"
 #include "restoration/stack_volume.h"
@@ -46,21 +48,13 @@ void CheckResult(const PaddedVolume& volume, const Extent& shape) {
     }
 }
 
-/// The header with the voxel size that the command line tells, if it does.
-StackHeader WithStatedVoxel(StackHeader header, const Optics& optics) {
-    if (const auto& pixel = optics[Quantity::Pixel]) header.voxel.x = header.voxel.y = pixel->value;
-    if (const auto& step = optics[Quantity::ZStep]) header.voxel.z = step->value;
-    return header;
-}
-
 /// Loads the image and brings its samples into what the method computes with.
 void LoadImage(StackReader& reader, const RestoreJob& job, const Method& method, const PaddedVolume& image,
                const Messages& messages) {
     const SampleRange range = LoadStack(reader, job.image, image);
     RefuseUnfitRange(range, job.image, image.logical());
     if (range.negative == 0 || method.liftsNegative) return;
-    messages.Note(Quoted(job.image) + ": " + std::to_string(range.negative) +
-                  " negative samples of the image are set to 0");
+    NoteNegative(range, job.image, messages);
     CutNegative(image, ShapeOf(reader.header()));
 }
 
@@ -180,11 +174,8 @@ Extent SidesOfRefinedPsf(const Extent& psf, const Extent& frame) {
     return {std::min(psf.x, frame.x), std::min(psf.y, frame.y), std::min(psf.z, frame.z)};
 }
 
-}  // namespace
-
-void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
+void RunVolumeJob(const RestoreJob& job, const Method& method, const Messages& messages) {
     const auto start = std::chrono::steady_clock::now();
-    const Method& method = FindMethod(job.method);
     CheckSettings(method, job.settings);
     CheckOutputFile(job.output, job.overwrite, {job.image, job.psf.file, job.truth, job.resume});
     CheckCheckpointFile(job);
@@ -241,6 +232,34 @@ void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
             std::printf("width of the PSF at half maximum: %s\n",
                         WidthChange(widthsBefore, WidthsOfWrapped(psf), psfSides, header.voxel).c_str());
         }
+    }
+}
+
+/// Narrows a name that means a method for volumes and one for pictures to that of this image.
+MethodChoice MethodsForImage(const RestoreJob& job) {
+    MethodChoice methods = FindMethods(job.method);
+    RefuseUnread(methods, job.given, "");
+    if (methods.volume == nullptr || methods.picture == nullptr) return methods;
+    CheckSettings(*methods.volume, job.settings);
+    const bool onePlane = StackReader(job.image, Messages(true)).header().planes == 1;
+    if (onePlane || job.perPlane) {
+        methods.volume = nullptr;
+        RefuseUnread(methods, job.given, " on pictures");
+    } else {
+        methods.picture = nullptr;
+        RefuseUnread(methods, job.given, " on stacks");
+    }
+    return methods;
+}
+
+}  // namespace
+
+void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
+    const MethodChoice methods = MethodsForImage(job);
+    if (methods.picture != nullptr) {
+        RunPictureJob(job, *methods.picture, messages);
+    } else {
+        RunVolumeJob(job, *methods.volume, messages);
     }
 }
 

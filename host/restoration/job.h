@@ -5,10 +5,12 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "report/messages.h"
 #include "restoration/method.h"
 #include "restoration/psf_choice.h"
+#include "restoration/tile_plan.h"
 
 namespace rydecon {
 
@@ -22,10 +24,14 @@ struct RestoreJob {
     std::filesystem::path psfOutput;   ///< for the refined PSF of a blind method; empty: none
     std::string method;
     MethodSettings settings;
+    std::vector<std::string> given;  ///< options on the command line that not every method reads
+    TileChoice tiles;                ///< for pictures
+    bool perPlane = false;           ///< takes a stack for so many pictures
     bool overwrite = false;
 };
 
-/// Runs the job; the output appears whole or not at all. Throws UserError, with ExitCode::Stopped after
+/// Runs the job with the method of its name, for pictures where the image has one plane and there is such a
+/// method, or where it is taken plane by plane; the output appears whole or not at all. Throws UserError, with ExitCode::Stopped after
 /// Ctrl-C. Peak memory: the padded image, the padded PSF, the core's buffers, and what
 /// MakePsfSource takes.
 void RunRestoreJob(const RestoreJob& job, const Messages& messages);

@@ -23,19 +23,8 @@ CRyRefCountPtr<T> MakeCounted(Arguments... arguments) {
     return owner;
 }
 
-/// Far beyond every setting that anybody may mean, and well inside what single precision holds.
-constexpr double kGreatestSetting = 1.0e6;
-
 double StrengthOf(const Method& method, const MethodSettings& settings) {
     return settings.regularization.value_or(method.regularization);
-}
-
-void RequireRange(const std::string& what, double value, double least) {
-    if (value >= least && value <= kGreatestSetting) return;
-    char text[96];
-    std::snprintf(text, sizeof text, " is %g; a number from %g to %g is needed", value, least,
-                  kGreatestSetting);
-    throw UserError(what + text, ExitCode::Usage);
 }
 
 /// Fills what all iterative methods read.
@@ -226,26 +215,24 @@ const std::vector<Method>& Methods() {
     return methods;
 }
 
-const Method& FindMethod(const std::string& name) {
-    std::string names;
-    for (const Method& method : Methods()) {
-        if (method.name == name) return method;
-        names += (names.empty() ? "" : ", ") + method.name;
-    }
-    throw UserError("--method " + name + " does not exist; the methods are: " + names, ExitCode::Usage);
+void RequireRange(const std::string& what, double value, double least, double greatest) {
+    if (value >= least && value <= greatest) return;
+    char text[96];
+    std::snprintf(text, sizeof text, " is %g; a number from %g to %g is needed", value, least, greatest);
+    throw UserError(what + text, ExitCode::Usage);
 }
 
 void CheckSettings(const Method& method, const MethodSettings& settings) {
     RequireRange("--regularization of method " + method.name, StrengthOf(method, settings),
-                 method.leastRegularization);
+                 method.leastRegularization, kGreatestSetting);
     if (method.wholeRegularization &&
         StrengthOf(method, settings) != std::trunc(StrengthOf(method, settings))) {
         throw UserError("--regularization of method " + method.name + " must be a whole number",
                         ExitCode::Usage);
     }
-    RequireRange("--stop-ratio", settings.stopRatio, 0.0);
-    RequireRange("--threshold-scale", settings.thresholdScale, 0.0);
-    RequireRange("--energy-stop", settings.energyStop, -kGreatestSetting);
+    RequireRange("--stop-ratio", settings.stopRatio, 0.0, kGreatestSetting);
+    RequireRange("--threshold-scale", settings.thresholdScale, 0.0, kGreatestSetting);
+    RequireRange("--energy-stop", settings.energyStop, -kGreatestSetting, kGreatestSetting);
 }
 
 }  // namespace rydecon

@@ -59,11 +59,14 @@ struct Method {
     std::function<PreparedMethod(const Method&, const MethodSettings&, IterateSink* sink)> make;
 };
 
-/// The table of methods; the first is the default.
+/// The table of methods for volumes; the first is the default.
 const std::vector<Method>& Methods();
 
-/// The method of a name; UserError (usage) that lists the names otherwise.
-const Method& FindMethod(const std::string& name);
+/// Far beyond every setting that anybody may mean, and well inside what single precision holds.
+inline constexpr double kGreatestSetting = 1.0e6;
+
+/// UserError (usage) for a number that is NaN or not from least to greatest.
+void RequireRange(const std::string& what, double value, double least, double greatest);
 
 /// UserError (usage) for a number that is NaN or outside the method's range; looks at no file.
 void CheckSettings(const Method& method, const MethodSettings& settings);

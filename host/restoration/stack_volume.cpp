@@ -28,28 +28,44 @@ std::string WithNumber(const char* text, double number) {
 
 }  // namespace
 
+void SampleRange::Add(const float* row, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        nonFinite += std::isfinite(row[i]) ? 0 : 1;
+        negative += row[i] < 0.0f ? 1 : 0;
+        positiveSum += std::max(row[i], 0.0f);
+        least = std::min(least, row[i]);
+        largest = std::max(largest, row[i]);
+    }
+}
+
+void RefuseNonFinite(const SampleRange& range, const std::filesystem::path& path) {
+    if (range.nonFinite == 0) return;
+    throw ReadError(path, std::to_string(range.nonFinite) +
+                              (range.nonFinite == 1 ? " sample is" : " samples are") +
+                              " NaN or infinite; all must be finite numbers");
+}
+
+void NoteNegative(const SampleRange& range, const std::filesystem::path& path, const Messages& messages) {
+    if (range.negative == 0) return;
+    messages.Note(Quoted(path) + ": " + std::to_string(range.negative) +
+                  " negative samples of the image are set to 0");
+}
+
+StackHeader WithStatedVoxel(StackHeader header, const Optics& optics) {
+    if (const auto& pixel = optics[Quantity::Pixel]) header.voxel.x = header.voxel.y = pixel->value;
+    if (const auto& step = optics[Quantity::ZStep]) header.voxel.z = step->value;
+    return header;
+}
+
 SampleRange LoadStack(StackReader& reader, const std::filesystem::path& path, const PaddedVolume& volume) {
     const Extent shape = ShapeOf(reader.header());
-    SampleRange range = {std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity()};
-    long long nonFinite = 0;
+    SampleRange range;
     for (int k = 0; k < shape.z; ++k) {
         LeaveIfStopRequested();
         reader.ReadPlane(k, volume.Plane(k), volume.sizes().rowLength);
-        for (int j = 0; j < shape.y; ++j) {
-            const float* const row = volume.Row(j, k);
-            for (int i = 0; i < shape.x; ++i) {
-                nonFinite += std::isfinite(row[i]) ? 0 : 1;
-                range.negative += row[i] < 0.0f ? 1 : 0;
-                range.positiveSum += std::max(row[i], 0.0f);
-                range.least = std::min(range.least, row[i]);
-                range.largest = std::max(range.largest, row[i]);
-            }
-        }
+        for (int j = 0; j < shape.y; ++j) range.Add(volume.Row(j, k), static_cast<std::size_t>(shape.x));
     }
-    if (nonFinite > 0) {
-        throw ReadError(path, std::to_string(nonFinite) + (nonFinite == 1 ? " sample is" : " samples are") +
-                                  " NaN or infinite; all must be finite numbers");
-    }
+    RefuseNonFinite(range, path);
     return range;
 }
 

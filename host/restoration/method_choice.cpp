@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#include "restoration/method_choice.h"
+
+#include <algorithm>
+
+#include "report/user_error.h"
+
+namespace rydecon {
+
+namespace {
+
+template <class AnyMethod>
+const AnyMethod* Find(const std::vector<AnyMethod>& methods, const std::string& name) {
+    const auto found = std::find_if(methods.begin(), methods.end(),
+                                    [&name](const AnyMethod& method) { return method.name == name; });
+    return found != methods.end() ? &*found : nullptr;
+}
+
+template <class AnyMethod>
+bool Reads(const AnyMethod* method, const std::string& option) {
+    return method != nullptr &&
+           std::find(method->reads.begin(), method->reads.end(), option) != method->reads.end();
+}
+
+/// Names of all methods that `include` takes, each once, separated by commas.
+template <class Include>
+std::string NamesWhere(Include include) {
+    std::vector<std::string> names;
+    const auto add = [&](const auto& methods) {
+        for (const auto& method : methods) {
+            const bool known = std::find(names.begin(), names.end(), method.name) != names.end();
+            if (!known && include(method)) names.push_back(method.name);
+        }
+    };
+    add(Methods());
+    add(PictureMethods());
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+    return text;
+}
+
+}  // namespace
+
+MethodChoice FindMethods(const std::string& name) {
+    const MethodChoice choice = {Find(Methods(), name), Find(PictureMethods(), name)};
+    if (choice.volume != nullptr || choice.picture != nullptr) return choice;
+    throw UserError("--method " + name +
+                        " does not exist; the methods are: " + NamesWhere([](const auto&) { return true; }),
+                    ExitCode::Usage);
+}
+
+void RefuseUnread(const MethodChoice& choice, const std::vector<std::string>& given, const std::string& on) {
+    for (const std::string& option : given) {
+        if (Reads(choice.volume, option) || Reads(choice.picture, option)) continue;
+        throw UserError(option + " means nothing to --method " + choice.name() + on + "; it is read by " +
+                            NamesWhere([&option](const auto& method) { return Reads(&method, option); }),
+                        ExitCode::Usage);
+    }
+}
+
+}  // namespace rydecon
