@@ -36,6 +36,7 @@ struct PsfOptions {
     std::optional<std::array<unsigned, 3>> size;
     std::filesystem::path image;
     std::filesystem::path output;
+    bool plane = false;
     bool overwrite = false;
 };
 
@@ -55,6 +56,7 @@ PsfRequest Resolve(const PsfOptions& options, const Messages& messages) {
         request.size = {header.width, header.height, header.planes};
         remedy = ": give what the metadata of " + Quoted(options.image) + " do not tell";
     }
+    if (options.plane) FillIdleStep(request.optics);
     RequireSound(request.optics);
     RequireComplete(request.optics, remedy);
     if (options.size) {
@@ -69,6 +71,7 @@ PsfRequest Resolve(const PsfOptions& options, const Messages& messages) {
     } else if (options.image.empty()) {
         request.size = RecommendedExtent(request.optics);
     }
+    if (options.plane) request.size.z = 1;
     return request;
 }
 
@@ -78,7 +81,8 @@ void Write(const ComputedPsf& psf, const Optics& optics, const PsfOptions& optio
     header.height = psf.size().y;
     header.planes = psf.size().z;
     const double pixel = optics.Value(Quantity::Pixel);
-    header.voxel = {pixel, pixel, optics.Value(Quantity::ZStep)};
+    header.voxel = {pixel, pixel, {}};
+    if (!options.plane) header.voxel.z = optics.Value(Quantity::ZStep);
     StackWriter writer(options.output, header, options.overwrite);
     std::vector<float> plane(static_cast<std::size_t>(header.width) *
                              static_cast<std::size_t>(header.height));
@@ -131,7 +135,7 @@ void Run(const PsfOptions& options, const Messages& messages) {
     const Widths measured = psf.MeasuredWidths(request.optics);
     const Widths theory = TheoreticalWidths(request.optics);
     PrintWidth("x", measured.x, theory.x);
-    PrintWidth("z", measured.z, theory.z);
+    if (!options.plane) PrintWidth("z", measured.z, theory.z);
 }
 
 }  // namespace
@@ -148,6 +152,8 @@ void AddPsfCommand(CLI::App& app, CommandContext& context) {
     command->add_option("--for", options->image, "Take the sides of this stack, and the optics that it tells")
         ->type_name("IN.tif")
         ->excludes(size);
+    command->add_flag("--plane", options->plane,
+                      "Only the focal plane, for pictures; whatever the size in z");
     command->add_option("-o,--output", options->output, "Where to write the PSF (float32 TIFF)")
         ->required()
         ->type_name("PSF.tif");

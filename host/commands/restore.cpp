@@ -3,6 +3,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,7 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     command->footer(kDetails + app.get_footer());
     auto job = std::make_shared<RestoreJob>();
     auto optics = std::make_shared<OpticsOptions>();
-    auto tiles = std::make_shared<std::string>();
+    auto tiles = std::make_shared<std::optional<std::string>>();
     job->method = Methods().front().name;
     MethodSettings& settings = job->settings;
 
@@ -148,7 +149,7 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
 
     command->callback([job, optics, tiles, command, &context] {
         job->given = GivenOptions(*command);
-        if (!tiles->empty()) job->tiles = ParseTiles(*tiles);
+        if (*tiles) job->tiles = ParseTiles(**tiles);
         job->psf.optics = OpticsFrom(*optics);
         RunRestoreJob(*job, context.messages);
     });

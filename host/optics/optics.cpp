@@ -75,6 +75,12 @@ void FillFromMetadata(Optics& optics, const StackHeader& header, const std::stri
     Fill(optics, ZStep, voxel.z, header.voxelSource);
 }
 
+void FillIdleStep(Optics& optics) {
+    const auto& pixel = optics[Quantity::Pixel];
+    if (optics[Quantity::ZStep] || !pixel || optics.ValueOr(Quantity::Depth, 0.0) != 0.0) return;
+    optics[Quantity::ZStep] = {pixel->value, Origin::Metadata, "of no effect on one plane"};
+}
+
 void RequireComplete(const Optics& optics, const std::string& remedy) {
     std::vector<std::string> missing;
     if (optics.modality == nullptr) missing.emplace_back("--modality");

@@ -49,6 +49,10 @@ struct Optics {
 /// UserError, as the models know one pitch in x and y only.
 void FillFromMetadata(Optics& optics, const StackHeader& header, const std::string& file);
 
+/// For the focal plane alone: makes up the distance of planes where it has no effect, which is unless the focus
+/// is searched for in a deep sample.
+void FillIdleStep(Optics& optics);
+
 /// UserError (usage) that names all that is missing by option, in one line. `remedy` ends the line.
 void RequireComplete(const Optics& optics, const std::string& remedy);
 

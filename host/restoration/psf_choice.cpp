@@ -67,13 +67,6 @@ std::unique_ptr<PsfRows> RowsOfFile(const PsfChoice& choice, const StackHeader& 
     return std::make_unique<BoxPsfRows>(file->name(), std::move(box));
 }
 
-/// In the focal plane alone the distance of planes has no effect, unless the focus is searched for.
-void FillIdleStep(Optics& optics) {
-    const auto& pixel = optics[Quantity::Pixel];
-    if (optics[Quantity::ZStep] || !pixel || optics.ValueOr(Quantity::Depth, 0.0) != 0.0) return;
-    optics[Quantity::ZStep] = {pixel->value, Origin::Metadata, "of no effect on one plane"};
-}
-
 std::unique_ptr<PsfRows> RowsOfOptics(const PsfChoice& choice, const std::filesystem::path& image,
                                       const StackHeader& header, const Messages& messages) {
     Optics optics = choice.optics;

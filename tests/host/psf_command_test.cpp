@@ -164,6 +164,23 @@ TEST_F(PsfCommand, TakesSidesAndPitchesOfAStack) {
     EXPECT_EQ(Run({"--size", "8", "8", "8", "--for", "in.tif", "--overwrite"}).exitCode, 2);
 }
 
+/// Needs no distance of planes, and is the plane that a stack has in its middle.
+TEST_F(PsfCommand, WritesTheFocalPlaneAlone) {
+    ASSERT_EQ(RunUsual({"--size", "31", "31", "9"}).exitCode, 0);
+    const Stack stack = Psf();
+    Words words(usual_.begin(), usual_.end() - 2);
+    words.insert(words.end(), {"--plane", "--size", "31", "31", "9", "--overwrite"});
+    const ProgramResult result = Run(words);
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const Stack plane = Psf();
+    ASSERT_EQ(plane.header.planes, 1);
+    EXPECT_FALSE(plane.header.voxel.z.has_value());
+    EXPECT_FALSE(Contains(result.out, "half max in z")) << result.out;
+    EXPECT_NEAR(plane.Sum(), 1.0, 1e-5);
+    const double scale = plane.At(15, 15, 0) / stack.At(15, 15, 4);
+    for (int i = 0; i < 31; ++i) EXPECT_NEAR(plane.At(i, 15, 0), scale * stack.At(i, 15, 4), 1e-6) << i;
+}
+
 TEST_F(PsfCommand, KeepsAnExistingFile) {
     ASSERT_EQ(RunUsual({}).exitCode, 0);
     const ProgramResult again = RunUsual({});

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "restoration/frame_plan.h"
-#include "restoration/method.h"
+#include "restoration/method_choice.h"
 #include "support/restore_scene.h"
 
 namespace rydecon {
@@ -176,7 +176,8 @@ TEST_P(RestoreParked, CheckpointsTakeNoMemory) {
     const double resumed = peak(
         {"--iterations", "2", "--checkpoint-every", "1", "--checkpoint", "run.ckpt", "--resume", "run.ckpt"});
     const Extent frame = PlanFrame({200, 180, 60}, {{4, 4, 5}, {4, 4, 5}});
-    const PreparedMethod prepared = FindMethod(GetParam()).make(FindMethod(GetParam()), {}, nullptr);
+    const auto& method = *FindMethods(GetParam()).volume;
+    const PreparedMethod prepared = method.make(method, {}, nullptr);
     FloatPSF3D::DFT3D_InitSizes(&prepared.params->sizes, frame.x, frame.y, frame.z);
     const double volume = sizeof(float) * static_cast<double>(prepared.params->sizes.total);
     const auto own = static_cast<double>(prepared.core->GetRequiredMemorySize(prepared.params));

@@ -73,7 +73,8 @@ TEST_F(RestoreRefusal, WordsThatDoNotExist) {
     ExpectWrongUsage(
         {"--method", "magic"},
         "--method magic does not exist; the methods are: accelerated, lucy-richardson, "
-        "lucy-richardson-auto, landweber, landweber-auto, landweber-wavelet, tv, tv-ictm, blind, wiener");
+        "lucy-richardson-auto, landweber, landweber-auto, landweber-wavelet, tv, tv-ictm, blind, wiener, "
+        "rltm, rltv, rltv-real, landweber-plain");
     ExpectWrongUsage({"--iteration", "3"}, "did you mean '--iterations'?");
     ExpectWrongUsage({"more.tif"}, "unexpected argument 'more.tif'");
     ExpectRefusal({"restore", "in.tif", "--psf", "psf.tif"}, 2, "option --output OUT.tif is missing");

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "restoration/frame_plan.h"
-#include "restoration/method.h"
+#include "restoration/method_choice.h"
 #include "support/restore_scene.h"
 
 namespace rydecon {
@@ -132,8 +132,8 @@ TEST_F(RestoreRun, MemoryIsTheTwoVolumesTheCoresBuffersAndAPlane) {
         const ProgramResult result = Restore(words);
         ASSERT_EQ(result.exitCode, 0) << result.err;
 
-        const PreparedMethod prepared =
-            FindMethod(method).make(FindMethod(method), MethodSettings(), nullptr);
+        const Method& entry = *FindMethods(method).volume;
+        const PreparedMethod prepared = entry.make(entry, MethodSettings(), nullptr);
         FloatPSF3D::DFT3D_InitSizes(&prepared.params->sizes, frame.x, frame.y, frame.z);
         const auto volumes =
             2 * VolumeBytes(prepared.params->sizes) + prepared.core->GetRequiredMemorySize(prepared.params);

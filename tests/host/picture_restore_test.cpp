@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+// rydecon restore on pictures: each method comes nearer to the truth, in one piece and in tiles, and a stack
+// plane by plane.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "io/tiff_fixture.h"
+#include "support/picture_scene.h"
+
+namespace rydecon {
+namespace {
+
+using test::AllFinite;
+using test::BlurredPicture;
+using test::FileBytes;
+using test::MakeStack;
+using test::PictureMethodNames;
+using test::PictureTruth;
+using test::PlaneOf;
+using test::PlanePsf;
+using test::Rmse;
+using test::Stack;
+using test::Words;
+
+class RestorePicture : public test::RestoreTest {
+  protected:
+    static Words With(const std::string& method, Words more = {}) {
+        more.insert(more.begin(), {"--method", method});
+        return more;
+    }
+    bool Says(const std::string& part) const { return said_.out.find(part) != std::string::npos; }
+
+    const Stack psf_ = PlanePsf();
+};
+
+TEST_F(RestorePicture, EachMethodComesNearerToTheTruth) {
+    const Stack truth = PictureTruth(70, 62, {0.1, 0.12, {}});
+    const Stack image = BlurredPicture(truth, psf_);
+    for (const std::string& method : PictureMethodNames()) {
+        SCOPED_TRACE(method);
+        const Stack restored = Restored(image, psf_, With(method));
+        ASSERT_EQ(restored.samples.size(), image.samples.size());
+        EXPECT_TRUE(AllFinite(restored));
+        EXPECT_LT(Rmse(restored, truth), 0.75 * Rmse(image, truth));
+        EXPECT_NEAR(restored.Sum() / image.Sum(), 1.0, 0.02);
+        EXPECT_NEAR(restored.header.voxel.x.value(), 0.1, 1e-6);
+        EXPECT_NEAR(restored.header.voxel.y.value(), 0.12, 1e-6);
+        EXPECT_TRUE(Says("70 x 62 x 1 samples, method " + method + ", ")) << said_.out;
+    }
+}
+
+/// A tile sees 50 pixels of its neighbours, ten times the reach of this PSF.
+TEST_F(RestorePicture, TilesAgreeWithTheWholePicture) {
+    const Stack image = BlurredPicture(PictureTruth(171, 120), psf_);
+    for (const std::string& method : PictureMethodNames()) {
+        SCOPED_TRACE(method);
+        Words settings = With(method);
+        // A stop test and a threshold look at their tile alone.
+        if (method == "rltm") settings.insert(settings.end(), {"--iterations", "6"});
+        if (method.starts_with("landweber")) {
+            settings.insert(settings.end(), {"--iterations", "6", "--regularization", "0"});
+        }
+        const Stack whole = Restored(image, psf_, settings);
+        settings.insert(settings.end(), {"--tiles", "3x2"});
+        const Stack tiled = Restored(image, psf_, settings);
+        EXPECT_TRUE(Says("in 3 x 2 tiles")) << said_.out;
+        // The energies that accelerate the blind method are those of a tile, and subbands with steps of their own
+        // depend on where the pyramid of a tile begins.
+        const double bound = method == "blind" ? 40.0 : method == "landweber" ? 100.0 : 4.0;
+        double worst = 0.0;
+        for (std::size_t n = 0; n < whole.samples.size(); ++n) {
+            worst = std::max(worst, std::abs(double{whole.samples[n]} - tiled.samples.at(n)));
+        }
+        EXPECT_LT(worst, bound);
+        EXPECT_GT(worst, 0.0);
+    }
+}
+
+TEST_F(RestorePicture, AutomaticTilesAreThoseOfTheSmallestFrames) {
+    // 360 and its margin of 80 take a frame of 512; two tiles of 230 take 512 each, three of 333 take 512.
+    Restored(BlurredPicture(PictureTruth(360, 40), psf_), psf_,
+             With("rltv", {"--tiles", "auto", "--iterations", "1"}));
+    EXPECT_TRUE(Says(", 1 iterations (the limit)")) << said_.out;
+    // 960 takes 1024 in one piece only without margin: 2048 against three times 512.
+    Restored(BlurredPicture(PictureTruth(960, 40), psf_), psf_,
+             With("rltv", {"--tiles", "auto", "--iterations", "1"}));
+    EXPECT_TRUE(Says("3 iterations in 3 x 1 tiles, at most 1 in one (the limit)")) << said_.out;
+}
+
+TEST_F(RestorePicture, IterationsOfMethodsThatEndThemselvesAreCounted) {
+    const Stack image = BlurredPicture(PictureTruth(120, 60), psf_);
+    Restored(image, psf_, With("rltm", {"--iterations", "5"}));
+    EXPECT_TRUE(Says(", 5 iterations (the limit)")) << said_.out;
+    Restored(image, psf_, With("rltm", {"--iterations", "3", "--tiles", "2x1"}));
+    EXPECT_TRUE(Says("6 iterations in 2 x 1 tiles, at most 3 in one (the limit)")) << said_.out;
+    // A flat picture has nothing to gain.
+    Restored(MakeStack(40, 40, 1, [](int, int, int) { return 7.0; }), psf_, With("rltm"));
+    EXPECT_TRUE(Says("(ended by its stop test)")) << said_.out;
+}
+
+TEST_F(RestorePicture, SettingsReachTheMethod) {
+    const Stack image = BlurredPicture(PictureTruth(60, 50), psf_);
+    for (const std::string& method : PictureMethodNames()) {
+        SCOPED_TRACE(method);
+        const Stack usual = Restored(image, psf_, With(method, {"--iterations", "4"}));
+        EXPECT_GT(Rmse(Restored(image, psf_, With(method, {"--iterations", "2"})), usual), 0.0);
+        const Words setting = method == "blind" ? Words{"--energy-stop", "1000", "--iterations", "4"}
+                                                : Words{"--regularization", "5", "--iterations", "4"};
+        EXPECT_GT(Rmse(Restored(image, psf_, With(method, setting)), usual), 0.0);
+    }
+}
+
+TEST_F(RestorePicture, SampleTypesGiveTheSamePicture) {
+    const Stack image = MakeStack(41, 35, 1, [](int i, int j, int) { return (i * 7 + j * 11) % 200; });
+    const Stack expected = Restored(image, psf_, With("rltv"));
+    const auto as = [&]<class T>(T) {
+        const std::vector<T> samples(image.samples.begin(), image.samples.end());
+        testing::WriteTiff(In("in.tif"), "wl", {testing::PageOf<T>(41, 35, samples)});
+        const test::ProgramResult result = Restore(With("rltv"));
+        EXPECT_EQ(result.exitCode, 0) << result.err;
+        return test::ReadStack(In("out.tif"));
+    };
+    EXPECT_EQ(as(std::uint8_t{}).samples, expected.samples);
+    EXPECT_EQ(as(std::uint16_t{}).samples, expected.samples);
+    EXPECT_EQ(as(double{}).samples, expected.samples);
+}
+
+/// Scale, an odd or even number of pixels and the place of the peak are the file's own affair.
+TEST_F(RestorePicture, ThePsfFileMayLieAnywhere) {
+    const Stack image = BlurredPicture(PictureTruth(60, 50), psf_);
+    const Stack expected = Restored(image, psf_, With("rltv"));
+    const Stack moved = MakeStack(18, 15, 1, [&](int i, int j, int) {
+        const bool inside = i >= 4 && i < 15 && j >= 1 && j < 12;
+        return inside ? 1000.0 * psf_.At(i - 4, j - 1, 0) : 0.0;
+    });
+    const Stack restored = Restored(image, moved, With("rltv"));
+    EXPECT_LT(Rmse(restored, expected), 0.01);
+}
+
+TEST_F(RestorePicture, WithoutAFileThePsfIsThatOfTheOptics) {
+    Write("in.tif", BlurredPicture(PictureTruth(60, 50), psf_));
+    const Words words = {"restore",    "in.tif",    "-o",      "out.tif", "--method", "rltv",
+                         "--modality", "widefield", "--na",    "1.4",     "--ri",     "1.515",
+                         "--emission", "520nm",     "--pixel", "60nm"};
+    const test::ProgramResult result = test::RunProgram(folder_.path(), words);
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const Stack restored = test::ReadStack(In("out.tif"));
+    EXPECT_GT(Rmse(restored, test::ReadStack(In("in.tif"))), 1.0);
+    EXPECT_NEAR(restored.header.voxel.x.value(), 0.06, 1e-9);
+}
+
+TEST_F(RestorePicture, AStackPlaneByPlaneIsItsPicturesRestored) {
+    const Stack truth = PictureTruth(40, 36);
+    const Stack stack = MakeStack(
+        40, 36, 3, [&](int i, int j, int k) { return (k + 1.0) * truth.At(i, j, 0) + (k == 2 ? 5 * i : 0); },
+        {0.1, 0.1, 0.3});
+    for (const std::string& method : PictureMethodNames()) {
+        SCOPED_TRACE(method);
+        const Stack restored = Restored(stack, psf_, With(method, {"--per-plane"}));
+        ASSERT_EQ(restored.header.planes, 3);
+        EXPECT_NEAR(restored.header.voxel.z.value(), 0.3, 1e-9);
+        EXPECT_TRUE(Says("method " + method + " plane by plane, ")) << said_.out;
+        for (int k = 0; k < 3; ++k) {
+            const Stack plane = PlaneOf(restored, k);
+            EXPECT_EQ(Restored(PlaneOf(stack, k), psf_, With(method)).samples, plane.samples) << k;
+        }
+    }
+}
+
+/// A name that stands for both kinds means that of the image.
+TEST_F(RestorePicture, NamesOfBothKindsMeanThatOfTheImage) {
+    const Stack stack = MakeStack(20, 20, 4, [](int i, int j, int k) { return 10 + i * j + k; });
+    Restored(stack, psf_, With("blind"));
+    EXPECT_TRUE(Says("sweeps of image and PSF")) << said_.out;
+    Restored(PlaneOf(stack, 0), psf_, With("blind"));
+    EXPECT_TRUE(Says("1 cycles (the limit)")) << said_.out;
+    EXPECT_FALSE(Says("padded to")) << said_.out;
+    Restored(stack, psf_, With("landweber", {"--threshold-scale", "1"}));
+    EXPECT_TRUE(Says("padded to")) << said_.out;
+}
+
+TEST_F(RestorePicture, NegativeSamplesBecomeZeroWithANote) {
+    Stack image = BlurredPicture(PictureTruth(40, 40), psf_);
+    image.samples[7] = -3.0f;
+    const Stack restored = Restored(image, psf_, With("rltv"));
+    EXPECT_NE(said_.err.find("1 negative samples of the image are set to 0"), std::string::npos) << said_.err;
+    image.samples[7] = 0.0f;
+    EXPECT_EQ(Restored(image, psf_, With("rltv")).samples, restored.samples);
+}
+
+TEST_F(RestorePicture, ABlackPictureStaysBlack) {
+    const Stack black = MakeStack(24, 20, 1, [](int, int, int) { return 0.0; });
+    for (const std::string& method : PictureMethodNames()) {
+        EXPECT_EQ(Restored(black, psf_, With(method)).Sum(), 0.0) << method;
+    }
+}
+
+TEST_F(RestorePicture, TheSameFilesGiveTheSameBytes) {
+    const Stack image = BlurredPicture(PictureTruth(120, 60), psf_);
+    Restored(image, psf_, With("rltm", {"--tiles", "2x1"}));
+    const std::string first = FileBytes(In("out.tif"));
+    Restored(image, psf_, With("rltm", {"--tiles", "2x1"}));
+    EXPECT_EQ(FileBytes(In("out.tif")), first);
+}
+
+}  // namespace
+}  // namespace rydecon
