@@ -85,7 +85,11 @@ std::string WriteImageJ(const StackHeader& header) {
     std::string text = std::string(kFirstWord) + "1.11a\n";
     if (header.planes > 1) {
         const std::string planes = std::to_string(header.planes);
-        text += "images=" + planes + "\nslices=" + planes + "\n";
+        text += "images=" + planes + "\n";
+        if (header.channels > 1) text += "channels=" + std::to_string(header.channels) + "\n";
+        const int slices = header.planes / header.channels;
+        if (slices > 1) text += "slices=" + std::to_string(slices) + "\n";
+        if (header.channels > 1) text += "hyperstack=true\nmode=composite\n";
     }
     if (voxel.x || voxel.y || voxel.z) text += "unit=um\n";
     if (voxel.z) text += "spacing=" + Digits(*voxel.z) + "\n";

@@ -28,8 +28,8 @@ std::optional<ImageJMetadata> ParseImageJ(const std::string& description);
 /// Voxel size; ImageJ gives x and y as samples per unit in the resolution tags.
 VoxelSize VoxelFromImageJ(const ImageJMetadata& metadata, const ResolutionTags& tags, const FileNotes& notes);
 
-/// The description that makes ImageJ and its readers see `header.planes` slices with the voxel size, in
-/// micrometres.
+/// The description that makes ImageJ and its readers see `header.planes` slices, or so many channels, with the
+/// voxel size, in micrometres.
 std::string WriteImageJ(const StackHeader& header);
 
 }  // namespace rydecon

@@ -3,6 +3,7 @@
 #include "io/plane_decoder.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <string>
 
@@ -66,10 +67,23 @@ ConversionLoss PlaneDecoder::DecodeRun(const TiffPage& page, float* rows, std::p
     return loss;
 }
 
+// Of a row of pixels, the component that is the plane.
+ConversionLoss PlaneDecoder::ConvertRow(const TiffPage& page, const std::byte* samples, float* row) {
+    const auto width = static_cast<std::size_t>(page.width);
+    if (page.samplesPerPixel == 1) return ConvertSamples(page.type, false, samples, width, row);
+    const std::size_t bytes = BytesOf(page.type);
+    const std::size_t pixelBytes = bytes * static_cast<std::size_t>(page.samplesPerPixel);
+    component_.resize(width * bytes);
+    for (std::size_t i = 0; i < width; ++i) {
+        std::memcpy(component_.data() + i * bytes,
+                    samples + i * pixelBytes + static_cast<std::size_t>(page.component) * bytes, bytes);
+    }
+    return ConvertSamples(page.type, false, component_.data(), width, row);
+}
+
 ConversionLoss PlaneDecoder::DecodeStrips(const TiffPage& page, float* rows, std::ptrdiff_t rowStride) {
     TIFF* tiff = file_.handle();
-    const auto width = static_cast<std::size_t>(page.width);
-    const std::uint64_t rowBytes = width * BytesOf(page.type);
+    const std::uint64_t rowBytes = page.RowBytes();
     std::uint32_t rowsPerStrip = 0;
     TIFFGetFieldDefaulted(tiff, TIFFTAG_ROWSPERSTRIP, &rowsPerStrip);
     const auto height = static_cast<std::uint32_t>(page.height);
@@ -81,8 +95,8 @@ ConversionLoss PlaneDecoder::DecodeStrips(const TiffPage& page, float* rows, std
         const auto wanted = static_cast<tmsize_t>(rowBytes * count);
         CheckDecoded(page, TIFFReadEncodedStrip(tiff, row / rowsPerStrip, buffer, wanted), wanted);
         for (std::uint32_t k = 0; k < count; ++k) {
-            loss += ConvertSamples(page.type, false, buffer + k * rowBytes, width,
-                                   rows + static_cast<std::ptrdiff_t>(row + k) * rowStride);
+            loss += ConvertRow(page, buffer + k * rowBytes,
+                               rows + static_cast<std::ptrdiff_t>(row + k) * rowStride);
         }
     }
     return loss;

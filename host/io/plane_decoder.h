@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "io/sample_conversion.h"
 #include "io/tiff_file.h"
@@ -25,12 +26,14 @@ class PlaneDecoder {
     ConversionLoss DecodeRun(const TiffPage& page, float* rows, std::ptrdiff_t rowStride);
     ConversionLoss DecodeStrips(const TiffPage& page, float* rows, std::ptrdiff_t rowStride);
     ConversionLoss DecodeTiles(const TiffPage& page, float* rows, std::ptrdiff_t rowStride);
+    ConversionLoss ConvertRow(const TiffPage& page, const std::byte* samples, float* row);
     std::byte* Buffer(std::uint64_t bytes);
     void CheckDecoded(const TiffPage& page, tmsize_t decoded, tmsize_t wanted) const;
 
     TiffFile& file_;
     std::unique_ptr<std::byte[]> buffer_;  // one strip, tile or group of rows
     std::uint64_t bufferBytes_ = 0;
+    std::vector<std::byte> component_;  // one row of it
 };
 
 }  // namespace rydecon

@@ -33,6 +33,7 @@ struct StackHeader {
     int width = 0;
     int height = 0;
     int planes = 0;
+    int channels = 1;  // planes come in groups of so many, the colours of one picture
     std::string sampleType = "float32";
     VoxelSize voxel;
     std::string voxelSource;  // which of the metadata told the voxel size: "OME-XML", ...

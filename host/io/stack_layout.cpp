@@ -27,23 +27,25 @@ struct Pages {
 
 std::string Shape(const TiffPage& page) {
     return std::to_string(page.width) + " x " + std::to_string(page.height) + " " +
-           std::string(NameOf(page.type));
+           (page.samplesPerPixel > 1 ? "colour " : "") + std::string(NameOf(page.type));
 }
 
 void CheckLikeFirst(const TiffFile& file, const TiffPage& first, const TiffPage& page) {
-    if (page.width == first.width && page.height == first.height && page.type == first.type) return;
+    const bool alike = page.width == first.width && page.height == first.height && page.type == first.type &&
+                       page.samplesPerPixel == first.samplesPerPixel;
+    if (alike) return;
     throw file.Refusal("page " + std::to_string(page.number) + " is " + Shape(page) + ", page " +
                        std::to_string(first.number) + " is " + Shape(first) +
                        "; all planes of a stack need one size and one type");
 }
 
-Pages CollectPages(TiffFile& file, const FileNotes& notes) {
+Pages CollectPages(TiffFile& file, const FileNotes& notes, Colour colour) {
     Pages found;
     int number = 0;
     do {
         ++number;
         if (IsReducedOrMask(file)) continue;
-        const TiffPage page = DescribePage(file, number);
+        const TiffPage page = DescribePage(file, number, colour);
         const bool coloured = HasPseudoColours(file);
         if (found.pages.empty()) {
             found.description = ReadDescription(file);
@@ -59,6 +61,21 @@ Pages CollectPages(TiffFile& file, const FileNotes& notes) {
         throw file.Refusal("the file holds only thumbnails or masks; a stack of full-size pages is needed");
     }
     return found;
+}
+
+// One page of colour becomes a plane a component.
+void SplitColour(const TiffFile& file, Pages& found) {
+    const TiffPage first = found.pages.front();
+    if (first.samplesPerPixel == 1) return;
+    if (found.pages.size() > 1) {
+        throw file.Refusal(
+            "it holds " + std::to_string(found.pages.size()) +
+            " pages of colour; one page is needed, or a grey stack: split the channels (in ImageJ: "
+            "Image > Color > Split Channels) and give one of them");
+    }
+    found.pages.resize(static_cast<std::size_t>(first.samplesPerPixel), first);
+    int component = 0;
+    for (TiffPage& page : found.pages) page.component = component++;
 }
 
 void RefuseSeveral(const TiffFile& file, int channels, int times, int slices) {
@@ -89,11 +106,21 @@ void AddPlanesBehindFirst(const TiffFile& file, Pages& found, int images) {
     for (std::size_t k = 1; k < count; ++k) found.pages[k].run = *first.run + k * first.Bytes();
 }
 
+/// How many channels of one slice the pages are, where those are welcome or lie in one page; 1 otherwise.
+int ChannelsOf(const Pages& found, int channels, int slices, int times, Colour colour) {
+    const TiffPage& first = found.pages.front();
+    const auto held = static_cast<int>(found.pages.size()) * first.samplesPerPixel;
+    const bool onePicture = slices == 1 && times == 1 && channels == held;
+    return colour == Colour::Split && onePicture ? channels : 1;
+}
+
 VoxelSize ApplyImageJ(const TiffFile& file, const ImageJMetadata& metadata, const FileNotes& notes,
-                      Pages& found) {
-    RefuseSeveral(file, metadata.channels, metadata.frames, metadata.slices);
-    const int told = std::max(metadata.images, metadata.slices);
-    const auto held = found.pages.size();
+                      Colour colour, Pages& found, StackHeader& header) {
+    header.channels = ChannelsOf(found, metadata.channels, metadata.slices, metadata.frames, colour);
+    RefuseSeveral(file, metadata.channels / header.channels, metadata.frames, metadata.slices);
+    const int told = std::max(metadata.images / header.channels, metadata.slices);
+    const auto held = found.pages.size() * static_cast<std::size_t>(found.pages.front().samplesPerPixel) /
+                      static_cast<std::size_t>(header.channels);
     if (held == 1 && told > 1) {
         AddPlanesBehindFirst(file, found, told);
     } else if (told > 1 && held != static_cast<std::size_t>(told)) {
@@ -150,11 +177,11 @@ void CheckTotal(const TiffFile& file, const Pages& found) {
 
 }  // namespace
 
-StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes) {
-    Pages found = CollectPages(file, notes);
+StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes, Colour colour) {
+    Pages found = CollectPages(file, notes, colour);
     StackLayout layout;
     if (const auto imagej = ParseImageJ(found.description)) {
-        layout.header.voxel = ApplyImageJ(file, *imagej, notes, found);
+        layout.header.voxel = ApplyImageJ(file, *imagej, notes, colour, found, layout.header);
         layout.header.voxelSource = "ImageJ metadata";
         layout.header.optics = OpticsFromInfo(found.info);
     } else if (const auto ome = ParseOme(found.description, notes)) {
@@ -162,8 +189,10 @@ StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes) {
     } else {
         TakeResolution(found, layout.header);
     }
+    SplitColour(file, found);
     CheckTotal(file, found);
     const TiffPage& first = found.pages.front();
+    layout.header.channels = std::max(layout.header.channels, first.samplesPerPixel);
     layout.header.width = first.width;
     layout.header.height = first.height;
     layout.header.planes = static_cast<int>(found.pages.size());

@@ -14,10 +14,11 @@ namespace rydecon {
 
 struct StackLayout {
     StackHeader header;
-    std::vector<TiffPage> planes;  // in the order of z, all of one size and type
+    std::vector<TiffPage> planes;  // in the order of z, or of colours; all of one size and type
 };
 
-/// Walks through all directories; a UserError if they are no stack of one channel and one time point.
-StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes);
+/// Walks through all directories; a UserError if they are no stack of one channel and one time point, nor, where
+/// colour is split, one page of it.
+StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes, Colour colour);
 
 }  // namespace rydecon

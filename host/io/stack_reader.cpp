@@ -16,10 +16,10 @@
 namespace rydecon {
 
 struct StackReader::Impl {
-    Impl(std::filesystem::path path, const Messages& messages)
+    Impl(std::filesystem::path path, const Messages& messages, Colour colour)
         : file(std::move(path)),
           notes(file.path(), messages),
-          layout(ReadStackLayout(file, notes)),
+          layout(ReadStackLayout(file, notes, colour)),
           decoder(file),
           wasRead(layout.planes.size(), false),
           unread(layout.planes.size()) {}
@@ -52,8 +52,8 @@ void StackReader::Impl::KeepAccount(std::size_t plane, const ConversionLoss& los
     }
 }
 
-StackReader::StackReader(std::filesystem::path path, const Messages& messages)
-    : impl_(std::make_unique<Impl>(std::move(path), messages)) {}
+StackReader::StackReader(std::filesystem::path path, const Messages& messages, Colour colour)
+    : impl_(std::make_unique<Impl>(std::move(path), messages, colour)) {}
 
 StackReader::~StackReader() = default;
 

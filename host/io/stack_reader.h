@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "io/stack_header.h"
+#include "io/tiff_page.h"
 #include "report/messages.h"
 
 namespace rydecon {
@@ -15,8 +16,9 @@ namespace rydecon {
 /// One open TIFF stack. Whatever makes a file unusable is a UserError that names the file.
 class StackReader {
   public:
-    /// Opens the file and checks every page: grey, one size, one sample type that the program reads.
-    StackReader(std::filesystem::path path, const Messages& messages);
+    /// Opens the file and checks every page: grey, one size, one sample type that the program reads. Where colour
+    /// is split, one page of red, green and blue is taken for three planes.
+    StackReader(std::filesystem::path path, const Messages& messages, Colour colour = Colour::Refused);
     ~StackReader();
     StackReader(const StackReader&) = delete;
     StackReader& operator=(const StackReader&) = delete;

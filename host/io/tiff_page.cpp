@@ -46,6 +46,12 @@ void ReadSize(const TiffFile& file, TiffPage& page) {
     page.height = static_cast<int>(height);
 }
 
+/// True for red, green and blue of each pixel side by side.
+bool IsPlainColour(const TiffFile& file, const TiffPage& page) {
+    return Tag16(file, TIFFTAG_SAMPLESPERPIXEL) == 3 && Tag16(file, TIFFTAG_PHOTOMETRIC) == PHOTOMETRIC_RGB &&
+           Tag16(file, TIFFTAG_PLANARCONFIG) == PLANARCONFIG_CONTIG && !page.tiled && !page.lossy;
+}
+
 void CheckGrey(const TiffFile& file, const TiffPage& page) {
     const std::uint16_t samples = Tag16(file, TIFFTAG_SAMPLESPERPIXEL);
     if (samples != 1) {
@@ -141,11 +147,11 @@ void LocateSamples(const TiffFile& file, TiffPage& page) {
     const bool plain = Tag16(file, TIFFTAG_COMPRESSION) == COMPRESSION_NONE;
     const bool bitsInOrder = Tag16(file, TIFFTAG_FILLORDER) == FILLORDER_MSB2LSB;
     const std::uint32_t rowsPerStrip = Tag32(file, TIFFTAG_ROWSPERSTRIP);
-    const std::uint64_t rowBytes = static_cast<std::uint64_t>(page.width) * BytesOf(page.type);
+    const std::uint64_t rowBytes = page.RowBytes();
     const std::uint32_t count = page.tiled ? TIFFNumberOfTiles(tiff) : TIFFNumberOfStrips(tiff);
     const std::uint64_t tileBytes = page.tiled ? TIFFTileSize64(tiff) : 0;
     if (count == 0) throw file.Refusal(PageName(page.number) + " has no samples; export the file again");
-    bool oneRun = plain && bitsInOrder && !page.tiled;
+    bool oneRun = plain && bitsInOrder && !page.tiled && page.samplesPerPixel == 1;
     std::uint64_t runEnd = 0;
     for (std::uint32_t n = 0; n < count; ++n) {
         const std::uint64_t begin = TIFFGetStrileOffset(tiff, n);
@@ -175,14 +181,18 @@ bool IsReducedOrMask(const TiffFile& file) {
     return (Tag32(file, TIFFTAG_SUBFILETYPE) & (FILETYPE_REDUCEDIMAGE | FILETYPE_MASK)) != 0;
 }
 
-TiffPage DescribePage(const TiffFile& file, int number) {
+TiffPage DescribePage(const TiffFile& file, int number, Colour colour) {
     TiffPage page;
     page.number = number;
     page.directory = TIFFCurrentDirOffset(file.handle());
     page.tiled = TIFFIsTiled(file.handle()) != 0;
     page.lossy = Tag16(file, TIFFTAG_COMPRESSION) == COMPRESSION_JPEG;
     ReadSize(file, page);
-    CheckGrey(file, page);
+    if (colour == Colour::Split && IsPlainColour(file, page)) {
+        page.samplesPerPixel = 3;
+    } else {
+        CheckGrey(file, page);
+    }
     ReadType(file, page);
     CheckCodec(file, page);
     LocateSamples(file, page);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// What one TIFF directory says of its image, checked: grey, of a sample type that is read, its samples all in
+// What one TIFF directory says of its image, checked: grey, or colour where that is welcome, of a sample type that is read, its samples all in
 // the file.
 
 #include <cstdint>
@@ -13,17 +13,28 @@
 
 namespace rydecon {
 
+/// What to do with a page of red, green and blue.
+enum class Colour { Refused, Split };
+
 struct TiffPage {
     int number = 0;               // place in the file's chain of directories, from 1
     std::uint64_t directory = 0;  // byte offset of the directory
     int width = 0;
     int height = 0;
     SampleType type = SampleType::Float32;
+    int samplesPerPixel = 1;
+    int component = 0;  // which of them is the plane
     bool tiled = false;
     bool lossy = false;  // JPEG: its decoder fills up missing samples and only warns
     // Byte offset of the samples where they stand uncompressed in one run, row after row.
     std::optional<std::uint64_t> run;
 
+    /// Of one row of all its samples.
+    std::uint64_t RowBytes() const {
+        return static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(samplesPerPixel) *
+               BytesOf(type);
+    }
+    /// Of the plane alone.
     std::uint64_t Bytes() const {
         return static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) * BytesOf(type);
     }
@@ -40,7 +51,7 @@ struct ResolutionTags {
 bool IsReducedOrMask(const TiffFile& file);
 
 /// Describes and checks the directory on which the file stands; a UserError says what is wrong with it.
-TiffPage DescribePage(const TiffFile& file, int number);
+TiffPage DescribePage(const TiffFile& file, int number, Colour colour);
 
 ResolutionTags ReadResolution(const TiffFile& file);
 

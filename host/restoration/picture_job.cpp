@@ -138,7 +138,7 @@ class PictureRestoration {
             text += " in " + std::to_string(tiles_.x) + " x " + std::to_string(tiles_.y) + " tiles";
         }
         return text + ", at most " + std::to_string(account_.most) +
-               (tiles_.count() > 1 ? " in one (" : " in one plane (") + reason + ")";
+               (tiles_.count() > 1 ? " in one (" : " in one picture (") + reason + ")";
     }
 
   private:
@@ -160,7 +160,7 @@ void CutNegative(std::vector<float>& plane) {
 }
 
 void RequirePlanes(const RestoreJob& job, const StackHeader& header) {
-    if (header.planes == 1 || job.perPlane) return;
+    if (SlicesOf(header) == 1 || job.perPlane) return;
     throw UserError("--method " + job.method + " restores pictures, and " + Quoted(job.image) +
                     " is a stack of " + std::to_string(header.planes) +
                     " planes; add --per-plane, or choose a method for stacks");
@@ -174,7 +174,7 @@ void RunPictureJob(const RestoreJob& job, const PictureMethod& method, const Mes
     CheckOutputFile(job.output, job.overwrite, {job.image, job.psf.file});
     RequireSound(job.psf.optics);
 
-    StackReader reader(job.image, messages);
+    StackReader reader(job.image, messages, Colour::Split);
     const StackHeader header = WithStatedVoxel(reader.header(), job.psf.optics);
     const Extent shape = ShapeOf(header);
     RequirePlanes(job, header);
@@ -201,7 +201,10 @@ void RunPictureJob(const RestoreJob& job, const PictureMethod& method, const Mes
     if (messages.quiet()) return;
     const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
     std::printf("%s: %s samples, method %s%s%s, %.2f s\n", job.output.string().c_str(),
-                ToString(shape).c_str(), job.method.c_str(), shape.z > 1 ? " plane by plane" : "",
+                ToString(shape).c_str(), job.method.c_str(),
+                header.channels > 1 ? " channel by channel"
+                : shape.z > 1       ? " plane by plane"
+                                    : "",
                 restoration.EndOfRun(shape.z).c_str(), elapsed.count());
 }
 

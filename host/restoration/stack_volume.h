@@ -17,6 +17,11 @@ inline Extent ShapeOf(const StackHeader& header) {
     return {header.width, header.height, header.planes};
 }
 
+/// Planes of one channel.
+inline int SlicesOf(const StackHeader& header) {
+    return header.planes / header.channels;
+}
+
 /// What the samples of a stack span.
 struct SampleRange {
     float least = std::numeric_limits<float>::infinity();

@@ -6,10 +6,13 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
+#include <cstdint>
 #include <limits>
 #include <string>
 #include <thread>
+#include <vector>
 
+#include "io/tiff_fixture.h"
 #include "report/user_error.h"
 #include "restoration/tile_plan.h"
 #include "support/picture_scene.h"
@@ -96,6 +99,26 @@ TEST_F(PictureRefusal, ImagesThatAreNoPictures) {
     Write("in.tif", MakeStack(20, 20, 1, [](int, int, int) { return 1e30; }));
     Expect({"--method", "rltm"}, 1, "beyond single precision");
     Expect({"--method", "rlxx"}, 2, "--method rlxx does not exist");
+}
+
+TEST_F(PictureRefusal, ColoursThatAreNoPicture) {
+    testing::TestPage page = testing::PageOf<std::uint8_t>(20, 20, std::vector<std::uint8_t>(20 * 20 * 3, 9));
+    page.samplesPerPixel = 3;
+    page.photometric = PHOTOMETRIC_RGB;
+    testing::WriteTiff(In("in.tif"), "wl", {page, page});
+    Expect({"--method", "rltm"}, 1, "2 pages of colour; one page is needed");
+    testing::WriteTiff(In("in.tif"), "wl", {page});
+    Expect({"--method", "lucy-richardson"}, 1, "3 samples per pixel (colour); a grey stack is needed");
+    page.bytes.resize(20 * 20 * 4, 9);
+    page.samplesPerPixel = 4;
+    testing::WriteTiff(In("in.tif"), "wl", {page});
+    Expect({"--method", "rltm"}, 1, "4 samples per pixel");
+    page.description = "ImageJ=1.53\nimages=2\nchannels=2\nslices=1\n";
+    page.samplesPerPixel = 1;
+    page.photometric = PHOTOMETRIC_MINISBLACK;
+    page.bytes.resize(20 * 20);
+    testing::WriteTiff(In("in.tif"), "wl", {page, page, page});
+    Expect({"--method", "rltm"}, 1, "2 channel(s)");
 }
 
 TEST_F(PictureRefusal, PsfsThatDoNotFit) {

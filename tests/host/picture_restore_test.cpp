@@ -131,6 +131,42 @@ TEST_F(RestorePicture, SampleTypesGiveTheSamePicture) {
     EXPECT_EQ(as(double{}).samples, expected.samples);
 }
 
+/// Red, green and blue are three pictures, restored by themselves and written as the channels of one.
+TEST_F(RestorePicture, ColourIsSplitAndPutTogetherAgain) {
+    const auto red = [](int i, int j) { return (i * 7 + j * 11) % 200; };
+    const auto component = [&](int c, int i, int j) {
+        return c == 0 ? red(i, j) : c == 1 ? 3 * i : 200 - 2 * j;
+    };
+    std::vector<std::uint16_t> pixels;
+    for (int j = 0; j < 35; ++j) {
+        for (int i = 0; i < 41; ++i) {
+            for (int c = 0; c < 3; ++c) pixels.push_back(static_cast<std::uint16_t>(component(c, i, j)));
+        }
+    }
+    testing::TestPage page = testing::PageOf<std::uint16_t>(41, 35, pixels);
+    page.samplesPerPixel = 3;
+    page.photometric = PHOTOMETRIC_RGB;
+    page.rowsPerStrip = 8;
+    page.compression = COMPRESSION_LZW;
+    Write("psf.tif", psf_);
+    for (const char* mode : {"wl", "wb"}) {
+        testing::WriteTiff(In("in.tif"), mode, {page});
+        const test::ProgramResult result = Restore(With("rltv"));
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_NE(result.out.find("41 x 35 x 3 samples, method rltv channel by channel"), std::string::npos);
+        StackReader reader(In("out.tif"), Messages(true), Colour::Split);
+        ASSERT_EQ(reader.header().channels, 3);
+        ASSERT_EQ(reader.header().planes, 3);
+        std::vector<std::vector<float>> channels(3, std::vector<float>(41 * 35));
+        for (int c = 0; c < 3; ++c) reader.ReadPlane(c, channels[static_cast<std::size_t>(c)].data(), 41);
+        for (int c = 0; c < 3; ++c) {
+            const Stack plane = MakeStack(41, 35, 1, [&](int i, int j, int) { return component(c, i, j); });
+            EXPECT_EQ(Restored(plane, psf_, With("rltv")).samples, channels[static_cast<std::size_t>(c)])
+                << c;
+        }
+    }
+}
+
 /// Scale, an odd or even number of pixels and the place of the peak are the file's own affair.
 TEST_F(RestorePicture, ThePsfFileMayLieAnywhere) {
     const Stack image = BlurredPicture(PictureTruth(60, 50), psf_);
