@@ -9,6 +9,7 @@
 
 #include "io/file_error.h"
 #include "io/plane_decoder.h"
+#include "io/png_picture.h"
 #include "io/sample_conversion.h"
 #include "io/stack_layout.h"
 #include "io/tiff_file.h"
@@ -52,17 +53,26 @@ void StackReader::Impl::KeepAccount(std::size_t plane, const ConversionLoss& los
     }
 }
 
-StackReader::StackReader(std::filesystem::path path, const Messages& messages, Colour colour)
-    : impl_(std::make_unique<Impl>(std::move(path), messages, colour)) {}
+StackReader::StackReader(std::filesystem::path path, const Messages& messages, Colour colour) {
+    if (IsPng(path)) {
+        picture_ = std::make_unique<PngPicture>(path, colour);
+    } else {
+        impl_ = std::make_unique<Impl>(std::move(path), messages, colour);
+    }
+}
 
 StackReader::~StackReader() = default;
 
 const StackHeader& StackReader::header() const {
-    return impl_->layout.header;
+    return picture_ ? picture_->header() : impl_->layout.header;
 }
 
 void StackReader::ReadPlane(int plane, float* rows, std::ptrdiff_t rowStride) {
-    if (plane < 0 || plane >= impl_->layout.header.planes) throw std::out_of_range("plane of a stack");
+    if (plane < 0 || plane >= header().planes) throw std::out_of_range("plane of a stack");
+    if (picture_) {
+        picture_->ReadPlane(plane, rows, rowStride);
+        return;
+    }
     const auto index = static_cast<std::size_t>(plane);
     impl_->file.ForgetComplaints();
     const ConversionLoss loss = impl_->decoder.Decode(impl_->layout.planes[index], rows, rowStride);

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Reads 3D stacks from TIFF files, plane by plane, straight into the caller's rows of floats.
+// Reads 3D stacks from TIFF files, plane by plane, straight into the caller's rows of floats; pictures from PNG
+// files as well.
 
 #include <cstddef>
 #include <filesystem>
@@ -13,7 +14,9 @@
 
 namespace rydecon {
 
-/// One open TIFF stack. Whatever makes a file unusable is a UserError that names the file.
+class PngPicture;
+
+/// One open stack. Whatever makes a file unusable is a UserError that names the file.
 class StackReader {
   public:
     /// Opens the file and checks every page: grey, one size, one sample type that the program reads. Where colour
@@ -31,7 +34,8 @@ class StackReader {
 
   private:
     struct Impl;
-    std::unique_ptr<Impl> impl_;
+    std::unique_ptr<Impl> impl_;           // of a TIFF file
+    std::unique_ptr<PngPicture> picture_;  // of a PNG file
 };
 
 }  // namespace rydecon

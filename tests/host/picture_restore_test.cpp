@@ -3,6 +3,7 @@
 // plane by plane.
 
 #include <gtest/gtest.h>
+#include <png.h>
 
 #include <cmath>
 #include <cstdint>
@@ -165,6 +166,86 @@ TEST_F(RestorePicture, ColourIsSplitAndPutTogetherAgain) {
                 << c;
         }
     }
+}
+
+/// Writes a PNG of 8 or 16 bits, grey or colour, with f(c, i, j) in its samples.
+template <class Sample, class F>
+void WritePngFile(const std::filesystem::path& path, int width, int height, int channels, F f) {
+    std::FILE* const file = std::fopen(path.c_str(), "wb");
+    ASSERT_NE(file, nullptr);
+    png_struct* png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    png_info* info = png_create_info_struct(png);
+    png_init_io(png, file);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height),
+                 8 * sizeof(Sample), channels == 3 ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY,
+                 PNG_INTERLACE_ADAM7, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_write_info(png, info);
+    for (int pass = png_set_interlace_handling(png); pass > 0; --pass) {
+        for (int j = 0; j < height; ++j) {
+            std::vector<png_byte> row;
+            for (int n = 0; n < width * channels; ++n) {
+                const auto sample = static_cast<unsigned>(f(n % channels, n / channels, j));
+                if (sizeof(Sample) == 2) row.push_back(static_cast<png_byte>(sample >> 8));
+                row.push_back(static_cast<png_byte>(sample & 0xFF));
+            }
+            png_write_row(png, row.data());
+        }
+    }
+    png_write_end(png, info);
+    png_destroy_write_struct(&png, &info);
+    std::fclose(file);
+}
+
+TEST_F(RestorePicture, PngFilesAreReadAsTheyStand) {
+    const auto f = [](int c, int i, int j) { return (c + 1) * (i * 5 + j) % 251; };
+    const auto plane = [&](int c, int scale) {
+        return MakeStack(40, 30, 1, [&](int i, int j, int) { return scale * f(c, i, j); });
+    };
+    Write("psf.tif", psf_);
+    const Words words = {"restore", "in.png",      "--psf",    "psf.tif", "-o",
+                         "out.tif", "--overwrite", "--method", "rltv"};
+    WritePngFile<std::uint8_t>(In("in.png"), 40, 30, 1, f);
+    ASSERT_EQ(test::RunProgram(folder_.path(), words).exitCode, 0);
+    const Stack grey = test::ReadStack(In("out.tif"));
+    EXPECT_EQ(grey.samples, Restored(plane(0, 1), psf_, With("rltv")).samples);
+    WritePngFile<std::uint16_t>(In("in.png"), 40, 30, 1,
+                                [&](int c, int i, int j) { return 257 * f(c, i, j); });
+    ASSERT_EQ(test::RunProgram(folder_.path(), words).exitCode, 0);
+    const Stack wide = test::ReadStack(In("out.tif"));
+    EXPECT_EQ(wide.samples, Restored(plane(0, 257), psf_, With("rltv")).samples);
+    WritePngFile<std::uint8_t>(In("in.png"), 40, 30, 3, f);
+    ASSERT_EQ(test::RunProgram(folder_.path(), words).exitCode, 0);
+    StackReader colours(In("out.tif"), Messages(true), Colour::Split);
+    ASSERT_EQ(colours.header().channels, 3);
+    std::vector<float> blue(40 * 30);
+    colours.ReadPlane(2, blue.data(), 40);
+    EXPECT_EQ(Restored(plane(2, 1), psf_, With("rltv")).samples, blue);
+}
+
+TEST_F(RestorePicture, PngPsfsAndDamagedPngFiles) {
+    const Stack image = BlurredPicture(PictureTruth(40, 40), psf_);
+    const auto spread = [&](int, int i, int j) { return std::lround(60000 * psf_.At(i, j, 0)); };
+    WritePngFile<std::uint16_t>(In("psf.png"), 11, 11, 1, spread);
+    const Stack expected = Restored(image, psf_, With("rltv"));
+    const auto run = [&](const Words& files) {
+        Words words = {"restore", "-o", "out.tif", "--method", "rltv", "--overwrite"};
+        words.insert(words.end(), files.begin(), files.end());
+        return test::RunProgram(folder_.path(), words);
+    };
+    ASSERT_EQ(run({"in.tif", "--psf", "psf.png"}).exitCode, 0);
+    EXPECT_LT(Rmse(test::ReadStack(In("out.tif")), expected), 1.0);
+    const std::vector<unsigned char> whole = testing::BytesOfFile(In("psf.png"));
+    for (const std::size_t length : {std::size_t{8}, std::size_t{20}, whole.size() / 2, whole.size() - 20}) {
+        testing::WriteBytes(In("bad.png"),
+                            {whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length)});
+        const test::ProgramResult result = run({"bad.png", "--psf", "psf.tif"});
+        EXPECT_EQ(result.exitCode, 1) << length;
+        EXPECT_TRUE(test::IsOneErrorLine(result.err)) << result.err;
+        EXPECT_NE(result.err.find("damaged"), std::string::npos) << result.err;
+    }
+    WritePngFile<std::uint8_t>(In("rgb.png"), 11, 11, 3, spread);
+    EXPECT_NE(run({"in.tif", "--psf", "rgb.png"}).err.find("a PNG of grey is needed here"),
+              std::string::npos);
 }
 
 /// Scale, an odd or even number of pixels and the place of the peak are the file's own affair.

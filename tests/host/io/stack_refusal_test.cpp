@@ -60,7 +60,9 @@ TEST_F(Refusing, EmptyFile) {
 
 TEST_F(Refusing, OtherFormats) {
     WriteBytes(File("a.png"), {0x89, 'P', 'N', 'G', 13, 10, 26, 10, 0, 0});
-    ExpectRefusal(File("a.png"), {"not a TIFF", "Save As"});
+    ExpectRefusal(File("a.png"), {"the PNG file is damaged"});
+    WriteBytes(File("a.gif"), {'G', 'I', 'F', '8', '9', 'a', 0, 0});
+    ExpectRefusal(File("a.gif"), {"not a TIFF", "Save As"});
     WriteBytes(File("short.tif"), {'I'});
     ExpectRefusal(File("short.tif"), {"not a TIFF"});
     WriteBytes(File("swapped.tif"), {'I', 'I', 0, 42});
