@@ -4,6 +4,7 @@
 // Reads pictures from PNG files: grey, or red, green and blue, of 8 or 16 bits, the samples as they stand in the
 // file.
 
+#include <cstddef>
 #include <filesystem>
 #include <vector>
 
