@@ -27,7 +27,7 @@ constexpr float kLeastDivisor = FloatNotAbove(1e-20);
 GNR_VECTOR_CLONES
 void RaiseToFraction(float* v, std::size_t n, double alpha) {
     for (std::size_t i = 0; i < n; ++i) {
-        v[i] = static_cast<float>(ExponentialForFloat(alpha * NaturalLog(static_cast<double>(v[i]))));
+        v[i] = static_cast<float>(ExponentialForFloat(alpha * NaturalLogOfNormal(static_cast<double>(v[i]))));
     }
 }
 

@@ -77,7 +77,8 @@ inline float DecimalLog(float x) {
         x, k * log2Low + (low + high) * perLn10Low + low * perLn10High + high * perLn10High + k * log2High);
 }
 
-inline double NaturalLog(double x) {
+/// Of a double that is not subnormal, as no float is and no quotient of floats lifted by 1e-20.
+inline double NaturalLogOfNormal(double x) {
     constexpr double ln2High = 6.93147180369123816490e-01;
     constexpr double ln2Low = 1.90821492927058770002e-10;
     constexpr double Lg1 = 6.666666666666735130e-01;
@@ -92,12 +93,10 @@ inline double NaturalLog(double x) {
     constexpr std::uint64_t fraction = 0x000fffffffffffff;
     constexpr double infinity = std::numeric_limits<double>::infinity();
 
-    const bool subnormal = x < std::numeric_limits<double>::min();
-    const double scaled = x * (subnormal ? 0x1p54 : 1.0);
-    const std::uint64_t bits = std::bit_cast<std::uint64_t>(scaled) + (one - sqrtHalf);
+    const std::uint64_t bits = std::bit_cast<std::uint64_t>(x) + (one - sqrtHalf);
     // The biased exponent becomes a double without a conversion: as the low bits of 2^52.
-    const double biased = std::bit_cast<double>((bits >> 52) | std::uint64_t{0x4330000000000000}) - 0x1p52;
-    const double k = biased - (subnormal ? 1023.0 + 54.0 : 1023.0);
+    const double k =
+        std::bit_cast<double>((bits >> 52) | std::uint64_t{0x4330000000000000}) - (0x1p52 + 1023.0);
     const double f = std::bit_cast<double>((bits & fraction) + sqrtHalf) - 1.0;
 
     const double s = f / (2.0 + f);

@@ -29,7 +29,7 @@ void DivergenceTerms(const float* rowA, const float* rowB, double* terms, std::i
     for (std::int64_t i = 0; i < n; ++i) {
         const double a = rowA[i];
         const double b = rowB[i];
-        terms[i] = NaturalLog((a + kDivergenceOffset) / (b + kDivergenceOffset)) * a - a;
+        terms[i] = NaturalLogOfNormal((a + kDivergenceOffset) / (b + kDivergenceOffset)) * a - a;
     }
 }
 
