@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
 #include "algorithms/total_variation.h"
 #include "support/bits.h"
 #include "support/picture_jobs.h"
