@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "io/stack_reader.h"
@@ -28,6 +29,9 @@ class PsfRows {
     virtual std::string name() const = 0;
     virtual Extent size() const = 0;
     virtual void ForEachRow(const Visit& visit) = 0;
+
+    /// What they were computed from, where they were.
+    virtual std::optional<Optics> optics() const { return std::nullopt; }
 
     /// The error that these samples are of no use.
     virtual UserError Refusal(const std::string& reason) const { return UserError(name() + ": " + reason); }
@@ -68,13 +72,15 @@ class BoxPsfRows final : public PsfRows {
 class ComputedPsfRows final : public PsfRows {
   public:
     ComputedPsfRows(const Optics& optics, const Extent& size, const Messages& messages)
-        : psf_(optics, size, messages) {}
+        : optics_(optics), psf_(optics, size, messages) {}
 
     std::string name() const override { return "the computed PSF"; }
     Extent size() const override { return psf_.size(); }
     void ForEachRow(const Visit& visit) override;
+    std::optional<Optics> optics() const override { return optics_; }
 
   private:
+    Optics optics_;
     ComputedPsf psf_;
 };
 

@@ -5,6 +5,8 @@
 // samples, sum 1.
 
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "report/messages.h"
 #include "restoration/psf_rows.h"
@@ -23,6 +25,12 @@ class PsfSource {
   public:
     /// Scans the rows. UserError for samples that are not finite and where none is above 0.
     PsfSource(std::unique_ptr<PsfRows> rows, const Messages& messages);
+
+    /// For messages: the file in quotes, or "the computed PSF".
+    std::string name() const { return rows_->name(); }
+
+    /// What a computed PSF was computed from; empty for a file.
+    std::optional<Optics> optics() const { return rows_->optics(); }
 
     /// Samples on each axis.
     Extent size() const { return rows_->size(); }

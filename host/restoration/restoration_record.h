@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// What a restoration leaves to tell: for the line at its end and for whatever is written beside its output.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "io/stack_header.h"
+#include "optics/optics.h"
+#include "restoration/stack_volume.h"
+#include "volume/padded_volume.h"
+
+namespace rydecon {
+
+/// Why a run ended.
+enum class EndOfRun {
+    Direct,    ///< a method without iterations
+    Limit,     ///< at --iterations
+    StopTest,  ///< by the method's own rule
+};
+
+/// One restored volume.
+struct VolumeRecord {
+    Extent shape;
+    Extent frame;             ///< the padded volume that it was restored in
+    unsigned iterations = 0;  ///< for a blind method its sweeps of image and PSF
+    EndOfRun end = EndOfRun::Direct;
+    SampleRange before;            ///< of the samples as read
+    double fluxIn = 0.0;           ///< sum of the samples that the method began from
+    double fluxOut = 0.0;          ///< sum of the restored samples
+    double coreSeconds = 0.0;      ///< spent in the library
+    std::string psf;               ///< the file in quotes, or "the computed PSF"
+    std::optional<Optics> optics;  ///< of a computed PSF, each value with its source
+    std::string psfWidths;         ///< of a method that refines the PSF: how its widths changed
+};
+
+/// One output file.
+struct RestorationRecord {
+    StackHeader header;
+    std::vector<VolumeRecord> volumes;
+    double seconds = 0.0;  ///< from the first byte read to the output in its place
+};
+
+}  // namespace rydecon

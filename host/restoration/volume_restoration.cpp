@@ -1,0 +1,238 @@
+// SPDX-License-Identifier: MIT
+#include "restoration/volume_restoration.h"
+
+#include <gnr_deconvolution/return_codes.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <string>
+
+#include "io/file_error.h"
+#include "report/progress_bar.h"
+#include "report/stop_request.h"
+#include "restoration/checkpoint.h"
+#include "restoration/frame_plan.h"
+#include "restoration/margin.h"
+#include "restoration/stack_volume.h"
+#include "restoration/truth.h"
+
+namespace rydecon {
+
+namespace {
+
+/// The sum of the result. One that is no picture is an error, not an output.
+double CheckResult(const PaddedVolume& volume, const Extent& shape) {
+    double sum = 0.0;
+    for (int k = 0; k < shape.z; ++k) {
+        for (int j = 0; j < shape.y; ++j) {
+            const float* const row = volume.Row(j, k);
+            for (int i = 0; i < shape.x; ++i) {
+                if (!std::isfinite(row[i])) {
+                    throw UserError(
+                        "the restoration ran out of the range of numbers and gave NaN or infinite samples; "
+                        "scale the image down or choose a stronger regularization");
+                }
+                sum += double{row[i]};
+            }
+        }
+    }
+    return sum;
+}
+
+/// Reads all planes to the origin of the volume.
+SampleRange LoadPlanes(PlaneSource& from, const PaddedVolume& volume) {
+    const Extent shape = from.shape();
+    SampleRange range;
+    for (int k = 0; k < shape.z; ++k) {
+        LeaveIfStopRequested();
+        from.ReadPlane(k, volume.Plane(k), volume.sizes().rowLength);
+        for (int j = 0; j < shape.y; ++j) range.Add(volume.Row(j, k), static_cast<std::size_t>(shape.x));
+    }
+    return range;
+}
+
+/// Loads the image and brings its samples into what the method computes with.
+SampleRange LoadImage(PlaneSource& from, const RestoreJob& job, const Method& method,
+                      const PaddedVolume& image, const Messages& messages) {
+    const SampleRange range = LoadPlanes(from, image);
+    RefuseNonFinite(range, job.image);
+    RefuseUnfitRange(range, job.image, image.logical());
+    if (range.negative > 0 && !method.liftsNegative) {
+        NoteNegative(range, job.image, messages);
+        CutNegative(image, from.shape());
+    }
+    return range;
+}
+
+double SumOf(const PaddedVolume& volume, const Extent& shape) {
+    double sum = 0.0;
+    for (int k = 0; k < shape.z; ++k) {
+        for (int j = 0; j < shape.y; ++j) {
+            const float* const row = volume.Row(j, k);
+            for (int i = 0; i < shape.x; ++i) sum += double{row[i]};
+        }
+    }
+    return sum;
+}
+
+/// The checkpoint that the job begins from, if it does.
+std::unique_ptr<Checkpoint> OpenCheckpoint(const RestoreJob& job, const PreparedMethod& method) {
+    if (job.resume.empty()) return nullptr;
+    auto checkpoint = std::make_unique<Checkpoint>(job.resume);
+    checkpoint->RequireWithin(method.params->uiIterations);
+    return checkpoint;
+}
+
+/// What parks the run and brings it back, where the job asks for either.
+std::unique_ptr<CheckpointedRun> ParkRun(const RestoreJob& job, const PreparedMethod& method,
+                                         const PaddedVolume& image, const PaddedVolume& psf, Checkpoint* from,
+                                         const Messages& messages) {
+    if (job.checkpoint.empty() && from == nullptr) return nullptr;
+    const RunIdentity identity = {job.method,
+                                  static_cast<unsigned>(method.params->dRegularization),
+                                  method.staged->stage_in_result(),
+                                  image.logical(),
+                                  Checksum(image),
+                                  Checksum(psf)};
+    if (from != nullptr) from->RequireFit(identity);
+    auto run = std::make_unique<CheckpointedRun>(image, identity, job.checkpoint, from, messages);
+    method.staged->set_store(run.get());
+    return run;
+}
+
+/// Moves the bar, counts the work and passes Ctrl-C on.
+struct ProgressRelay {
+    ProgressBar bar;
+    unsigned units = 0;
+
+    static int Call(const CRyStringW&, unsigned, unsigned, unsigned, unsigned n, ERyProgressPhase phase,
+                    void* self) {
+        auto& relay = *static_cast<ProgressRelay*>(self);
+        if (phase == eProgressStepEnd) {
+            relay.units += n;
+            relay.bar.Advance(n);
+        }
+        return StopRequested() ? 1 : 0;
+    }
+};
+
+/// Prepares and runs the core on the two volumes. Returns the units of work done.
+unsigned RunCore(PreparedMethod& method, const PaddedVolume& image, const PaddedVolume& psf,
+                 const Extent& shape, const CheckpointedRun* parked, const Messages& messages) {
+    CRy3DDeconvRunParameters& params = *method.params;
+    params.sizes = image.sizes();
+    params.rcImage = {0, shape.x, 0, shape.y, 0, shape.z};
+    const auto outOfMemory = [&] {
+        return UserError("not enough memory: the method needs " +
+                         std::to_string(method.core->GetRequiredMemorySize(method.params) / 1000000) +
+                         " MB of working buffers; crop the stack or free memory");
+    };
+    if (method.core->Prepare(method.params) != gnr::kSuccess) throw outOfMemory();
+    ProgressRelay relay{ProgressBar(method.units, "restoring", messages)};
+    params.pfImage = image.data();
+    params.pfPsf = psf.data();
+    params.pfnProgress = &ProgressRelay::Call;
+    params.pProgressData = &relay;
+    const int code = method.core->Run(method.params);
+    relay.bar.Finish();
+    method.core->Free();
+    if (code == gnr::kStopped) {
+        const std::string left = parked != nullptr ? parked->WhatIsLeft() : "nothing was written";
+        throw UserError("stopped; " + left, ExitCode::Stopped);
+    }
+    if (code == gnr::kOutOfMemory) throw outOfMemory();
+    if (code != gnr::kSuccess) {
+        throw UserError("the restoration failed with code " + std::to_string(code));
+    }
+    return relay.units;
+}
+
+/// The PSF's own sides, as far as the frame has them.
+Extent SidesOfRefinedPsf(const Extent& psf, const Extent& frame) {
+    return {std::min(psf.x, frame.x), std::min(psf.y, frame.y), std::min(psf.z, frame.z)};
+}
+
+/// What the run came to, from the units of work that it reported.
+void NoteEnd(const Method& method, const PreparedMethod& prepared, unsigned units, VolumeRecord& record) {
+    if (!method.iterative()) return;
+    const unsigned limit = prepared.params->uiIterations;
+    record.iterations = method.refinesPsf ? limit : units;
+    record.end = record.iterations == limit ? EndOfRun::Limit : EndOfRun::StopTest;
+}
+
+void WritePlanes(const PaddedVolume& image, const Extent& shape, PlaneSink& to) {
+    for (int k = 0; k < shape.z; ++k) {
+        LeaveIfStopRequested();
+        to.WritePlane(k, image.Plane(k), image.sizes().rowLength);
+    }
+}
+
+}  // namespace
+
+VolumeRestoration::VolumeRestoration(const RestoreJob& job, const Method& method, const StackHeader& header,
+                                     const Messages& messages)
+    : job_(job),
+      method_(method),
+      messages_(messages),
+      voxel_(header.voxel),
+      psf_(MakePsfSource(job.psf, job.image, header, messages)) {}
+
+Extent VolumeRestoration::FrameOf(const Extent& shape) const {
+    return PlanFrame(shape, psf_->reach(), method_.sides);
+}
+
+void VolumeRestoration::OpenRefinedPsf(const Extent& frame) {
+    if (job_.psfOutput.empty()) return;
+    refinedPsf_.emplace(job_.psfOutput, SidesOfRefinedPsf(psf_->size(), frame), voxel_, job_.overwrite);
+}
+
+VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse use) {
+    VolumeRecord record;
+    const Extent shape = record.shape = from.shape();
+    const Extent frame = record.frame = FrameOf(shape);
+    record.psf = psf_->name();
+    record.optics = psf_->optics();
+    std::unique_ptr<Truth> truth;
+    if (!job_.truth.empty()) truth = std::make_unique<Truth>(job_.truth, shape, frame, messages_);
+    PreparedMethod prepared = method_.make(method_, job_.settings, truth.get());
+    const std::unique_ptr<Checkpoint> resumed = OpenCheckpoint(job_, prepared);
+    if (truth != nullptr && resumed != nullptr) truth->set_iterates(resumed->iterations());
+    OpenRefinedPsf(frame);
+
+    const PaddedVolume image(frame);
+    record.before = LoadImage(from, job_, method_, image, messages_);
+    record.fluxIn = SumOf(image, shape);
+    FillMargin(image, shape);
+    if (truth != nullptr) {
+        if (job_.method == "accelerated") truth->set_pedestal(PedestalOfAccelerated(image));
+        prepared.params->pfReference = truth->volume();
+    }
+    const Extent psfSides = SidesOfRefinedPsf(psf_->size(), frame);
+    const PaddedVolume psf(frame);
+    psf_->LayOut(psf);
+    if (use == PsfUse::Last) psf_.reset();  // its memory is the core's now
+    const std::unique_ptr<CheckpointedRun> parked =
+        ParkRun(job_, prepared, image, psf, resumed.get(), messages_);
+    LeaveIfStopRequested();
+
+    const PsfWidths widthsBefore = method_.refinesPsf ? WidthsOfWrapped(psf) : PsfWidths{};
+    const auto start = std::chrono::steady_clock::now();
+    const unsigned units = RunCore(prepared, image, psf, shape, parked.get(), messages_);
+    record.coreSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    NoteEnd(method_, prepared, units, record);
+
+    record.fluxOut = CheckResult(image, shape);
+    WritePlanes(image, shape, to);
+    if (refinedPsf_) refinedPsf_->Write(psf);
+    if (method_.refinesPsf) {
+        record.psfWidths = WidthChange(widthsBefore, WidthsOfWrapped(psf), psfSides, voxel_);
+    }
+    return record;
+}
+
+void VolumeRestoration::CommitRefinedPsf() {
+    if (refinedPsf_) refinedPsf_->Commit();
+}
+
+}  // namespace rydecon

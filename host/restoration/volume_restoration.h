@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// One method with one PSF, ready to restore volumes: the inner part of a job, between planes in and planes out.
+
+#include <memory>
+#include <optional>
+
+#include "report/messages.h"
+#include "restoration/checkpointed_run.h"
+#include "restoration/job.h"
+#include "restoration/method.h"
+#include "restoration/psf_source.h"
+#include "restoration/refined_psf.h"
+#include "restoration/restoration_record.h"
+#include "volume/plane_stream.h"
+
+namespace rydecon {
+
+class VolumeRestoration {
+  public:
+    /// Makes the PSF for images of this header. job, method and messages must outlive the object.
+    VolumeRestoration(const RestoreJob& job, const Method& method, const StackHeader& header,
+                      const Messages& messages);
+
+    /// The padded volume for an image of this shape. UserError beyond what the library addresses.
+    Extent FrameOf(const Extent& shape) const;
+
+    /// Whether the PSF is needed for more volumes; its memory is freed before the last run.
+    enum class PsfUse { Again, Last };
+
+    /// Restores one volume. Peak memory: the padded image, the padded PSF, the core's buffers. UserError for
+    /// samples that cannot be restored, and with ExitCode::Stopped after Ctrl-C.
+    VolumeRecord Restore(PlaneSource& from, PlaneSink& to, PsfUse use);
+
+    /// Puts what was written beside the planes in its place.
+    void CommitRefinedPsf();
+
+  private:
+    void OpenRefinedPsf(const Extent& frame);
+
+    const RestoreJob& job_;
+    const Method& method_;
+    const Messages& messages_;
+    VoxelSize voxel_;
+    std::optional<PsfSource> psf_;
+    std::optional<RefinedPsfFile> refinedPsf_;
+};
+
+}  // namespace rydecon
