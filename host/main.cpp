@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The program rydecon: the command line around the commands, and what its errors come to.
+// The program rydecon: runs the command line and tells what its errors come to.
 
 #include <CLI/CLI.hpp>
 
@@ -8,41 +8,14 @@
 #include <exception>
 #include <iostream>
 #include <new>
-#include <string>
 
-#include "commands/command_context.h"
-#include "commands/compare.h"
-#include "commands/psf.h"
-#include "commands/restore.h"
-#include "commands/simulate.h"
+#include "commands/command_line.h"
 #include "commands/usage_error.h"
-#include "commands/view.h"
 #include "report/stop_request.h"
 #include "report/user_error.h"
 
 namespace rydecon {
 namespace {
-
-constexpr const char* kFooter =
-    "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 stopped by the user (Ctrl-C).\n"
-    "Errors and notes go to standard error, one line each. Every command takes --quiet (-q): no notes, no\n"
-    "progress. NO_COLOR in the environment is respected.";
-
-void SetUp(CLI::App& app, CommandContext& context) {
-    app.footer(kFooter);
-    app.fallthrough();
-    app.set_help_flag("-h,--help", "Print this help and exit");
-    app.set_version_flag("--version", "rydecon " RYDECON_VERSION, "Print the version and exit");
-    app.add_flag_callback(
-        "-q,--quiet", [&context] { context.messages.set_quiet(true); },
-        "Print errors and results only: no notes, no progress");
-    app.require_subcommand(1);
-    AddRestoreCommand(app, context);
-    AddPsfCommand(app, context);
-    AddSimulateCommand(app, context);
-    AddCompareCommand(app, context);
-    AddViewCommand(app, context);
-}
 
 /// Results count as delivered only when standard output took them.
 void FinishOutput() {
@@ -54,8 +27,8 @@ void FinishOutput() {
 
 ExitCode Run(int argc, char** argv) {
     CommandContext context;
-    CLI::App app("Restores fluorescence microscopy stacks, and makes, compares and shows them.", "rydecon");
-    SetUp(app, context);
+    CLI::App app(kProgramSummary, kProgramName);
+    SetUpCommandLine(app, context);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& success) {  // --help or --version

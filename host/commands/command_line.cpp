@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#include "commands/command_line.h"
+
+#include <string>
+
+#include "commands/compare.h"
+#include "commands/psf.h"
+#include "commands/restore.h"
+#include "commands/simulate.h"
+#include "commands/view.h"
+
+namespace rydecon {
+
+namespace {
+
+std::string Footer() {
+    std::string codes;
+    for (const auto& [code, meaning] : kExitMeanings) {
+        codes +=
+            (codes.empty() ? "Exit codes: " : ", ") + std::to_string(static_cast<int>(code)) + " " + meaning;
+    }
+    return codes + ".\n" + kCommonNotes;
+}
+
+}  // namespace
+
+void SetUpCommandLine(CLI::App& app, CommandContext& context) {
+    app.footer(Footer());
+    app.fallthrough();
+    app.set_help_flag("-h,--help", "Print this help and exit");
+    app.set_version_flag("--version", "rydecon " RYDECON_VERSION, "Print the version and exit");
+    app.add_flag_callback(
+        "-q,--quiet", [&context] { context.messages.set_quiet(true); },
+        "Print errors and results only: no notes, no progress");
+    app.require_subcommand(1);
+    AddRestoreCommand(app, context);
+    AddPsfCommand(app, context);
+    AddSimulateCommand(app, context);
+    AddCompareCommand(app, context);
+    AddViewCommand(app, context);
+}
+
+}  // namespace rydecon
