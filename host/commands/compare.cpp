@@ -38,11 +38,11 @@ struct CompareOptions {
 
 std::string Shape(const StackHeader& header) {
     return std::to_string(header.width) + " x " + std::to_string(header.height) + " x " +
-           std::to_string(header.planes);
+           std::to_string(header.planes());
 }
 
 void RequireOneShape(const CompareOptions& options, const StackHeader& a, const StackHeader& b) {
-    if (a.width == b.width && a.height == b.height && a.planes == b.planes) return;
+    if (a.width == b.width && a.height == b.height && a.planes() == b.planes()) return;
     throw UserError("the shapes differ: " + Quoted(options.stack) + " has " + Shape(a) + " samples, " +
                     Quoted(options.reference) + " has " + Shape(b) + "; crop one of them");
 }
@@ -64,8 +64,8 @@ SimilaritySums Gather(const CompareOptions& options, const Messages& messages) {
     std::vector<float> planeA(samples);
     std::vector<float> planeB(samples);
     SimilaritySums sums;
-    ProgressBar bar(static_cast<unsigned>(header.planes), "comparing", messages);
-    for (int k = 0; k < header.planes; ++k) {
+    ProgressBar bar(static_cast<unsigned>(header.planes()), "comparing", messages);
+    for (int k = 0; k < header.planes(); ++k) {
         LeaveIfStopRequested();
         a.ReadPlane(k, planeA.data(), header.width);
         b.ReadPlane(k, planeB.data(), header.width);

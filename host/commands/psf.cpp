@@ -53,7 +53,7 @@ PsfRequest Resolve(const PsfOptions& options, const Messages& messages) {
         StackReader reader(options.image, messages);
         const StackHeader& header = reader.header();
         FillFromMetadata(request.optics, header, Quoted(options.image));
-        request.size = {header.width, header.height, header.planes};
+        request.size = {header.width, header.height, header.planes()};
         remedy = ": give what the metadata of " + Quoted(options.image) + " do not tell";
     }
     if (options.plane) FillIdleStep(request.optics);
@@ -79,14 +79,14 @@ void Write(const ComputedPsf& psf, const Optics& optics, const PsfOptions& optio
     StackHeader header;
     header.width = psf.size().x;
     header.height = psf.size().y;
-    header.planes = psf.size().z;
+    header.slices = psf.size().z;
     const double pixel = optics.Value(Quantity::Pixel);
     header.voxel = {pixel, pixel, {}};
     if (!options.plane) header.voxel.z = optics.Value(Quantity::ZStep);
     StackWriter writer(options.output, header, options.overwrite);
     std::vector<float> plane(static_cast<std::size_t>(header.width) *
                              static_cast<std::size_t>(header.height));
-    for (int k = 0; k < header.planes; ++k) {
+    for (int k = 0; k < header.planes(); ++k) {
         LeaveIfStopRequested();
         float* to = plane.data();
         for (int j = 0; j < header.height; ++j) to = std::copy_n(psf.Row(j, k), header.width, to);

@@ -41,8 +41,8 @@ Projections Project(const std::filesystem::path& path, const Messages& messages)
     Projections projections(header);
     std::vector<float> plane(static_cast<std::size_t>(header.width) *
                              static_cast<std::size_t>(header.height));
-    ProgressBar bar(static_cast<unsigned>(header.planes), "reading", messages);
-    for (int k = 0; k < header.planes; ++k) {
+    ProgressBar bar(static_cast<unsigned>(header.planes()), "reading", messages);
+    for (int k = 0; k < header.planes(); ++k) {
         LeaveIfStopRequested();
         reader.ReadPlane(k, plane.data(), header.width);
         projections.AddPlane(plane.data());

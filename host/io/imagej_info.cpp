@@ -3,57 +3,18 @@
 #include "io/imagej_info.h"
 
 #include <algorithm>
-#include <bit>
 #include <cctype>
 #include <cmath>
 #include <cstddef>
+#include <initializer_list>
 #include <map>
 #include <optional>
 
+#include "io/file_error.h"
 #include "io/length_unit.h"
 
 namespace rydecon {
 namespace {
-
-constexpr std::uint32_t kMagic = 0x494a494a;      // "IJIJ"
-constexpr std::uint32_t kInfoBlock = 0x696e666f;  // "info"
-
-class BlockReader {
-  public:
-    BlockReader(std::span<const unsigned char> bytes, bool bigEndian)
-        : bytes_(bytes), bigEndian_(bigEndian) {}
-
-    /// The number of `count` bytes at `offset`, which lie inside.
-    std::uint32_t Number(std::size_t offset, std::size_t count) const {
-        std::uint32_t number = 0;
-        for (std::size_t n = 0; n < count; ++n) {
-            const std::size_t at = bigEndian_ ? n : count - 1 - n;
-            number = number << 8 | bytes_[offset + at];
-        }
-        return number;
-    }
-
-    /// UTF-16 to UTF-8; optics are told in the basic plane, what lies outside becomes '?'.
-    std::string Text(std::size_t offset, std::size_t count) const {
-        std::string text;
-        for (std::size_t n = 0; n + 1 < count; n += 2) {
-            const std::uint32_t c = Number(offset + n, 2);
-            if (c < 0x80) {
-                text += static_cast<char>(c);
-            } else if (c < 0x800) {
-                text += static_cast<char>(0xC0 | c >> 6);
-                text += static_cast<char>(0x80 | (c & 0x3F));
-            } else {
-                text += '?';
-            }
-        }
-        return text;
-    }
-
-  private:
-    std::span<const unsigned char> bytes_;
-    bool bigEndian_;
-};
 
 /// "Objective|Lens NA" -> "lensna"
 std::string PlainKey(std::string_view key) {
@@ -96,49 +57,117 @@ std::optional<double> Positive(const std::string& value, std::optional<double> u
     return unit ? std::optional(*number * *unit) : std::nullopt;
 }
 
-}  // namespace
+constexpr double kNanometre = 1e-3;
 
-std::string InfoFromBlocks(std::span<const std::uint32_t> byteCounts, std::span<const unsigned char> blocks,
-                           bool swapped) {
-    const bool bigEndian = (std::endian::native == std::endian::big) != swapped;
-    const BlockReader reader(blocks, bigEndian);
-    if (byteCounts.empty() || byteCounts[0] < 4 || byteCounts[0] > blocks.size()) return {};
-    if (reader.Number(0, 4) != kMagic) return {};
-    // The header lists kinds of blocks, each with how many follow; block n has byteCounts[n] bytes.
-    std::size_t offset = byteCounts[0];
-    std::size_t block = 1;
-    for (std::size_t entry = 4; entry + 8 <= byteCounts[0]; entry += 8) {
-        const std::uint32_t kind = reader.Number(entry, 4);
-        const std::uint32_t count = reader.Number(entry + 4, 4);
-        for (std::uint32_t n = 0; n < count; ++n, ++block) {
-            if (block >= byteCounts.size() || byteCounts[block] > blocks.size() - offset) return {};
-            if (kind == kInfoBlock) return reader.Text(offset, byteCounts[block]);
-            offset += byteCounts[block];
-        }
+using Values = std::map<std::string, std::string>;
+
+std::optional<double> Told(const Values& values, std::initializer_list<const char*> keys,
+                           const std::string& suffix, std::optional<double> unit) {
+    for (const char* key : keys) {
+        const auto found = values.find(key + suffix);
+        if (found == values.end()) continue;
+        if (const auto number = Positive(found->second, unit)) return number;
     }
-    return {};
+    return std::nullopt;
 }
 
+std::string TextOf(const Values& values, const std::string& key) {
+    const auto found = values.find(key);
+    return found == values.end() ? std::string() : found->second;
+}
+
+/// Of the keys that end in the channel's number, or in nothing.
+ChannelRecord ChannelFrom(const Values& values, const std::string& suffix) {
+    ChannelRecord record;
+    record.emission = Told(values, {"emissionwavelength"}, suffix, kNanometre);
+    record.excitation = Told(values, {"excitationwavelength"}, suffix, kNanometre);
+    record.pinhole = Told(values, {"pinholesize"}, suffix, 1.0);
+    record.acquisitionMode = TextOf(values, "acquisitionmode" + suffix);
+    return record;
+}
+
+class InfoLines {
+  public:
+    void Number(const std::string& key, const std::optional<double>& told,
+                const std::optional<double>& wanted, double unit = 1.0, const char* unitName = "") {
+        if (!wanted || told) return;
+        lines_ += key + " = " + TextIn(*wanted, unit) + unitName + "\n";
+    }
+    void Text(const std::string& key, const std::string& told, const std::string& wanted) {
+        if (!wanted.empty() && told.empty()) lines_ += key + " = " + OneLine(wanted) + "\n";
+    }
+    void Channel(const std::string& suffix, const ChannelRecord& told, const ChannelRecord& wanted) {
+        Number("EmissionWavelength" + suffix, told.emission, wanted.emission, kNanometre, " nm");
+        Number("ExcitationWavelength" + suffix, told.excitation, wanted.excitation, kNanometre, " nm");
+        Number("PinholeSize" + suffix, told.pinhole, wanted.pinhole, 1.0, " um");
+        Text("AcquisitionMode" + suffix, told.acquisitionMode, wanted.acquisitionMode);
+    }
+    const std::string& lines() const { return lines_; }
+
+  private:
+    std::string lines_;
+};
+
+ChannelRecord RecordFrom(const ImageOptics& optics) {
+    ChannelRecord record;
+    record.emission = optics.emission;
+    record.excitation = optics.excitation;
+    record.pinhole = optics.pinhole;
+    record.acquisitionMode = optics.acquisitionMode;
+    return record;
+}
+
+}  // namespace
+
 ImageOptics OpticsFromInfo(std::string_view info) {
-    const auto values = ValuesIn(info);
-    const auto told = [&](std::initializer_list<const char*> keys, std::optional<double> unit) {
-        for (const char* key : keys) {
-            const auto found = values.find(key);
-            if (found == values.end()) continue;
-            if (const auto number = Positive(found->second, unit)) return number;
-        }
-        return std::optional<double>();
-    };
-    constexpr double kNanometre = 1e-3;
+    const Values values = ValuesIn(info);
     ImageOptics optics;
     optics.source = "ImageJ info";
-    optics.numericalAperture = told({"lensna", "numericalaperture"}, std::nullopt);
-    optics.refractiveIndex = told({"refractiveindex"}, std::nullopt);
-    optics.emission = told({"emissionwavelength"}, kNanometre);
-    optics.excitation = told({"excitationwavelength"}, kNanometre);
-    optics.pinhole = told({"pinholesize"}, 1.0);
-    optics.magnification = told({"nominalmagnification"}, std::nullopt);
+    optics.numericalAperture = Told(values, {"lensna", "numericalaperture"}, "", std::nullopt);
+    optics.refractiveIndex = Told(values, {"refractiveindex"}, "", std::nullopt);
+    optics.magnification = Told(values, {"nominalmagnification"}, "", std::nullopt);
+    optics.immersion = TextOf(values, "immersion");
+    const ChannelRecord record = ChannelFrom(values, "");
+    optics.emission = record.emission;
+    optics.excitation = record.excitation;
+    optics.pinhole = record.pinhole;
+    optics.acquisitionMode = record.acquisitionMode;
     return optics;
+}
+
+std::vector<ChannelRecord> ChannelsFromInfo(std::string_view info, int channels) {
+    const Values values = ValuesIn(info);
+    const ChannelRecord shared = ChannelFrom(values, "");
+    std::vector<ChannelRecord> records;
+    for (int c = 1; c <= channels; ++c) {
+        ChannelRecord record = ChannelFrom(values, std::to_string(c));
+        if (!record.emission) record.emission = shared.emission;
+        if (!record.excitation) record.excitation = shared.excitation;
+        if (!record.pinhole) record.pinhole = shared.pinhole;
+        if (record.acquisitionMode.empty()) record.acquisitionMode = shared.acquisitionMode;
+        records.push_back(record);
+    }
+    return records;
+}
+
+std::string InfoWithOptics(const StackHeader& header) {
+    const ImageOptics told = OpticsFromInfo(header.info);
+    InfoLines lines;
+    lines.Number("LensNA", told.numericalAperture, header.optics.numericalAperture);
+    lines.Number("RefractiveIndex", told.refractiveIndex, header.optics.refractiveIndex);
+    lines.Number("NominalMagnification", told.magnification, header.optics.magnification);
+    lines.Text("Immersion", told.immersion, header.optics.immersion);
+    if (header.channels == 1) {
+        lines.Channel("", RecordFrom(told), RecordFrom(OpticsOf(header, 0)));
+    } else {
+        const std::vector<ChannelRecord> known = ChannelsFromInfo(header.info, header.channels);
+        for (int c = 0; c < header.channels && !header.channel.empty(); ++c) {
+            lines.Channel(" #" + std::to_string(c + 1), known[static_cast<std::size_t>(c)],
+                          RecordOf(header, c));
+        }
+    }
+    const bool parted = header.info.empty() || header.info.ends_with('\n') || lines.lines().empty();
+    return header.info + (parted ? "" : "\n") + lines.lines();
 }
 
 }  // namespace rydecon

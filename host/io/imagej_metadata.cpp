@@ -2,8 +2,8 @@
 
 #include "io/imagej_metadata.h"
 
-#include <array>
 #include <charconv>
+#include <cmath>
 #include <limits>
 #include <string_view>
 
@@ -34,15 +34,33 @@ void TakeLine(std::string_view line, ImageJMetadata& metadata) {
     if (key == "frames") metadata.frames = ParseCount(value);
     if (key == "unit") metadata.unit = value;
     if (key == "zunit") metadata.zUnit = value;
+    if (key == "finterval") metadata.frameInterval = ParseNumber(value);
+    if (key == "tunit") metadata.timeUnit = value;
     if (key == "spacing") {
         metadata.spacing = ParseNumber(value).value_or(std::numeric_limits<double>::quiet_NaN());
     }
 }
 
-std::string Digits(double number) {
-    std::array<char, 32> text{};
-    const auto [end, failure] = std::to_chars(text.data(), text.data() + text.size(), number);
-    return failure == std::errc{} ? std::string(text.data(), end) : std::string("nan");
+/// Counts, and what makes ImageJ take them for a hyperstack.
+std::string ShapeLines(const StackHeader& header) {
+    if (header.planes() == 1) return {};
+    std::string text = "images=" + std::to_string(header.planes()) + "\n";
+    if (header.channels > 1) text += "channels=" + std::to_string(header.channels) + "\n";
+    if (header.slices > 1) text += "slices=" + std::to_string(header.slices) + "\n";
+    if (header.times > 1) text += "frames=" + std::to_string(header.times) + "\n";
+    if (header.channels > 1) {
+        text += "hyperstack=true\nmode=composite\n";
+    } else if (header.times > 1) {
+        text += "hyperstack=true\nmode=grayscale\n";
+    }
+    return text;
+}
+
+std::string TimeLines(const StackHeader& header) {
+    if (!header.timeStep) return {};
+    std::string text = "finterval=" + ShortestText(header.timeStep->value) + "\n";
+    if (header.timeStep->unit != "s") text += "tunit=" + OneLine(header.timeStep->unit) + "\n";
+    return text;
 }
 
 }  // namespace
@@ -79,21 +97,21 @@ VoxelSize VoxelFromImageJ(const ImageJMetadata& metadata, const ResolutionTags& 
     return voxel;
 }
 
+std::optional<TimeStep> TimeStepOf(const ImageJMetadata& metadata) {
+    const auto& interval = metadata.frameInterval;
+    if (!interval || !std::isfinite(*interval) || !(*interval > 0.0)) return std::nullopt;
+    const bool seconds = metadata.timeUnit.empty() || metadata.timeUnit == "sec";
+    return TimeStep{*interval, seconds ? "s" : metadata.timeUnit};
+}
+
 std::string WriteImageJ(const StackHeader& header) {
     const VoxelSize& voxel = header.voxel;
     // The version under which other writers of this form sign, too: it switches nothing on.
-    std::string text = std::string(kFirstWord) + "1.11a\n";
-    if (header.planes > 1) {
-        const std::string planes = std::to_string(header.planes);
-        text += "images=" + planes + "\n";
-        if (header.channels > 1) text += "channels=" + std::to_string(header.channels) + "\n";
-        const int slices = header.planes / header.channels;
-        if (slices > 1) text += "slices=" + std::to_string(slices) + "\n";
-        if (header.channels > 1) text += "hyperstack=true\nmode=composite\n";
-    }
+    std::string text = std::string(kFirstWord) + "1.11a\n" + ShapeLines(header);
     if (voxel.x || voxel.y || voxel.z) text += "unit=um\n";
-    if (voxel.z) text += "spacing=" + Digits(*voxel.z) + "\n";
-    if (header.planes > 1) text += "loop=false\n";
+    if (voxel.z) text += "spacing=" + ShortestText(*voxel.z) + "\n";
+    text += TimeLines(header);
+    if (header.planes() > 1) text += "loop=false\n";
     return text;
 }
 

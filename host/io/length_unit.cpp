@@ -78,6 +78,47 @@ std::optional<double> AcceptDistance(double micrometres, std::string_view what, 
     return std::nullopt;
 }
 
+std::string ShortestText(double number) {
+    std::array<char, 32> text{};
+    const auto [end, failure] = std::to_chars(text.data(), text.data() + text.size(), number);
+    return failure == std::errc{} ? std::string(text.data(), end) : std::string("nan");
+}
+
+std::string TextIn(double value, double unit) {
+    std::array<char, 32> text{};
+    const auto [end, failure] =
+        std::to_chars(text.data(), text.data() + text.size(), value / unit, std::chars_format::general, 12);
+    return failure == std::errc{} ? std::string(text.data(), end) : std::string("nan");
+}
+
+std::optional<double> SecondsPer(std::string_view unit) {
+    constexpr std::array<std::pair<std::string_view, double>, 18> kTimes{{
+        {"s", 1.0},
+        {"sec", 1.0},
+        {"secs", 1.0},
+        {"second", 1.0},
+        {"seconds", 1.0},
+        {"ms", 1e-3},
+        {"msec", 1e-3},
+        {"\xC2\xB5s", 1e-6},
+        {"\xCE\xBCs", 1e-6},
+        {"us", 1e-6},
+        {"ns", 1e-9},
+        {"min", 60.0},
+        {"minute", 60.0},
+        {"minutes", 60.0},
+        {"h", 3600.0},
+        {"hour", 3600.0},
+        {"hours", 3600.0},
+        {"d", 86400.0},
+    }};
+    const std::string_view name = Trimmed(unit);
+    for (const auto& [spelling, seconds] : kTimes) {
+        if (spelling == name) return seconds;
+    }
+    return std::nullopt;
+}
+
 std::optional<double> ParseNumber(std::string_view text) {
     std::string_view digits = Trimmed(text);
     if (digits.starts_with('+')) digits.remove_prefix(1);

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// Lengths in image metadata: units as microscopes' files spell them, and which values can be sample
+// Lengths and times in image metadata: units as microscopes' files spell them, and which values can be sample
 // distances.
 
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "io/file_error.h"
@@ -25,6 +26,15 @@ std::optional<double> AcceptDistance(double micrometres, std::string_view what, 
 /// The number that the whole text spells, blanks around it aside, whatever the locale; empty if it spells
 /// none.
 std::optional<double> ParseNumber(std::string_view text);
+
+/// The shortest digits that give the same number again.
+std::string ShortestText(double number);
+
+/// `value` in units of `unit`, with 12 digits: the rounding of the division does not show.
+std::string TextIn(double value, double unit);
+
+/// Seconds in one `unit` ("s", "sec", "ms", "min", "h", ...); empty where it is no time.
+std::optional<double> SecondsPer(std::string_view unit);
 
 /// `text` without blanks and control characters around it.
 std::string_view Trimmed(std::string_view text);

@@ -72,12 +72,12 @@ class Decoder {
     std::array<char, 128> error_{};
 };
 
-int ChannelsOf(const Decoder& decoder, const std::filesystem::path& path, Colour colour) {
+int ChannelsOf(const Decoder& decoder, const std::filesystem::path& path, Accept accept) {
     const bool wide = decoder.bits() == 8 || decoder.bits() == 16;
     const int type = decoder.colourType();
     if (wide && type == PNG_COLOR_TYPE_GRAY) return 1;
-    if (wide && type == PNG_COLOR_TYPE_RGB && colour == Colour::Split) return 3;
-    throw ReadError(path, colour == Colour::Split
+    if (wide && type == PNG_COLOR_TYPE_RGB && accept == Accept::AnyStack) return 3;
+    throw ReadError(path, accept == Accept::AnyStack
                               ? "a PNG of grey or of red, green and blue is needed, of 8 or 16 bits, without "
                                 "palette and transparency"
                               : "a PNG of grey is needed here, of 8 or 16 bits, without transparency");
@@ -108,24 +108,26 @@ bool IsPng(const std::filesystem::path& path) {
     return file && png_sig_cmp(start.data(), 0, start.size()) == 0;
 }
 
-PngPicture::PngPicture(const std::filesystem::path& path, Colour colour) {
+PngPicture::PngPicture(const std::filesystem::path& path, Accept accept) {
     const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rb"));
     if (file == nullptr) throw ReadError(path, SystemReason(errno));
     Decoder decoder(file.get());
     if (!decoder.ReadInfo()) throw Damaged(path, decoder);
-    header_.channels = header_.planes = ChannelsOf(decoder, path, colour);
+    header_.container = Container::Png;
+    header_.byteOrder = std::endian::big;
+    header_.channels = ChannelsOf(decoder, path, accept);
     header_.width = static_cast<int>(decoder.width());
     header_.height = static_cast<int>(decoder.height());
     const SampleType type = decoder.bits() == 8 ? SampleType::UInt8 : SampleType::UInt16;
-    header_.sampleType = NameOf(type);
+    header_.sampleType = type;
     const std::vector<std::byte> bytes = DecodeRows(decoder, path);
     samples_.resize(bytes.size() / BytesOf(type));
     constexpr bool kSwap = std::endian::native == std::endian::little;  // the file's bytes are big-endian
     ConvertSamples(type, kSwap, bytes.data(), samples_.size(), samples_.data());
 }
 
-void PngPicture::ReadPlane(int plane, float* rows, std::ptrdiff_t rowStride) const {
-    const float* from = samples_.data() + plane;
+void PngPicture::ReadChannel(int channel, float* rows, std::ptrdiff_t rowStride) const {
+    const float* from = samples_.data() + channel;
     for (int j = 0; j < header_.height; ++j) {
         for (int i = 0; i < header_.width; ++i, from += header_.channels) rows[j * rowStride + i] = *from;
     }

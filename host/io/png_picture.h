@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "io/stack_header.h"
-#include "io/tiff_page.h"
 
 namespace rydecon {
 
@@ -18,14 +17,14 @@ bool IsPng(const std::filesystem::path& path);
 
 class PngPicture {
   public:
-    /// Reads the whole file. UserError where it is damaged or of another kind; colour becomes planes where it is
-    /// split and is refused elsewhere.
-    PngPicture(const std::filesystem::path& path, Colour colour);
+    /// Reads the whole file. UserError where it is damaged or of another kind; colour becomes
+    /// channels where any stack is accepted and is refused elsewhere.
+    PngPicture(const std::filesystem::path& path, Accept accept);
 
     const StackHeader& header() const { return header_; }
 
-    /// Row j of a plane goes to rows[j * rowStride] on.
-    void ReadPlane(int plane, float* rows, std::ptrdiff_t rowStride) const;
+    /// Row j of a channel goes to rows[j * rowStride] on.
+    void ReadChannel(int channel, float* rows, std::ptrdiff_t rowStride) const;
 
   private:
     StackHeader header_;

@@ -21,7 +21,7 @@ constexpr std::uint64_t kMostSamples = std::uint64_t{1} << 40;
 struct Pages {
     std::vector<TiffPage> pages;
     std::string description;
-    std::string info;
+    ImageJBlockContents blocks;
     ResolutionTags resolution;
 };
 
@@ -39,18 +39,18 @@ void CheckLikeFirst(const TiffFile& file, const TiffPage& first, const TiffPage&
                        "; all planes of a stack need one size and one type");
 }
 
-Pages CollectPages(TiffFile& file, const FileNotes& notes, Colour colour) {
+Pages CollectPages(TiffFile& file, const FileNotes& notes, Accept accept) {
     Pages found;
     int number = 0;
     do {
         ++number;
         if (IsReducedOrMask(file)) continue;
-        const TiffPage page = DescribePage(file, number, colour);
+        const TiffPage page = DescribePage(file, number, accept);
         const bool coloured = HasPseudoColours(file);
         if (found.pages.empty()) {
             found.description = ReadDescription(file);
             found.resolution = ReadResolution(file);
-            found.info = ReadImageJInfo(file);
+            found.blocks = ReadImageJBlocks(file);
             if (coloured) notes.Note("its colour table is ignored: the samples are taken as grey values");
         } else {
             CheckLikeFirst(file, found.pages.front(), page);
@@ -107,16 +107,16 @@ void AddPlanesBehindFirst(const TiffFile& file, Pages& found, int images) {
 }
 
 /// How many channels of one slice the pages are, where those are welcome or lie in one page; 1 otherwise.
-int ChannelsOf(const Pages& found, int channels, int slices, int times, Colour colour) {
+int ChannelsOf(const Pages& found, int channels, int slices, int times, Accept accept) {
     const TiffPage& first = found.pages.front();
     const auto held = static_cast<int>(found.pages.size()) * first.samplesPerPixel;
     const bool onePicture = slices == 1 && times == 1 && channels == held;
-    return colour == Colour::Split && onePicture ? channels : 1;
+    return accept == Accept::AnyStack && onePicture ? channels : 1;
 }
 
 VoxelSize ApplyImageJ(const TiffFile& file, const ImageJMetadata& metadata, const FileNotes& notes,
-                      Colour colour, Pages& found, StackHeader& header) {
-    header.channels = ChannelsOf(found, metadata.channels, metadata.slices, metadata.frames, colour);
+                      Accept accept, Pages& found, StackHeader& header) {
+    header.channels = ChannelsOf(found, metadata.channels, metadata.slices, metadata.frames, accept);
     RefuseSeveral(file, metadata.channels / header.channels, metadata.frames, metadata.slices);
     const int told = std::max(metadata.images / header.channels, metadata.slices);
     const auto held = found.pages.size() * static_cast<std::size_t>(found.pages.front().samplesPerPixel) /
@@ -177,13 +177,13 @@ void CheckTotal(const TiffFile& file, const Pages& found) {
 
 }  // namespace
 
-StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes, Colour colour) {
-    Pages found = CollectPages(file, notes, colour);
+StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes, Accept accept) {
+    Pages found = CollectPages(file, notes, accept);
     StackLayout layout;
     if (const auto imagej = ParseImageJ(found.description)) {
-        layout.header.voxel = ApplyImageJ(file, *imagej, notes, colour, found, layout.header);
+        layout.header.voxel = ApplyImageJ(file, *imagej, notes, accept, found, layout.header);
         layout.header.voxelSource = "ImageJ metadata";
-        layout.header.optics = OpticsFromInfo(found.info);
+        layout.header.optics = OpticsFromInfo(found.blocks.info);
     } else if (const auto ome = ParseOme(found.description, notes)) {
         ApplyOme(file, *ome, notes, found, layout.header);
     } else {
@@ -195,8 +195,8 @@ StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes, Colour colou
     layout.header.channels = std::max(layout.header.channels, first.samplesPerPixel);
     layout.header.width = first.width;
     layout.header.height = first.height;
-    layout.header.planes = static_cast<int>(found.pages.size());
-    layout.header.sampleType = NameOf(first.type);
+    layout.header.slices = static_cast<int>(found.pages.size()) / layout.header.channels;
+    layout.header.sampleType = first.type;
     layout.planes = std::move(found.pages);
     return layout;
 }

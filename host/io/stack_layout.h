@@ -19,6 +19,6 @@ struct StackLayout {
 
 /// Walks through all directories; a UserError if they are no stack of one channel and one time point, nor, where
 /// colour is split, one page of it.
-StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes, Colour colour);
+StackLayout ReadStackLayout(TiffFile& file, const FileNotes& notes, Accept accept);
 
 }  // namespace rydecon

@@ -17,10 +17,10 @@
 namespace rydecon {
 
 struct StackReader::Impl {
-    Impl(std::filesystem::path path, const Messages& messages, Colour colour)
+    Impl(std::filesystem::path path, const Messages& messages, Accept accept)
         : file(std::move(path)),
           notes(file.path(), messages),
-          layout(ReadStackLayout(file, notes, colour)),
+          layout(ReadStackLayout(file, notes, accept)),
           decoder(file),
           wasRead(layout.planes.size(), false),
           unread(layout.planes.size()) {}
@@ -49,15 +49,15 @@ void StackReader::Impl::KeepAccount(std::size_t plane, const ConversionLoss& los
     inexact += loss.inexact;
     if (unread == 0 && inexact > 0) {
         notes.Note(std::to_string(inexact) + " samples lost digits on the way from " +
-                   layout.header.sampleType + " to float32");
+                   std::string(NameOf(layout.header.sampleType)) + " to float32");
     }
 }
 
-StackReader::StackReader(std::filesystem::path path, const Messages& messages, Colour colour) {
+StackReader::StackReader(std::filesystem::path path, const Messages& messages, Accept accept) {
     if (IsPng(path)) {
-        picture_ = std::make_unique<PngPicture>(path, colour);
+        picture_ = std::make_unique<PngPicture>(path, accept);
     } else {
-        impl_ = std::make_unique<Impl>(std::move(path), messages, colour);
+        impl_ = std::make_unique<Impl>(std::move(path), messages, accept);
     }
 }
 
@@ -67,18 +67,27 @@ const StackHeader& StackReader::header() const {
     return picture_ ? picture_->header() : impl_->layout.header;
 }
 
-void StackReader::ReadPlane(int plane, float* rows, std::ptrdiff_t rowStride) {
-    if (plane < 0 || plane >= header().planes) throw std::out_of_range("plane of a stack");
+void StackReader::ReadPlane(const PlaneIndex& plane, float* rows, std::ptrdiff_t rowStride) {
+    const auto& [z, c, t] = plane;
+    const StackHeader& shape = header();
+    if (z < 0 || z >= shape.slices || c < 0 || c >= shape.channels || t < 0 || t >= shape.times) {
+        throw std::out_of_range("plane of a stack");
+    }
+    ReadPlane((t * shape.channels + c) * shape.slices + z, rows, rowStride);
+}
+
+void StackReader::ReadPlane(int k, float* rows, std::ptrdiff_t rowStride) {
+    if (k < 0 || k >= header().planes()) throw std::out_of_range("plane of a stack");
     if (picture_) {
-        picture_->ReadPlane(plane, rows, rowStride);
+        picture_->ReadChannel(k, rows, rowStride);
         return;
     }
-    const auto index = static_cast<std::size_t>(plane);
+    const auto index = static_cast<std::size_t>(k);
     impl_->file.ForgetComplaints();
     const ConversionLoss loss = impl_->decoder.Decode(impl_->layout.planes[index], rows, rowStride);
     if (loss.tooLarge > 0) {
         throw impl_->file.Refusal(std::to_string(loss.tooLarge) + " samples of plane " +
-                                  std::to_string(plane + 1) +
+                                  std::to_string(k + 1) +
                                   " are beyond the range of float32 (3.4e38); scale the stack down");
     }
     impl_->KeepAccount(index, loss);

@@ -138,6 +138,18 @@ void TemporaryFile::Write(const void* bytes, std::size_t count) {
     }
 }
 
+void TemporaryFile::WriteAt(std::uint64_t offset, const void* bytes, std::size_t count) {
+    const auto* next = static_cast<const std::byte*>(bytes);
+    while (count > 0) {
+        const ssize_t written = pwrite(descriptor_, next, count, static_cast<off_t>(offset));
+        if (written < 0 && errno == EINTR) continue;
+        if (written < 0) Fail(errno);
+        next += written;
+        offset += static_cast<std::uint64_t>(written);
+        count -= static_cast<std::size_t>(written);
+    }
+}
+
 void TemporaryFile::Commit() {
     if (overwrite_ && mode_ != 0666 && fchmod(descriptor_, mode_) != 0) Fail(errno);
     // Some network file systems tell only here that the disk is full.

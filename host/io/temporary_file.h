@@ -27,6 +27,9 @@ class TemporaryFile {
     /// Appends `count` bytes.
     void Write(const void* bytes, std::size_t count);
 
+    /// Writes `count` bytes from `offset` on; what Write appends to does not move.
+    void WriteAt(std::uint64_t offset, const void* bytes, std::size_t count);
+
     /// Brings the file to the disk and gives it its name. Nothing may be written afterwards.
     void Commit();
 

@@ -6,7 +6,7 @@
 #include <limits>
 #include <span>
 
-#include "io/imagej_info.h"
+#include "io/imagej_blocks.h"
 
 namespace rydecon {
 namespace {
@@ -181,14 +181,14 @@ bool IsReducedOrMask(const TiffFile& file) {
     return (Tag32(file, TIFFTAG_SUBFILETYPE) & (FILETYPE_REDUCEDIMAGE | FILETYPE_MASK)) != 0;
 }
 
-TiffPage DescribePage(const TiffFile& file, int number, Colour colour) {
+TiffPage DescribePage(const TiffFile& file, int number, Accept accept) {
     TiffPage page;
     page.number = number;
     page.directory = TIFFCurrentDirOffset(file.handle());
     page.tiled = TIFFIsTiled(file.handle()) != 0;
     page.lossy = Tag16(file, TIFFTAG_COMPRESSION) == COMPRESSION_JPEG;
     ReadSize(file, page);
-    if (colour == Colour::Split && IsPlainColour(file, page)) {
+    if (accept == Accept::AnyStack && IsPlainColour(file, page)) {
         page.samplesPerPixel = 3;
     } else {
         CheckGrey(file, page);
@@ -213,23 +213,21 @@ std::string ReadDescription(const TiffFile& file) {
     return TIFFGetField(file.handle(), TIFFTAG_IMAGEDESCRIPTION, &text) != 0 && text != nullptr ? text : "";
 }
 
-std::string ReadImageJInfo(const TiffFile& file) {
-    constexpr std::uint32_t kByteCounts = 50838;
-    constexpr std::uint32_t kBlocks = 50839;
+ImageJBlockContents ReadImageJBlocks(const TiffFile& file) {
     const auto isOfType = [&](std::uint32_t tag, TIFFDataType type) {
         const TIFFField* const field = TIFFFindField(file.handle(), tag, TIFF_ANY);
         return field != nullptr && TIFFFieldDataType(field) == type && TIFFFieldPassCount(field) != 0;
     };
-    if (!isOfType(kByteCounts, TIFF_LONG) || !isOfType(kBlocks, TIFF_BYTE)) return {};
+    if (!isOfType(kImageJByteCountsTag, TIFF_LONG) || !isOfType(kImageJBlocksTag, TIFF_BYTE)) return {};
     std::uint32_t counts = 0;
     std::uint32_t bytes = 0;
     const std::uint32_t* byteCounts = nullptr;
     const unsigned char* blocks = nullptr;
-    const bool told = TIFFGetField(file.handle(), kByteCounts, &counts, &byteCounts) != 0 &&
-                      TIFFGetField(file.handle(), kBlocks, &bytes, &blocks) != 0 && byteCounts != nullptr &&
-                      blocks != nullptr;
+    const bool told = TIFFGetField(file.handle(), kImageJByteCountsTag, &counts, &byteCounts) != 0 &&
+                      TIFFGetField(file.handle(), kImageJBlocksTag, &bytes, &blocks) != 0 &&
+                      byteCounts != nullptr && blocks != nullptr;
     if (!told) return {};
-    return InfoFromBlocks({byteCounts, counts}, {blocks, bytes}, TIFFIsByteSwapped(file.handle()) != 0);
+    return ReadImageJBlocks({byteCounts, counts}, {blocks, bytes}, TIFFIsByteSwapped(file.handle()) != 0);
 }
 
 bool HasPseudoColours(const TiffFile& file) {

@@ -8,13 +8,12 @@
 #include <optional>
 #include <string>
 
+#include "io/imagej_blocks.h"
 #include "io/sample_conversion.h"
+#include "io/stack_header.h"
 #include "io/tiff_file.h"
 
 namespace rydecon {
-
-/// What to do with a page of red, green and blue.
-enum class Colour { Refused, Split };
 
 struct TiffPage {
     int number = 0;               // place in the file's chain of directories, from 1
@@ -51,15 +50,15 @@ struct ResolutionTags {
 bool IsReducedOrMask(const TiffFile& file);
 
 /// Describes and checks the directory on which the file stands; a UserError says what is wrong with it.
-TiffPage DescribePage(const TiffFile& file, int number, Colour colour);
+TiffPage DescribePage(const TiffFile& file, int number, Accept accept);
 
 ResolutionTags ReadResolution(const TiffFile& file);
 
 /// Text of the tag ImageDescription, empty if there is none.
 std::string ReadDescription(const TiffFile& file);
 
-/// ImageJ's info text of the page, empty if there is none.
-std::string ReadImageJInfo(const TiffFile& file);
+/// What ImageJ's blocks of the page tell.
+ImageJBlockContents ReadImageJBlocks(const TiffFile& file);
 
 /// True if the page is shown through a colour table. Refused unless its colours brighten with the sample,
 /// as those of a pseudo-colour display do: only then are the samples grey values.

@@ -5,18 +5,19 @@
 #include <tiff.h>
 
 #include <bit>
-#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "io/imagej_blocks.h"
 #include "io/imagej_metadata.h"
+#include "io/length_unit.h"
+#include "io/ome_writer.h"
 #include "io/resolution_tags.h"
 
 namespace rydecon {
 namespace {
 
-constexpr std::uint64_t kClassicLimit = std::numeric_limits<std::uint32_t>::max();
 constexpr std::uint64_t kSampleAlignment = 16;
 
 // Appends numbers to the prologue; an Offset is as wide as the form's file offsets.
@@ -54,9 +55,15 @@ class Directory {
     void Text(std::uint16_t tag, const std::string& text) {
         Add(tag, TIFF_ASCII, text.size() + 1, text.c_str(), text.size() + 1);
     }
-    void Resolution(std::uint16_t tag, const std::optional<double>& micrometres) {
-        if (!micrometres) return;
-        const auto [numerator, denominator] = ResolutionFraction(*micrometres);
+    void Longs(std::uint16_t tag, const std::vector<std::uint32_t>& values) {
+        Add(tag, TIFF_LONG, values.size(), values.data(), values.size() * sizeof(std::uint32_t));
+    }
+    void Bytes(std::uint16_t tag, const std::string& bytes) {
+        Add(tag, TIFF_BYTE, bytes.size(), bytes.data(), bytes.size());
+    }
+    void Resolution(std::uint16_t tag, const std::optional<double>& distance) {
+        if (!distance) return;
+        const auto [numerator, denominator] = ResolutionFraction(*distance);
         const std::uint32_t fraction[2] = {numerator, denominator};
         Add(tag, TIFF_RATIONAL, 1, fraction, sizeof fraction);
     }
@@ -104,24 +111,52 @@ class Directory {
     std::vector<Entry> entries_;
 };
 
-Directory PlaneDirectory(const StackHeader& header, bool first, std::uint64_t samples, bool big) {
+/// What stands in the first directory only.
+struct Metadata {
+    std::string description;
+    ImageJBlocks blocks;  // none in an OME-TIFF
+};
+
+Metadata MetadataOf(const StackHeader& header) {
+    if (header.container == Container::Ome) return {WriteOme(header), {}};
+    return {WriteImageJ(header), WriteImageJBlocks(header)};
+}
+
+void AddResolution(Directory& directory, const StackHeader& header) {
+    // ImageJ's unit stands in its description; elsewhere centimetres are read.
+    const bool ome = header.container == Container::Ome;
+    const auto distance = [&](const std::optional<double>& micrometres) {
+        return ome && micrometres ? std::optional(*micrometres / kMicrometresPerCentimetre) : micrometres;
+    };
+    directory.Resolution(TIFFTAG_XRESOLUTION, distance(header.voxel.x));
+    directory.Resolution(TIFFTAG_YRESOLUTION, distance(header.voxel.y));
+    const bool told = header.voxel.x || header.voxel.y;
+    directory.Short(TIFFTAG_RESOLUTIONUNIT, ome && told ? RESUNIT_CENTIMETER : RESUNIT_NONE);
+}
+
+/// `metadata`: of the first directory; null in the others.
+Directory PlaneDirectory(const StackHeader& header, const Metadata* metadata, std::uint64_t samples,
+                         bool big) {
+    const bool isFloat = header.sampleType == SampleType::Float32;
     Directory directory;
     directory.Long(TIFFTAG_SUBFILETYPE, 0);
     directory.Long(TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(header.width));
     directory.Long(TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(header.height));
-    directory.Short(TIFFTAG_BITSPERSAMPLE, 32);
+    directory.Short(TIFFTAG_BITSPERSAMPLE, static_cast<std::uint16_t>(8 * BytesOf(header.sampleType)));
     directory.Short(TIFFTAG_COMPRESSION, COMPRESSION_NONE);
     directory.Short(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-    if (first) directory.Text(TIFFTAG_IMAGEDESCRIPTION, WriteImageJ(header));
+    if (metadata != nullptr) directory.Text(TIFFTAG_IMAGEDESCRIPTION, metadata->description);
     directory.Offset(TIFFTAG_STRIPOFFSETS, samples, big);
     directory.Short(TIFFTAG_SAMPLESPERPIXEL, 1);
     directory.Long(TIFFTAG_ROWSPERSTRIP, static_cast<std::uint32_t>(header.height));
     directory.Offset(TIFFTAG_STRIPBYTECOUNTS, PlaneBytes(header), big);
-    directory.Resolution(TIFFTAG_XRESOLUTION, header.voxel.x);
-    directory.Resolution(TIFFTAG_YRESOLUTION, header.voxel.y);
-    directory.Short(TIFFTAG_RESOLUTIONUNIT, RESUNIT_NONE);  // ImageJ's unit stands in the description
-    if (first) directory.Text(TIFFTAG_SOFTWARE, "rydecon");
-    directory.Short(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
+    AddResolution(directory, header);
+    if (metadata != nullptr) directory.Text(TIFFTAG_SOFTWARE, "rydecon");
+    directory.Short(TIFFTAG_SAMPLEFORMAT, isFloat ? SAMPLEFORMAT_IEEEFP : SAMPLEFORMAT_UINT);
+    if (metadata != nullptr && !metadata->blocks.bytes.empty()) {
+        directory.Longs(kImageJByteCountsTag, metadata->blocks.byteCounts);
+        directory.Bytes(kImageJBlocksTag, metadata->blocks.bytes);
+    }
     return directory;
 }
 
@@ -140,10 +175,12 @@ std::string Prologue(const StackHeader& header, TiffForm form, std::uint64_t fir
     std::string bytes;
     ByteSink sink(bytes, form == TiffForm::Big);
     AppendFileHeader(sink);
-    const int directories = form == TiffForm::SingleDirectory ? 1 : header.planes;
+    const Metadata metadata = MetadataOf(header);
+    const int directories = form == TiffForm::SingleDirectory ? 1 : header.planes();
     for (int plane = 0; plane < directories; ++plane) {
         const std::uint64_t samples = firstSample + static_cast<std::uint64_t>(plane) * PlaneBytes(header);
-        PlaneDirectory(header, plane == 0, samples, sink.big()).AppendTo(sink, plane == directories - 1);
+        PlaneDirectory(header, plane == 0 ? &metadata : nullptr, samples, sink.big())
+            .AppendTo(sink, plane == directories - 1);
     }
     sink.Pad(kSampleAlignment);
     return bytes;
@@ -153,7 +190,15 @@ std::string Prologue(const StackHeader& header, TiffForm form, std::uint64_t fir
 
 std::uint64_t PlaneBytes(const StackHeader& header) {
     return static_cast<std::uint64_t>(header.width) * static_cast<std::uint64_t>(header.height) *
-           sizeof(float);
+           BytesOf(header.sampleType);
+}
+
+std::uint64_t PlaneOffset(const StackHeader& header, const PlaneIndex& plane) {
+    const auto place = (static_cast<std::uint64_t>(plane.t) * static_cast<std::uint64_t>(header.slices) +
+                        static_cast<std::uint64_t>(plane.z)) *
+                           static_cast<std::uint64_t>(header.channels) +
+                       static_cast<std::uint64_t>(plane.c);
+    return place * PlaneBytes(header);
 }
 
 std::string MakePrologue(const StackHeader& header, TiffForm form) {
@@ -161,14 +206,18 @@ std::string MakePrologue(const StackHeader& header, TiffForm form) {
     return Prologue(header, form, Prologue(header, form, 0).size());
 }
 
-TiffForm ChooseForm(const StackHeader& header) {
+TiffForm ChooseForm(const StackHeader& header, std::uint64_t classicLimit) {
+    const bool ome = header.container == Container::Ome;
+    const Metadata metadata = MetadataOf(header);
     const std::uint64_t plane = PlaneBytes(header);
-    const auto planes = static_cast<std::uint64_t>(header.planes);
-    constexpr std::uint64_t kMostPerDirectory = 512;  // more than a directory and its values take
-    constexpr std::uint64_t kMostText = 4096;
-    if (plane > kClassicLimit - kMostText - kMostPerDirectory) return TiffForm::Big;
-    const bool belowLimit = planes <= (kClassicLimit - kMostText) / (plane + kMostPerDirectory);
-    return belowLimit ? TiffForm::Classic : TiffForm::SingleDirectory;
+    const auto planes = static_cast<std::uint64_t>(header.planes());
+    constexpr std::uint64_t kMostPerDirectory = 512;  // more than a directory and its short values take
+    const std::uint64_t text = kMostPerDirectory + metadata.description.size() +
+                               metadata.blocks.bytes.size() +
+                               metadata.blocks.byteCounts.size() * sizeof(std::uint32_t);
+    if (text > classicLimit || plane > classicLimit - text) return TiffForm::Big;
+    if (planes <= (classicLimit - text) / (plane + kMostPerDirectory)) return TiffForm::Classic;
+    return ome ? TiffForm::Big : TiffForm::SingleDirectory;
 }
 
 }  // namespace rydecon

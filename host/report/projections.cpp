@@ -31,7 +31,7 @@ float Percentile(std::vector<float>& samples, double percent) {
 Projections::Projections(const StackHeader& header)
     : header_(header),
       xy_(static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.height), kNothing),
-      xz_(static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.planes), kNothing) {}
+      xz_(static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.planes()), kNothing) {}
 
 void Projections::AddPlane(const float* samples) {
     const auto width = static_cast<std::size_t>(header_.width);

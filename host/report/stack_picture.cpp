@@ -66,12 +66,12 @@ PictureLayout LayOutPicture(const StackHeader& header) {
 
     const auto longest = [&] {
         return std::max({Stretched(header.width, scales[0]), Stretched(header.height, scales[1]),
-                         Stretched(header.planes, scales[2])});
+                         Stretched(header.planes(), scales[2])});
     };
     const int magnification = std::max(1, (kSmallPicture + longest() - 1) / longest());
     for (double& scale : scales) scale *= magnification;
     return {Stretched(header.width, scales[0]), Stretched(header.height, scales[1]),
-            Stretched(header.planes, scales[2]), scales[0]};
+            Stretched(header.planes(), scales[2]), scales[0]};
 }
 
 GreyPicture Render(const std::vector<float>& samples, int width, int height, int toWidth, int toHeight,
@@ -110,7 +110,7 @@ GreyPicture DrawStack(const Projections& projections, const std::string& label) 
     DrawText(picture, 0, 0, label);
     picture.Draw(Render(projections.xy(), header.width, header.height, layout.width, layout.height, contrast),
                  0, labelHeight);
-    picture.Draw(Render(projections.xz(), header.width, header.planes, layout.width, layout.depth, contrast),
+    picture.Draw(Render(projections.xz(), header.width, header.planes(), layout.width, layout.depth, contrast),
                  0, labelHeight + layout.height + kGap);
     DrawScaleBar(picture, 0, height - kScaleBarHeight, bar);
     return picture;

@@ -120,7 +120,7 @@ MethodChoice MethodsForImage(const RestoreJob& job) {
     RefuseUnread(methods, job.given, "");
     if (methods.volume == nullptr || methods.picture == nullptr) return methods;
     CheckSettings(*methods.volume, job.settings);
-    const bool onePlane = SlicesOf(StackReader(job.image, Messages(true), Colour::Split).header()) == 1;
+    const bool onePlane = SlicesOf(StackReader(job.image, Messages(true), Accept::AnyStack).header()) == 1;
     if (onePlane || job.perPlane) {
         methods.volume = nullptr;
         RefuseUnread(methods, job.given, " on pictures");

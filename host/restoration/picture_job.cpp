@@ -162,7 +162,7 @@ void CutNegative(std::vector<float>& plane) {
 void RequirePlanes(const RestoreJob& job, const StackHeader& header) {
     if (SlicesOf(header) == 1 || job.perPlane) return;
     throw UserError("--method " + job.method + " restores pictures, and " + Quoted(job.image) +
-                    " is a stack of " + std::to_string(header.planes) +
+                    " is a stack of " + std::to_string(header.planes()) +
                     " planes; add --per-plane, or choose a method for stacks");
 }
 
@@ -174,7 +174,7 @@ void RunPictureJob(const RestoreJob& job, const PictureMethod& method, const Mes
     CheckOutputFile(job.output, job.overwrite, {job.image, job.psf.file});
     RequireSound(job.psf.optics);
 
-    StackReader reader(job.image, messages, Colour::Split);
+    StackReader reader(job.image, messages, Accept::AnyStack);
     const StackHeader header = WithStatedVoxel(reader.header(), job.psf.optics);
     const Extent shape = ShapeOf(header);
     RequirePlanes(job, header);

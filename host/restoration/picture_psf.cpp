@@ -45,7 +45,7 @@ SquarePsf Centred(const PaddedVolume& wrapped, int side) {
 SquarePsf MakeSquarePsf(const PsfChoice& choice, const std::filesystem::path& image,
                         const StackHeader& header, const Messages& messages) {
     StackHeader plane = header;
-    plane.planes = 1;
+    plane.slices = 1;
     PsfSource source = MakePsfSource(choice, image, plane, messages);
     const Extent size = source.size();
     int side = std::max(EvenSide(size.x, source.peak().x), EvenSide(size.y, source.peak().y));

@@ -56,7 +56,7 @@ std::unique_ptr<PsfRows> RowsOfFile(const PsfChoice& choice, const StackHeader& 
     const VoxelSize& voxel = file->header().voxel;
     PitchRatio ratio = {RatioOf(image.voxel.x, voxel.x), RatioOf(image.voxel.y, voxel.y), 1.0};
     // A single plane has no neighbours, whatever its metadata say.
-    if (image.planes > 1 && file->size().z > 1) ratio.z = RatioOf(image.voxel.z, voxel.z);
+    if (image.slices > 1 && file->size().z > 1) ratio.z = RatioOf(image.voxel.z, voxel.z);
     if (ratio.x == 1.0 && ratio.y == 1.0 && ratio.z == 1.0) return file;
     const std::string voxels =
         "the voxels of the PSF are " + VoxelText(voxel) + ", those of the image " + VoxelText(image.voxel);
@@ -71,7 +71,7 @@ std::unique_ptr<PsfRows> RowsOfOptics(const PsfChoice& choice, const std::filesy
                                       const StackHeader& header, const Messages& messages) {
     Optics optics = choice.optics;
     FillFromMetadata(optics, header, Quoted(image));
-    const bool onePlane = header.planes == 1;
+    const bool onePlane = header.slices == 1;
     if (onePlane) FillIdleStep(optics);
     RequireSound(optics);
     RequireComplete(

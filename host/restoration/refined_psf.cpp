@@ -56,7 +56,7 @@ StackHeader HeaderOf(const Extent& size, const VoxelSize& voxel) {
     StackHeader header;
     header.width = size.x;
     header.height = size.y;
-    header.planes = size.z;
+    header.slices = size.z;
     header.voxel = voxel;
     return header;
 }

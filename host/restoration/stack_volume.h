@@ -14,12 +14,12 @@
 namespace rydecon {
 
 inline Extent ShapeOf(const StackHeader& header) {
-    return {header.width, header.height, header.planes};
+    return {header.width, header.height, header.planes()};
 }
 
-/// Planes of one channel.
+/// Planes of one channel at one time.
 inline int SlicesOf(const StackHeader& header) {
-    return header.planes / header.channels;
+    return header.slices;
 }
 
 /// What the samples of a stack span.

@@ -63,8 +63,8 @@ Pitch ToPitch(const std::array<double, 3>& values) {
 
 SampleBox ReadStack(StackReader& reader) {
     const StackHeader& header = reader.header();
-    SampleBox box({header.width, header.height, header.planes});
-    for (int k = 0; k < header.planes; ++k) reader.ReadPlane(k, box.Row(0, k), header.width);
+    SampleBox box({header.width, header.height, header.planes()});
+    for (int k = 0; k < header.planes(); ++k) reader.ReadPlane(k, box.Row(0, k), header.width);
     return box;
 }
 
@@ -125,7 +125,7 @@ StackHeader HeaderFor(const Extent& size, const Pitch& pitch) {
     StackHeader header;
     header.width = size.x;
     header.height = size.y;
-    header.planes = size.z;
+    header.slices = size.z;
     header.voxel = {pitch.x, pitch.y, pitch.z};
     return header;
 }

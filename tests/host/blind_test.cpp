@@ -75,7 +75,7 @@ TEST_F(BlindTest, TheRefinedPsfIsCentredAndOfSumOne) {
     const Stack refined = ReadStack(In("refined.tif"));
     EXPECT_EQ(refined.header.width, 9);
     EXPECT_EQ(refined.header.height, 9);
-    EXPECT_EQ(refined.header.planes, 11);
+    EXPECT_EQ(refined.header.planes(), 11);
     EXPECT_NEAR(refined.Sum(), 1.0, 1e-5);
     for (const float sample : refined.samples) EXPECT_LE(sample, refined.At(4, 4, 5));
     ASSERT_TRUE(refined.header.voxel.z.has_value());

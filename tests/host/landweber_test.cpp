@@ -54,15 +54,15 @@ Stack Psf(int planes) {
 Stack Blurred(const Stack& truth, const Stack& psf) {
     const auto clamp = [](int at, int side) { return std::min(std::max(at, 0), side - 1); };
     const double sum = psf.Sum();
-    const int reachZ = psf.header.planes / 2;
+    const int reachZ = psf.header.planes() / 2;
     const StackHeader& h = truth.header;
-    return MakeStack(h.width, h.height, h.planes, [&](int i, int j, int k) {
+    return MakeStack(h.width, h.height, h.planes(), [&](int i, int j, int k) {
         double v = 0;
         for (int c = -reachZ; c <= reachZ; ++c) {
             for (int b = -kReach; b <= kReach; ++b) {
                 for (int a = -kReach; a <= kReach; ++a) {
                     v += Weight(a, b, c) *
-                         truth.At(clamp(i - a, h.width), clamp(j - b, h.height), clamp(k - c, h.planes));
+                         truth.At(clamp(i - a, h.width), clamp(j - b, h.height), clamp(k - c, h.planes()));
                 }
             }
         }

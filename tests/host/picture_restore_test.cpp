@@ -155,9 +155,9 @@ TEST_F(RestorePicture, ColourIsSplitAndPutTogetherAgain) {
         const test::ProgramResult result = Restore(With("rltv"));
         ASSERT_EQ(result.exitCode, 0) << result.err;
         EXPECT_NE(result.out.find("41 x 35 x 3 samples, method rltv channel by channel"), std::string::npos);
-        StackReader reader(In("out.tif"), Messages(true), Colour::Split);
+        StackReader reader(In("out.tif"), Messages(true), Accept::AnyStack);
         ASSERT_EQ(reader.header().channels, 3);
-        ASSERT_EQ(reader.header().planes, 3);
+        ASSERT_EQ(reader.header().planes(), 3);
         std::vector<std::vector<float>> channels(3, std::vector<float>(41 * 35));
         for (int c = 0; c < 3; ++c) reader.ReadPlane(c, channels[static_cast<std::size_t>(c)].data(), 41);
         for (int c = 0; c < 3; ++c) {
@@ -215,7 +215,7 @@ TEST_F(RestorePicture, PngFilesAreReadAsTheyStand) {
     EXPECT_EQ(wide.samples, Restored(plane(0, 257), psf_, With("rltv")).samples);
     WritePngFile<std::uint8_t>(In("in.png"), 40, 30, 3, f);
     ASSERT_EQ(test::RunProgram(folder_.path(), words).exitCode, 0);
-    StackReader colours(In("out.tif"), Messages(true), Colour::Split);
+    StackReader colours(In("out.tif"), Messages(true), Accept::AnyStack);
     ASSERT_EQ(colours.header().channels, 3);
     std::vector<float> blue(40 * 30);
     colours.ReadPlane(2, blue.data(), 40);
@@ -280,7 +280,7 @@ TEST_F(RestorePicture, AStackPlaneByPlaneIsItsPicturesRestored) {
     for (const std::string& method : PictureMethodNames()) {
         SCOPED_TRACE(method);
         const Stack restored = Restored(stack, psf_, With(method, {"--per-plane"}));
-        ASSERT_EQ(restored.header.planes, 3);
+        ASSERT_EQ(restored.header.planes(), 3);
         EXPECT_NEAR(restored.header.voxel.z.value(), 0.3, 1e-9);
         EXPECT_TRUE(Says("method " + method + " plane by plane, ")) << said_.out;
         for (int k = 0; k < 3; ++k) {

@@ -75,17 +75,17 @@ TEST_F(PsfCommand, WritesACentredPsfOfSumOneWithItsPitches) {
         EXPECT_EQ(result.err, "");
         const Stack psf = Psf();
         const StackHeader& header = psf.header;
-        EXPECT_EQ(header.sampleType, "float32");
+        EXPECT_EQ(header.sampleType, SampleType::Float32);
         EXPECT_NEAR(header.voxel.x.value(), 0.13, 1e-9);
         EXPECT_NEAR(header.voxel.y.value(), 0.13, 1e-9);
         EXPECT_NEAR(header.voxel.z.value(), 0.3, 1e-9);
         EXPECT_NEAR(psf.Sum(), 1.0, 1e-5);
-        const float peak = psf.At(header.width / 2, header.height / 2, header.planes / 2);
+        const float peak = psf.At(header.width / 2, header.height / 2, header.planes() / 2);
         for (const float sample : psf.samples) EXPECT_LE(sample, peak);
     }
     EXPECT_EQ(Psf().header.width, 40);
     EXPECT_EQ(Psf().header.height, 31);
-    EXPECT_EQ(Psf().header.planes, 16);
+    EXPECT_EQ(Psf().header.planes(), 16);
 }
 
 TEST_F(PsfCommand, PrintsRecordExtentsAndWidths) {
@@ -157,7 +157,7 @@ TEST_F(PsfCommand, TakesSidesAndPitchesOfAStack) {
     const StackHeader header = Psf().header;
     EXPECT_EQ(header.width, 20);
     EXPECT_EQ(header.height, 18);
-    EXPECT_EQ(header.planes, 7);
+    EXPECT_EQ(header.planes(), 7);
     EXPECT_NEAR(header.voxel.x.value(), 0.11, 1e-9);
     EXPECT_NEAR(header.voxel.z.value(), 0.4, 1e-9);
     EXPECT_TRUE(Contains(result.out, "ImageJ metadata")) << result.out;
@@ -173,7 +173,7 @@ TEST_F(PsfCommand, WritesTheFocalPlaneAlone) {
     const ProgramResult result = Run(words);
     ASSERT_EQ(result.exitCode, 0) << result.err;
     const Stack plane = Psf();
-    ASSERT_EQ(plane.header.planes, 1);
+    ASSERT_EQ(plane.header.planes(), 1);
     EXPECT_FALSE(plane.header.voxel.z.has_value());
     EXPECT_FALSE(Contains(result.out, "half max in z")) << result.out;
     EXPECT_NEAR(plane.Sum(), 1.0, 1e-5);

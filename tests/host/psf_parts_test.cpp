@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "io/imagej_blocks.h"
 #include "io/imagej_info.h"
 #include "io/ome_metadata.h"
 #include "optics/computed_psf.h"
@@ -272,21 +273,21 @@ TEST(ImageJInfo, IsFoundInBothByteOrders) {
     constexpr bool kBig = std::endian::native == std::endian::big;
     for (const bool big : {false, true}) {
         const InfoBlocks blocks("NA = 1.4\n", big);
-        EXPECT_EQ(InfoFromBlocks(blocks.counts, blocks.bytes, big != kBig), "NA = 1.4\n");
+        EXPECT_EQ(ReadImageJBlocks(blocks.counts, blocks.bytes, big != kBig).info, "NA = 1.4\n");
     }
 }
 
 TEST(ImageJInfo, DamagedBlocksHoldNone) {
     InfoBlocks blocks("NA = 1.4\n", false);
     constexpr bool kBig = std::endian::native == std::endian::big;
-    EXPECT_EQ(InfoFromBlocks({}, {}, kBig), "");
-    EXPECT_EQ(InfoFromBlocks(blocks.counts, blocks.bytes, !kBig), "");
+    EXPECT_EQ(ReadImageJBlocks({}, {}, kBig).info, "");
+    EXPECT_EQ(ReadImageJBlocks(blocks.counts, blocks.bytes, !kBig).info, "");
     blocks.counts[2] += 2;
-    EXPECT_EQ(InfoFromBlocks(blocks.counts, blocks.bytes, kBig), "");
+    EXPECT_EQ(ReadImageJBlocks(blocks.counts, blocks.bytes, kBig).info, "");
     blocks.counts = {20};
-    EXPECT_EQ(InfoFromBlocks(blocks.counts, blocks.bytes, kBig), "");
+    EXPECT_EQ(ReadImageJBlocks(blocks.counts, blocks.bytes, kBig).info, "");
     blocks.counts = {4000000000U, 4, 4};
-    EXPECT_EQ(InfoFromBlocks(blocks.counts, blocks.bytes, kBig), "");
+    EXPECT_EQ(ReadImageJBlocks(blocks.counts, blocks.bytes, kBig).info, "");
 }
 
 TEST(ImageJInfo, TellsOpticsByKnownKeysOnly) {

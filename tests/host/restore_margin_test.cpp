@@ -25,7 +25,7 @@ constexpr int kNearBorder = 4;
 /// The largest difference of two stacks near the far border of an axis, clear of all other borders.
 double FarDifference(const Stack& a, const Stack& b, int axis) {
     double largest = 0.0;
-    const std::array<int, 3> side = {a.header.width, a.header.height, a.header.planes};
+    const std::array<int, 3> side = {a.header.width, a.header.height, a.header.planes()};
     const auto counts = [&](const std::array<int, 3>& at) {
         for (int n = 0; n < 3; ++n) {
             const auto m = static_cast<std::size_t>(n);

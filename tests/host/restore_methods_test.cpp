@@ -52,8 +52,8 @@ TEST_P(RestoreMethod, BringsTheErrorDownAndKeepsShapeVoxelAndFlux) {
     EXPECT_LT(Rmse(restored, object), 0.95 * Rmse(blurred, object));
     EXPECT_EQ(restored.header.width, 32);
     EXPECT_EQ(restored.header.height, 27);
-    EXPECT_EQ(restored.header.planes, 16);
-    EXPECT_EQ(restored.header.sampleType, "float32");
+    EXPECT_EQ(restored.header.planes(), 16);
+    EXPECT_EQ(restored.header.sampleType, SampleType::Float32);
     EXPECT_NEAR(restored.header.voxel.x.value_or(0), 0.1, 1e-9);
     EXPECT_NEAR(restored.header.voxel.y.value_or(0), 0.12, 1e-9);
     EXPECT_NEAR(restored.header.voxel.z.value_or(0), 0.3, 1e-9);
@@ -118,7 +118,7 @@ TEST_P(RestoreMethod, AnyShapeIsTaken) {
         const Stack restored = Restored(image, GaussianPsf(), Method());
         EXPECT_EQ(restored.header.width, width);
         EXPECT_EQ(restored.header.height, height);
-        EXPECT_EQ(restored.header.planes, planes);
+        EXPECT_EQ(restored.header.planes(), planes);
         EXPECT_TRUE(AllFinite(restored));
         EXPECT_GT(restored.Sum(), 0.0);
     }

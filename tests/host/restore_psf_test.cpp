@@ -35,7 +35,7 @@ Stack Placed(const Stack& psf, int x, int y, int z, int width, int height, int p
         const int b = j - y;
         const int c = k - z;
         const bool inside = a >= 0 && a < psf.header.width && b >= 0 && b < psf.header.height && c >= 0 &&
-                            c < psf.header.planes;
+                            c < psf.header.planes();
         return inside ? psf.At(a, b, c) : 0.0f;
     });
 }

@@ -39,7 +39,7 @@ TEST_P(RestoreStaged, ShapeVoxelAndFluxStay) {
     const Stack restored = Restored(blurred, GaussianPsf(), Method({"--regularization", "0"}));
     EXPECT_EQ(restored.header.width, 32);
     EXPECT_EQ(restored.header.height, 27);
-    EXPECT_EQ(restored.header.planes, 16);
+    EXPECT_EQ(restored.header.planes(), 16);
     EXPECT_NEAR(restored.header.voxel.z.value_or(0), 0.3, 1e-9);
     EXPECT_TRUE(AllFinite(restored));
     EXPECT_NEAR(restored.Sum() / blurred.Sum(), 1.0, 0.01);

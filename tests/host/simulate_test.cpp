@@ -57,7 +57,7 @@ TEST_F(Simulate, WritesThreeStacksOfOneVoxelSize) {
     const fs::path folder = In("made/on/the/way");
     for (const char* name : {"truth.tif", "blurred.tif", "psf.tif"}) {
         const StackHeader header = ReadStack(folder / name).header;
-        EXPECT_EQ(header.sampleType, "float32");
+        EXPECT_EQ(header.sampleType, SampleType::Float32);
         EXPECT_NEAR(header.voxel.x.value_or(0), 0.1, 1e-9);
         EXPECT_NEAR(header.voxel.y.value_or(0), 0.1, 1e-9);
         EXPECT_NEAR(header.voxel.z.value_or(0), 0.3, 1e-9);
@@ -65,7 +65,7 @@ TEST_F(Simulate, WritesThreeStacksOfOneVoxelSize) {
     const StackHeader header = ReadStack(folder / "blurred.tif").header;
     EXPECT_EQ(header.width, 128);
     EXPECT_EQ(header.height, 128);
-    EXPECT_EQ(header.planes, 64);
+    EXPECT_EQ(header.planes(), 64);
 }
 
 TEST_F(Simulate, OneSeedGivesOneStack) {
@@ -143,7 +143,7 @@ TEST_F(Simulate, GaussianIsCentredAndJustLargeEnough) {
     const Stack psf = ReadStack(In("a/psf.tif"));
     EXPECT_EQ(psf.header.width, 13);  // 4 sigmas of 1.5 samples to both sides
     EXPECT_EQ(psf.header.height, 9);
-    EXPECT_EQ(psf.header.planes, 1);
+    EXPECT_EQ(psf.header.planes(), 1);
     EXPECT_NEAR(psf.Sum(), 1.0, 1e-6);
     const float middle = psf.At(6, 4, 0);
     EXPECT_NEAR(psf.At(9, 4, 0) / middle, std::exp(-2.0), 1e-5);
@@ -163,7 +163,7 @@ TEST_F(Simulate, PsfFileIsCentredAtItsBrightestSample) {
     const Stack psf = ReadStack(In("a/psf.tif"));
     EXPECT_EQ(psf.header.width, 3);
     EXPECT_EQ(psf.header.height, 1);
-    EXPECT_EQ(psf.header.planes, 3);
+    EXPECT_EQ(psf.header.planes(), 3);
     EXPECT_FLOAT_EQ(psf.At(1, 0, 1), 0.75f);
     EXPECT_FLOAT_EQ(psf.At(0, 0, 2), 0.25f);
     EXPECT_NEAR(psf.header.voxel.z.value_or(0), 0.5, 1e-9);
@@ -209,7 +209,7 @@ TEST_F(Simulate, AnySizeFromEightOn) {
         const StackHeader header = ReadStack(In("a/blurred.tif")).header;
         EXPECT_EQ(std::to_string(header.width), size[0]);
         EXPECT_EQ(std::to_string(header.height), size[1]);
-        EXPECT_EQ(std::to_string(header.planes), size[2]);
+        EXPECT_EQ(std::to_string(header.planes()), size[2]);
     }
 }
 

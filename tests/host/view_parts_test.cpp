@@ -72,7 +72,7 @@ TEST(StackPicture, ContrastIsThatOfThePercentiles) {
     StackHeader header;
     header.width = 1000;
     header.height = 10;
-    header.planes = 1;
+    header.slices = 1;
     Projections projections(header);
     std::vector<float> plane(10000);
     for (std::size_t n = 0; n < plane.size(); ++n) plane[n] = static_cast<float>(n);

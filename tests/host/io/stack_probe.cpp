@@ -30,7 +30,7 @@ StackHeader ShapeFrom(const Words& words) {
     StackHeader header;
     header.width = std::stoi(words.at(2));
     header.height = std::stoi(words.at(3));
-    header.planes = std::stoi(words.at(4));
+    header.slices = std::stoi(words.at(4));
     return header;
 }
 
@@ -47,7 +47,7 @@ void Write(const Words& words) {
     header.voxel = {DistanceFrom(words.at(5)), DistanceFrom(words.at(6)), DistanceFrom(words.at(7))};
     StackWriter writer(words.at(1), header, false);
     std::vector<float> rows(static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.height));
-    for (int plane = 0; plane < header.planes; ++plane) {
+    for (int plane = 0; plane < header.planes(); ++plane) {
         for (std::size_t i = 0; i < rows.size(); ++i) {
             const auto x = i % static_cast<std::size_t>(header.width);
             const auto y = i / static_cast<std::size_t>(header.width);
@@ -62,7 +62,7 @@ void WriteSparse(const Words& words) {
     const StackHeader header = ShapeFrom(words);
     const std::string prologue = MakePrologue(header, ChooseForm(header));
     const std::uint64_t size =
-        prologue.size() + PlaneBytes(header) * static_cast<std::uint64_t>(header.planes);
+        prologue.size() + PlaneBytes(header) * static_cast<std::uint64_t>(header.planes());
     std::ofstream(words.at(1), std::ios::binary) << prologue;
     std::filesystem::resize_file(words.at(1), size);
     const std::vector<float> last{1, 2, 3, 4};
@@ -75,12 +75,12 @@ void Read(const Words& words) {
     const Messages messages;
     StackReader reader(words.at(1), messages);
     const StackHeader& header = reader.header();
-    std::cout << header.width << ' ' << header.height << ' ' << header.planes << ' ' << header.sampleType
+    std::cout << header.width << ' ' << header.height << ' ' << header.planes() << ' ' << NameOf(header.sampleType)
               << ' ' << Shown(header.voxel.x) << ' ' << Shown(header.voxel.y) << ' ' << Shown(header.voxel.z)
               << '\n';
     std::ofstream samples(words.at(2), std::ios::binary);
     std::vector<float> rows(static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.height));
-    for (int plane = 0; plane < header.planes; ++plane) {
+    for (int plane = 0; plane < header.planes(); ++plane) {
         reader.ReadPlane(plane, rows.data(), header.width);
         samples.write(reinterpret_cast<const char*>(rows.data()),
                       static_cast<std::streamsize>(rows.size() * sizeof(float)));
@@ -92,8 +92,8 @@ void ShowLast(const Words& words) {
     StackReader reader(words.at(1), messages);
     const StackHeader& header = reader.header();
     std::vector<float> rows(static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.height));
-    reader.ReadPlane(header.planes - 1, rows.data(), header.width);
-    std::cout << header.width << ' ' << header.height << ' ' << header.planes;
+    reader.ReadPlane(header.planes() - 1, rows.data(), header.width);
+    std::cout << header.width << ' ' << header.height << ' ' << header.planes();
     for (std::size_t i = rows.size() - 4; i < rows.size(); ++i) std::cout << ' ' << rows[i];
     std::cout << '\n';
 }

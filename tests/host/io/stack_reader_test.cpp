@@ -48,8 +48,8 @@ class Reading : public FolderTest {
         StackReader reader(path, messages_);
         ASSERT_EQ(reader.header().width, static_cast<int>(kWidth));
         ASSERT_EQ(reader.header().height, static_cast<int>(kHeight));
-        ASSERT_EQ(reader.header().planes, kPlanes);
-        EXPECT_EQ(reader.header().sampleType, type);
+        ASSERT_EQ(reader.header().planes(), kPlanes);
+        EXPECT_EQ(NameOf(reader.header().sampleType), type);
         constexpr std::ptrdiff_t kStride = kWidth + 5;
         for (const int plane : {2, 0, 1, 0}) {
             std::vector<float> rows(kStride * kHeight, -99.0F);
@@ -68,8 +68,8 @@ class Reading : public FolderTest {
         const StackHeader& header = reader.header();
         const auto planeSamples =
             static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.height);
-        std::vector<float> samples(planeSamples * static_cast<std::size_t>(header.planes));
-        for (int plane = 0; plane < header.planes; ++plane) {
+        std::vector<float> samples(planeSamples * static_cast<std::size_t>(header.planes()));
+        for (int plane = 0; plane < header.planes(); ++plane) {
             reader.ReadPlane(plane, samples.data() + planeSamples * static_cast<std::size_t>(plane),
                              header.width);
         }
@@ -172,7 +172,7 @@ TEST_F(Reading, Predictors) {
 TEST_F(Reading, OnePlaneIsAStackOfOne) {
     WriteTiff(File("plane.tif"), "wl", {SmallPage()});
     StackReader reader(File("plane.tif"), messages_);
-    EXPECT_EQ(reader.header().planes, 1);
+    EXPECT_EQ(reader.header().planes(), 1);
     EXPECT_EQ(reader.header().voxel.x, std::nullopt);
     EXPECT_EQ(reader.header().voxel.z, std::nullopt);
     std::vector<float> rows(20);
@@ -246,7 +246,7 @@ TEST_F(Reading, ImageJStackAboveItsFirstDirectory) {
         PatchTag(File("large.tif"), TIFFTAG_ROWSPERSTRIP, 4);
         PatchTag(File("large.tif"), TIFFTAG_STRIPBYTECOUNTS, 40);
         StackReader reader(File("large.tif"), messages_);
-        EXPECT_EQ(reader.header().planes, 3);
+        EXPECT_EQ(reader.header().planes(), 3);
         EXPECT_EQ(reader.header().height, 4);
         EXPECT_EQ(reader.header().voxel.x, 0.1);
         EXPECT_EQ(reader.header().voxel.z, 0.3);
@@ -263,7 +263,7 @@ TEST_F(Reading, ImageJCountThatIsNotTheFilesIsNoted) {
     WriteTiff(File("stack.tif"), "wl", {first, SmallPage(1), SmallPage(2)});
     int planes = 0;
     const std::string notes =
-        NotesOf([&] { planes = StackReader(File("stack.tif"), messages_).header().planes; });
+        NotesOf([&] { planes = StackReader(File("stack.tif"), messages_).header().planes(); });
     EXPECT_EQ(planes, 3);
     EXPECT_NE(notes.find("tell of 5 planes; the 3 pages"), std::string::npos) << notes;
 }
@@ -310,7 +310,7 @@ TEST_F(Reading, OmeOfAnotherImageIsIgnored) {
     StackHeader header;
     const std::string notes =
         NotesOf([&] { header = StackReader(File("crop.ome.tif"), messages_).header(); });
-    EXPECT_EQ(header.planes, 1);
+    EXPECT_EQ(header.planes(), 1);
     EXPECT_EQ(header.voxel.x, std::nullopt);
     EXPECT_NE(notes.find("another size"), std::string::npos) << notes;
 }

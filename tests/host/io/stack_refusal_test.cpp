@@ -26,7 +26,7 @@ class Refusing : public FolderTest {
             const StackHeader& header = reader.header();
             std::vector<float> rows(static_cast<std::size_t>(header.width) *
                                     static_cast<std::size_t>(header.height));
-            for (int plane = 0; plane < header.planes; ++plane) {
+            for (int plane = 0; plane < header.planes(); ++plane) {
                 reader.ReadPlane(plane, rows.data(), header.width);
             }
         });
@@ -326,7 +326,7 @@ TEST_F(Refusing, DamagedBytesNeverDoHarm) {
                     static_cast<std::uint64_t>(header.width) * static_cast<std::uint64_t>(header.height);
                 if (samples > 1000000) continue;
                 std::vector<float> rows(samples);
-                for (int plane = 0; plane < header.planes; ++plane) {
+                for (int plane = 0; plane < header.planes(); ++plane) {
                     reader.ReadPlane(plane, rows.data(), header.width);
                 }
             } catch (const UserError& refusal) {

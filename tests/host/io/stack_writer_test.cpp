@@ -25,7 +25,7 @@ StackHeader Shape(int width, int height, int planes) {
     StackHeader header;
     header.width = width;
     header.height = height;
-    header.planes = planes;
+    header.slices = planes;
     return header;
 }
 
@@ -47,7 +47,7 @@ class Writing : public FolderTest {
     static void WriteStack(const std::filesystem::path& path, const StackHeader& header,
                            std::ptrdiff_t stride) {
         StackWriter writer(path, header, false);
-        for (int plane = 0; plane < header.planes; ++plane) {
+        for (int plane = 0; plane < header.planes(); ++plane) {
             writer.WritePlane(PlaneRows(header, plane, stride).data(), stride);
         }
         writer.Commit();
@@ -57,13 +57,13 @@ class Writing : public FolderTest {
         StackReader reader(File("out.tif"), messages_);
         EXPECT_EQ(reader.header().width, header.width);
         EXPECT_EQ(reader.header().height, header.height);
-        EXPECT_EQ(reader.header().planes, header.planes);
-        EXPECT_EQ(reader.header().sampleType, "float32");
+        EXPECT_EQ(reader.header().planes(), header.planes());
+        EXPECT_EQ(reader.header().sampleType, SampleType::Float32);
         EXPECT_EQ(reader.header().voxel.x, header.voxel.x);
         EXPECT_EQ(reader.header().voxel.y, header.voxel.y);
         EXPECT_EQ(reader.header().voxel.z, header.voxel.z);
         std::vector<float> rows(static_cast<std::size_t>(header.width * header.height));
-        for (int plane = 0; plane < header.planes; ++plane) {
+        for (int plane = 0; plane < header.planes(); ++plane) {
             reader.ReadPlane(plane, rows.data(), header.width);
             EXPECT_EQ(rows, PlaneRows(header, plane, header.width));
         }
@@ -135,7 +135,7 @@ TEST_F(Writing, LibtiffHasNothingToComplainOf) {
         std::vector<float> samples(16);
         EXPECT_EQ(TIFFReadEncodedStrip(tiff, 0, samples.data(), 64), 64);
         TIFFClose(tiff);
-        EXPECT_EQ(StackReader(File("form.tif"), messages_).header().planes, 3);
+        EXPECT_EQ(StackReader(File("form.tif"), messages_).header().planes(), 3);
     }
     TIFFSetWarningHandler(warnings);
     TIFFSetErrorHandler(errors);
@@ -202,7 +202,7 @@ TEST_F(Writing, FileSizeLimitIsFoundBeforeTheWork) {
     const std::string line = RefusalOf(File("out.tif"), [&] {
         const StackHeader header = Shape(100, 100, 10);
         StackWriter writer(File("out.tif"), header, false);
-        for (int plane = 0; plane < header.planes; ++plane) {
+        for (int plane = 0; plane < header.planes(); ++plane) {
             writer.WritePlane(PlaneRows(header, plane, 100).data(), 100);
         }
     });

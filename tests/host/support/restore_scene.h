@@ -40,17 +40,17 @@ inline Stack Blurred(const Stack& object, const Stack& psf) {
     const StackHeader& p = psf.header;
     const double sum = psf.Sum();
     return MakeStack(
-        o.width, o.height, o.planes,
+        o.width, o.height, o.planes(),
         [&](int i, int j, int k) {
             double light = 0.0;
-            for (int c = std::max(0, k + p.planes / 2 - o.planes + 1);
-                 c <= std::min(p.planes - 1, k + p.planes / 2); ++c) {
+            for (int c = std::max(0, k + p.planes() / 2 - o.planes() + 1);
+                 c <= std::min(p.planes() - 1, k + p.planes() / 2); ++c) {
                 for (int b = std::max(0, j + p.height / 2 - o.height + 1);
                      b <= std::min(p.height - 1, j + p.height / 2); ++b) {
                     for (int a = std::max(0, i + p.width / 2 - o.width + 1);
                          a <= std::min(p.width - 1, i + p.width / 2); ++a) {
                         light += double{psf.At(a, b, c)} *
-                                 object.At(i + p.width / 2 - a, j + p.height / 2 - b, k + p.planes / 2 - c);
+                                 object.At(i + p.width / 2 - a, j + p.height / 2 - b, k + p.planes() / 2 - c);
                     }
                 }
             }

@@ -38,7 +38,7 @@ Stack MakeStack(int width, int height, int planes, F f, const VoxelSize& voxel =
     Stack stack;
     stack.header.width = width;
     stack.header.height = height;
-    stack.header.planes = planes;
+    stack.header.slices = planes;
     stack.header.voxel = voxel;
     for (int k = 0; k < planes; ++k) {
         for (int j = 0; j < height; ++j) {
@@ -51,7 +51,7 @@ Stack MakeStack(int width, int height, int planes, F f, const VoxelSize& voxel =
 inline void WriteStack(const std::filesystem::path& path, const Stack& stack) {
     StackWriter writer(path, stack.header, true);
     const std::ptrdiff_t plane = std::ptrdiff_t{stack.header.width} * stack.header.height;
-    for (int k = 0; k < stack.header.planes; ++k) {
+    for (int k = 0; k < stack.header.planes(); ++k) {
         writer.WritePlane(stack.samples.data() + k * plane, stack.header.width);
     }
     writer.Commit();
@@ -59,11 +59,11 @@ inline void WriteStack(const std::filesystem::path& path, const Stack& stack) {
 
 inline Stack ReadStack(const std::filesystem::path& path) {
     StackReader reader(path, Messages(true));
-    Stack stack = MakeStack(reader.header().width, reader.header().height, reader.header().planes,
+    Stack stack = MakeStack(reader.header().width, reader.header().height, reader.header().planes(),
                             [](int, int, int) { return 0.0f; });
     stack.header = reader.header();
     const std::ptrdiff_t plane = std::ptrdiff_t{stack.header.width} * stack.header.height;
-    for (int k = 0; k < stack.header.planes; ++k) {
+    for (int k = 0; k < stack.header.planes(); ++k) {
         reader.ReadPlane(k, stack.samples.data() + k * plane, stack.header.width);
     }
     return stack;
