@@ -12,7 +12,6 @@
 #include "report/output_file.h"
 #include "restoration/method_choice.h"
 #include "restoration/picture_job.h"
-#include "restoration/restoration_record.h"
 #include "restoration/stack_volume.h"
 #include "restoration/volume_restoration.h"
 
@@ -92,7 +91,7 @@ void PrintSummary(const RestoreJob& job, const Method& method, const Restoration
     }
 }
 
-void RunVolumeJob(const RestoreJob& job, const Method& method, const Messages& messages) {
+RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, const Messages& messages) {
     const auto start = std::chrono::steady_clock::now();
     CheckSettings(method, job.settings);
     CheckOutputFile(job.output, job.overwrite, {job.image, job.psf.file, job.truth, job.resume});
@@ -112,6 +111,7 @@ void RunVolumeJob(const RestoreJob& job, const Method& method, const Messages& m
     restoration.CommitRefinedPsf();
     record.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (!messages.quiet()) PrintSummary(job, method, record);
+    return record;
 }
 
 /// Narrows a name that means a method for volumes and one for pictures to that of this image.
@@ -133,13 +133,10 @@ MethodChoice MethodsForImage(const RestoreJob& job) {
 
 }  // namespace
 
-void RunRestoreJob(const RestoreJob& job, const Messages& messages) {
+RestorationRecord RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const MethodChoice methods = MethodsForImage(job);
-    if (methods.picture != nullptr) {
-        RunPictureJob(job, *methods.picture, messages);
-    } else {
-        RunVolumeJob(job, *methods.volume, messages);
-    }
+    if (methods.picture != nullptr) return RunPictureJob(job, *methods.picture, messages);
+    return RunVolumeJob(job, *methods.volume, messages);
 }
 
 }  // namespace rydecon

@@ -10,6 +10,7 @@
 #include "report/messages.h"
 #include "restoration/method.h"
 #include "restoration/psf_choice.h"
+#include "restoration/restoration_record.h"
 #include "restoration/tile_plan.h"
 
 namespace rydecon {
@@ -31,9 +32,9 @@ struct RestoreJob {
 };
 
 /// Runs the job with the method of its name, for pictures where the image has one plane and there is such a
-/// method, or where it is taken plane by plane; the output appears whole or not at all. Throws UserError, with ExitCode::Stopped after
-/// Ctrl-C. Peak memory: the padded image, the padded PSF, the core's buffers, and what
-/// MakePsfSource takes.
-void RunRestoreJob(const RestoreJob& job, const Messages& messages);
+/// method, or where it is taken plane by plane; the output appears whole or not at all. Returns what there is
+/// to tell of it. Throws UserError, with ExitCode::Stopped after Ctrl-C. Peak memory: the padded image, the
+/// padded PSF, the core's buffers, and what MakePsfSource takes.
+RestorationRecord RunRestoreJob(const RestoreJob& job, const Messages& messages);
 
 }  // namespace rydecon

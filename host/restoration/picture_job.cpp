@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <limits>
+#include <numeric>
 #include <vector>
 
 #include "io/file_error.h"
@@ -98,8 +99,9 @@ class PictureRestoration {
             std::min<unsigned long long>(polls, std::numeric_limits<unsigned>::max()));
     }
 
-    /// UserError where memory does not suffice, after Ctrl-C, and for a result that is not finite.
-    void Restore(std::vector<float>& from, std::vector<float>& to, PollRelay& relay) {
+    /// UserError where memory does not suffice, after Ctrl-C, and for a result that is not finite. Notes how
+    /// many iterations it took, why they ended, and the PSF.
+    void Restore(std::vector<float>& from, std::vector<float>& to, PollRelay& relay, VolumeRecord& record) {
         PictureCall call = {BufferOf(to),
                             BufferOf(from),
                             psf_,
@@ -123,7 +125,13 @@ class PictureRestoration {
                 "the restoration ran out of the range of numbers and gave NaN or infinite samples; scale the "
                 "image down or choose other settings");
         }
-        account_.total += (relay.polls - before) / method_.polls;
+        const unsigned long long rounds = (relay.polls - before) / method_.polls;
+        account_.total += rounds;
+        record.iterations = static_cast<unsigned>(rounds);
+        record.limit = iterations() * tiles_.count();
+        record.end = record.iterations == record.limit ? EndOfRun::Limit : EndOfRun::StopTest;
+        record.psf = psf_.name;
+        record.optics = psf_.optics;
         account_.most = std::max(account_.most, method_.endsByItself ? call.range.uiMax : iterations());
     }
 
@@ -159,6 +167,14 @@ void CutNegative(std::vector<float>& plane) {
     for (float& sample : plane) sample = std::max(sample, 0.0f);
 }
 
+double SumOf(const std::vector<float>& plane) {
+    return std::accumulate(plane.begin(), plane.end(), 0.0);
+}
+
+double SecondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
 void RequirePlanes(const RestoreJob& job, const StackHeader& header) {
     if (SlicesOf(header) == 1 || job.perPlane) return;
     throw UserError("--method " + job.method + " restores pictures, and " + Quoted(job.image) +
@@ -166,9 +182,26 @@ void RequirePlanes(const RestoreJob& job, const StackHeader& header) {
                     " planes; add --per-plane, or choose a method for stacks");
 }
 
+/// Restores one plane, whose negative samples it sets to 0; all of the record but shape and times of files.
+VolumeRecord RestorePlane(PictureRestoration& restoration, std::vector<float>& plane,
+                          std::vector<float>& restored, PollRelay& relay) {
+    VolumeRecord record;
+    record.before.Add(plane.data(), plane.size());
+    record.negativeCut = record.before.negative;
+    CutNegative(plane);
+    record.fluxIn = SumOf(plane);
+    const auto start = std::chrono::steady_clock::now();
+    restoration.Restore(plane, restored, relay, record);
+    record.coreSeconds = SecondsSince(start);
+    record.fluxOut = SumOf(restored);
+    record.after.Add(restored.data(), restored.size());
+    return record;
+}
+
 }  // namespace
 
-void RunPictureJob(const RestoreJob& job, const PictureMethod& method, const Messages& messages) {
+RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& method,
+                                const Messages& messages) {
     const auto start = std::chrono::steady_clock::now();
     CheckSettings(method, job.settings);
     CheckOutputFile(job.output, job.overwrite, {job.image, job.psf.file});
@@ -188,24 +221,31 @@ void RunPictureJob(const RestoreJob& job, const PictureMethod& method, const Mes
     std::vector<float> restored(plane.size());
     NoteNegative(ScanPlanes(reader, job.image, plane), job.image, messages);
     PollRelay relay{ProgressBar(restoration.Polls(shape.z), "restoring", messages)};
+    RestorationRecord all{header, {}, tiles};
     for (int k = 0; k < shape.z; ++k) {
         LeaveIfStopRequested();
+        const auto startOfReading = std::chrono::steady_clock::now();
         reader.ReadPlane(k, plane.data(), shape.x);
-        CutNegative(plane);
-        restoration.Restore(plane, restored, relay);
+        const double readSeconds = SecondsSince(startOfReading);
+        VolumeRecord& record = all.volumes.emplace_back(RestorePlane(restoration, plane, restored, relay));
+        const auto startOfWriting = std::chrono::steady_clock::now();
         writer.WritePlane(restored.data(), shape.x);
+        record.writeSeconds = SecondsSince(startOfWriting);
+        record.readSeconds = readSeconds;
+        record.shape = {shape.x, shape.y, 1};
     }
     relay.bar.Finish();
     writer.Commit();
 
-    if (messages.quiet()) return;
-    const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+    all.seconds = SecondsSince(start);
+    if (messages.quiet()) return all;
     std::printf("%s: %s samples, method %s%s%s, %.2f s\n", job.output.string().c_str(),
                 ToString(shape).c_str(), job.method.c_str(),
                 header.channels > 1 ? " channel by channel"
                 : shape.z > 1       ? " plane by plane"
                                     : "",
-                restoration.EndOfRun(shape.z).c_str(), elapsed.count());
+                restoration.EndOfRun(shape.z).c_str(), all.seconds);
+    return all;
 }
 
 }  // namespace rydecon

@@ -8,8 +8,8 @@
 
 namespace rydecon {
 
-/// Runs the job; the output appears whole or not at all. Throws UserError, with ExitCode::Stopped after
+/// Runs the job; the output appears whole or not at all. Returns what there is to tell of it. Throws UserError, with ExitCode::Stopped after
 /// Ctrl-C. Peak memory: two pictures, the PSF, and the method's buffers for one tile.
-void RunPictureJob(const RestoreJob& job, const PictureMethod& method, const Messages& messages);
+RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& method, const Messages& messages);
 
 }  // namespace rydecon

@@ -5,9 +5,11 @@
 
 #include <gnr_deconvolution/deconvolution_2d.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "optics/optics.h"
 #include "restoration/method.h"
 #include "restoration/tile_plan.h"
 
@@ -17,6 +19,8 @@ namespace rydecon {
 struct SquarePsf {
     unsigned side = 0;
     std::vector<float> samples;
+    std::string name{};              ///< the file in quotes, or "the computed PSF"
+    std::optional<Optics> optics{};  ///< of a computed one
 };
 
 /// What one call on one picture is made of.

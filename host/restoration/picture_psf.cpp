@@ -57,7 +57,10 @@ SquarePsf MakeSquarePsf(const PsfChoice& choice, const std::filesystem::path& im
     }
     const PaddedVolume wrapped({side, side, 1});
     source.LayOut(wrapped);
-    return Centred(wrapped, side);
+    SquarePsf psf = Centred(wrapped, side);
+    psf.name = source.name();
+    psf.optics = source.optics();
+    return psf;
 }
 
 }  // namespace rydecon

@@ -10,6 +10,7 @@
 #include "io/stack_header.h"
 #include "optics/optics.h"
 #include "restoration/stack_volume.h"
+#include "restoration/tile_plan.h"
 #include "volume/padded_volume.h"
 
 namespace rydecon {
@@ -21,16 +22,23 @@ enum class EndOfRun {
     StopTest,  ///< by the method's own rule
 };
 
-/// One restored volume.
+/// One restored volume, or one picture.
 struct VolumeRecord {
     Extent shape;
-    Extent frame;             ///< the padded volume that it was restored in
-    unsigned iterations = 0;  ///< for a blind method its sweeps of image and PSF
+    Extent
+        frame;  ///< the padded volume that it was restored in; of a picture, which has frames by tile, empty
+    unsigned iterations = 0;  ///< for a blind method its sweeps of image and PSF; for a picture of all tiles
+    unsigned limit = 0;       ///< what iterations ends at
     EndOfRun end = EndOfRun::Direct;
     SampleRange before;            ///< of the samples as read
+    SampleRange after;             ///< of the restored samples
+    long long negativeCut = 0;     ///< negative samples that were set to 0 before the method began
+    long long clipped = 0;         ///< restored samples that the type of the file could not hold
     double fluxIn = 0.0;           ///< sum of the samples that the method began from
     double fluxOut = 0.0;          ///< sum of the restored samples
+    double readSeconds = 0.0;      ///< spent on reading and padding
     double coreSeconds = 0.0;      ///< spent in the library
+    double writeSeconds = 0.0;     ///< spent on writing
     std::string psf;               ///< the file in quotes, or "the computed PSF"
     std::optional<Optics> optics;  ///< of a computed PSF, each value with its source
     std::string psfWidths;         ///< of a method that refines the PSF: how its widths changed
@@ -40,7 +48,8 @@ struct VolumeRecord {
 struct RestorationRecord {
     StackHeader header;
     std::vector<VolumeRecord> volumes;
-    double seconds = 0.0;  ///< from the first byte read to the output in its place
+    std::optional<TileGrid> tiles;  ///< of pictures
+    double seconds = 0.0;           ///< from the first byte read to the output in its place
 };
 
 }  // namespace rydecon

@@ -76,6 +76,18 @@ double SumOf(const PaddedVolume& volume, const Extent& shape) {
     return sum;
 }
 
+SampleRange RangeOf(const PaddedVolume& volume, const Extent& shape) {
+    SampleRange range;
+    for (int k = 0; k < shape.z; ++k) {
+        for (int j = 0; j < shape.y; ++j) range.Add(volume.Row(j, k), static_cast<std::size_t>(shape.x));
+    }
+    return range;
+}
+
+double SecondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
 /// The checkpoint that the job begins from, if it does.
 std::unique_ptr<Checkpoint> OpenCheckpoint(const RestoreJob& job, const PreparedMethod& method) {
     if (job.resume.empty()) return nullptr;
@@ -156,7 +168,7 @@ Extent SidesOfRefinedPsf(const Extent& psf, const Extent& frame) {
 /// What the run came to, from the units of work that it reported.
 void NoteEnd(const Method& method, const PreparedMethod& prepared, unsigned units, VolumeRecord& record) {
     if (!method.iterative()) return;
-    const unsigned limit = prepared.params->uiIterations;
+    const unsigned limit = record.limit = prepared.params->uiIterations;
     record.iterations = method.refinesPsf ? limit : units;
     record.end = record.iterations == limit ? EndOfRun::Limit : EndOfRun::StopTest;
 }
@@ -201,9 +213,12 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
     OpenRefinedPsf(frame);
 
     const PaddedVolume image(frame);
+    const auto startOfReading = std::chrono::steady_clock::now();
     record.before = LoadImage(from, job_, method_, image, messages_);
+    record.negativeCut = method_.liftsNegative ? 0 : record.before.negative;
     record.fluxIn = SumOf(image, shape);
     FillMargin(image, shape);
+    record.readSeconds = SecondsSince(startOfReading);
     if (truth != nullptr) {
         if (job_.method == "accelerated") truth->set_pedestal(PedestalOfAccelerated(image));
         prepared.params->pfReference = truth->volume();
@@ -219,11 +234,14 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
     const PsfWidths widthsBefore = method_.refinesPsf ? WidthsOfWrapped(psf) : PsfWidths{};
     const auto start = std::chrono::steady_clock::now();
     const unsigned units = RunCore(prepared, image, psf, shape, parked.get(), messages_);
-    record.coreSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    record.coreSeconds = SecondsSince(start);
     NoteEnd(method_, prepared, units, record);
 
     record.fluxOut = CheckResult(image, shape);
+    record.after = RangeOf(image, shape);
+    const auto startOfWriting = std::chrono::steady_clock::now();
     WritePlanes(image, shape, to);
+    record.writeSeconds = SecondsSince(startOfWriting);
     if (refinedPsf_) refinedPsf_->Write(psf);
     if (method_.refinesPsf) {
         record.psfWidths = WidthChange(widthsBefore, WidthsOfWrapped(psf), psfSides, voxel_);
