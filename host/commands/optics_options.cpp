@@ -5,6 +5,7 @@
 
 #include "io/length_unit.h"
 #include "optics/units.h"
+#include "report/user_error.h"
 
 namespace rydecon {
 
@@ -21,13 +22,38 @@ std::string CheckNumber(const std::string& text) {
     return "a number is needed, not '" + text + "'";
 }
 
+bool IsWavelength(const QuantityTraits& traits) {
+    return traits.quantity == Quantity::Emission || traits.quantity == Quantity::Excitation;
+}
+
+/// The members of "461nm,520nm"; one empty text for an empty one.
+std::vector<std::string> Members(const std::string& list) {
+    std::vector<std::string> members;
+    std::size_t from = 0;
+    for (std::size_t comma = list.find(','); comma != std::string::npos; comma = list.find(',', from)) {
+        members.push_back(list.substr(from, comma - from));
+        from = comma + 1;
+    }
+    members.push_back(list.substr(from));
+    return members;
+}
+
+std::string CheckLengths(const std::string& text) {
+    for (const std::string& member : Members(text)) {
+        const std::string complaint = CheckLength(member);
+        if (!complaint.empty()) return complaint;
+    }
+    return {};
+}
+
 double ParsedNumber(const QuantityTraits& traits, const std::string& text) {
     return traits.isLength ? ParseLength(text).value() : ParseNumber(text).value();
 }
 
 }  // namespace
 
-std::vector<CLI::Option*> AddOpticsOptions(CLI::App& command, OpticsOptions& options) {
+std::vector<CLI::Option*> AddOpticsOptions(CLI::App& command, OpticsOptions& options,
+                                           Wavelengths wavelengths) {
     constexpr const char* kGroup = "Optics (lengths in um, or with a unit: 461nm)";
     std::vector<CLI::Option*> added;
     std::string modalities = "What kind of microscope.";
@@ -38,8 +64,9 @@ std::vector<CLI::Option*> AddOpticsOptions(CLI::App& command, OpticsOptions& opt
     for (const QuantityTraits& traits : kQuantityTraits) {
         CLI::Option* const option = command.add_option(
             traits.option, options.numbers[static_cast<std::size_t>(traits.quantity)], traits.help);
-        option->type_name(traits.isLength ? "LENGTH" : "X")->group(kGroup);
-        option->check(CLI::Validator(traits.isLength ? CheckLength : CheckNumber, ""));
+        const bool list = wavelengths == Wavelengths::ByChannel && IsWavelength(traits);
+        option->type_name(list ? "LENGTH[,...]" : traits.isLength ? "LENGTH" : "X")->group(kGroup);
+        option->check(CLI::Validator(list ? CheckLengths : traits.isLength ? CheckLength : CheckNumber, ""));
         const bool voxel = traits.quantity == Quantity::Pixel || traits.quantity == Quantity::ZStep;
         if (!voxel) added.push_back(option);
     }
@@ -67,6 +94,30 @@ Optics OpticsFrom(const OpticsOptions& options) {
         const std::string& text = options.numbers[static_cast<std::size_t>(traits.quantity)];
         if (text.empty()) continue;
         optics[traits.quantity] = {ParsedNumber(traits, text), Origin::Option, traits.option};
+    }
+    return optics;
+}
+
+std::vector<Optics> OpticsByChannel(const OpticsOptions& options) {
+    std::size_t channels = 1;
+    for (const QuantityTraits& traits : kQuantityTraits) {
+        if (!IsWavelength(traits)) continue;
+        const std::size_t given = Members(options.numbers[static_cast<std::size_t>(traits.quantity)]).size();
+        if (given == 1 || given == channels) continue;
+        if (channels > 1) {
+            throw UserError("--emission and --excitation tell of different numbers of channels",
+                            ExitCode::Usage);
+        }
+        channels = given;
+    }
+    std::vector<Optics> optics;
+    for (std::size_t c = 0; c < channels; ++c) {
+        OpticsOptions own = options;
+        for (std::string& number : own.numbers) {
+            const std::vector<std::string> members = Members(number);
+            if (members.size() > 1) number = members[c];
+        }
+        optics.push_back(OpticsFrom(own));
     }
     return optics;
 }

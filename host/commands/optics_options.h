@@ -21,11 +21,19 @@ struct OpticsOptions {
     bool invertZ = false;
 };
 
+/// Whether wavelengths may be lists, one for each channel: "461nm,520nm".
+enum class Wavelengths { One, ByChannel };
+
 /// Adds them; `options` outlives the parsing. Returns those that say nothing but how to compute a PSF: all but
 /// --pixel and --z-step.
-std::vector<CLI::Option*> AddOpticsOptions(CLI::App& command, OpticsOptions& options);
+std::vector<CLI::Option*> AddOpticsOptions(CLI::App& command, OpticsOptions& options,
+                                           Wavelengths wavelengths = Wavelengths::One);
 
 /// What the command line tells. UserError (usage) for names that do not exist.
 Optics OpticsFrom(const OpticsOptions& options);
+
+/// Likewise for each channel; one alone where no wavelength is a list. UserError (usage) for lists of different
+/// lengths.
+std::vector<Optics> OpticsByChannel(const OpticsOptions& options);
 
 }  // namespace rydecon

@@ -34,6 +34,29 @@ const std::vector<std::string> kMethodOptions = {
     "--checkpoint",   "--checkpoint-every", "--resume",     "--tiles",
     "--per-plane"};
 
+const std::map<std::string, SampleType> kSampleTypes = {
+    {"float32", SampleType::Float32}, {"u16", SampleType::UInt16}, {"u8", SampleType::UInt8}};
+
+/// What differs from channel to channel, and which of them to take, as given.
+struct Selection {
+    std::vector<std::filesystem::path> psfs;
+    std::string channels;
+    std::string times;
+};
+
+/// One PSF, or one for each channel.
+void TakeSelection(const Selection& selection, const OpticsOptions& optics, RestoreJob& job) {
+    if (!selection.channels.empty()) job.channels = ParseNumbers("--channels", selection.channels);
+    if (!selection.times.empty()) job.times = ParseNumbers("--times", selection.times);
+    std::vector<PsfChoice> psfs;
+    for (const std::filesystem::path& file : selection.psfs) psfs.push_back({file, OpticsFrom(optics)});
+    if (psfs.empty()) {
+        for (Optics& own : OpticsByChannel(optics)) psfs.push_back({{}, std::move(own)});
+    }
+    job.psf = psfs.front();
+    if (psfs.size() > 1) job.channelPsfs = std::move(psfs);
+}
+
 /// Which of the options that not every method reads stand on the command line.
 std::vector<std::string> GivenOptions(const CLI::App& command) {
     std::vector<std::string> given;
@@ -51,6 +74,7 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     command->footer(kDetails + app.get_footer());
     auto job = std::make_shared<RestoreJob>();
     auto optics = std::make_shared<OpticsOptions>();
+    auto selection = std::make_shared<Selection>();
     auto tiles = std::make_shared<std::optional<std::string>>();
     job->method = Methods().front().name;
     MethodSettings& settings = job->settings;
@@ -65,15 +89,28 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     command->add_option("image", job->image, "The blurred stack, a TIFF file")
         ->required()
         ->type_name("IN.tif");
-    CLI::Option* const psf =
-        command
-            ->add_option(
-                "--psf", job->psf.file,
-                "The point spread function, a TIFF file; without it the PSF is computed from the optics")
-            ->type_name("PSF.tif");
-    command->add_option("-o,--output", job->output, "Where to write the restored stack (float32 TIFF)")
+    CLI::Option* const psf = command
+                                 ->add_option("--psf", selection->psfs,
+                                              "The point spread function, a TIFF file; once, or once for "
+                                              "each channel; without it the PSF is "
+                                              "computed from the optics")
+                                 ->type_name("PSF.tif")
+                                 ->allow_extra_args(false);
+    command->add_option("--channels", selection->channels, "Restores these channels only: 1,3-4")
+        ->type_name("LIST");
+    command->add_option("--times", selection->times, "Restores these time points only: 1,5-10")
+        ->type_name("LIST");
+    command
+        ->add_option("-o,--output", job->output,
+                     "Where to write the restored stack: TIFF, OME-TIFF where it ends in .ome.tif")
         ->required()
         ->type_name("OUT.tif");
+    command
+        ->add_option("--dtype", job->sampleType,
+                     "Samples of the output; integers are rounded to the nearest, never stretched")
+        ->transform(CLI::CheckedTransformer(kSampleTypes))
+        ->default_str("float32")
+        ->option_text("float32|u16|u8");
     command->add_flag("--overwrite", job->overwrite, "Replace an existing output");
     command->add_option("--method", job->method, methods + pictures)
         ->capture_default_str()
@@ -145,12 +182,13 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
         ->type_name("auto|XxY");
     command->add_flag("--per-plane", job->perPlane, "Restores each plane of a stack as a picture of its own");
 
-    for (CLI::Option* const option : AddOpticsOptions(*command, *optics)) psf->excludes(option);
+    for (CLI::Option* const option : AddOpticsOptions(*command, *optics, Wavelengths::ByChannel))
+        psf->excludes(option);
 
-    command->callback([job, optics, tiles, command, &context] {
+    command->callback([job, optics, selection, tiles, command, &context] {
         job->given = GivenOptions(*command);
         if (*tiles) job->tiles = ParseTiles(**tiles);
-        job->psf.optics = OpticsFrom(*optics);
+        TakeSelection(*selection, *optics, *job);
         RunRestoreJob(*job, context.messages);
     });
 }

@@ -3,7 +3,9 @@
 
 #include <chrono>
 #include <cstdio>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "io/file_error.h"
 #include "io/stack_reader.h"
@@ -30,7 +32,7 @@ void CheckCheckpointFile(const RestoreJob& job) {
         throw WriteError(job.checkpoint, "it is the output of this command; give another name");
     }
     const bool goesOn = std::filesystem::equivalent(job.checkpoint, job.resume, ignored);
-    CheckOutputFile(job.checkpoint, job.overwrite || goesOn, {job.image, job.psf.file, job.truth});
+    CheckOutputFile(job.checkpoint, job.overwrite || goesOn, InputsOf(job));
     const TemporaryFile probe(job.checkpoint, true);
 }
 
@@ -47,30 +49,19 @@ void CheckPsfOutput(const RestoreJob& job) {
     CheckOutputFile(job.psfOutput, job.overwrite, {job.image, job.psf.file, job.truth});
 }
 
-/// A stack file as the planes of one volume.
-class StackPlanes final : public PlaneSource {
+/// Where the planes of one volume go in the file.
+class WrittenVolume final : public PlaneSink {
   public:
-    explicit StackPlanes(StackReader& reader) : reader_(reader) {}
+    WrittenVolume(StackWriter& writer, int c, int t) : writer_(writer), c_(c), t_(t) {}
 
-    Extent shape() const override { return ShapeOf(reader_.header()); }
-    void ReadPlane(int k, float* rows, std::ptrdiff_t rowStride) override {
-        reader_.ReadPlane(k, rows, rowStride);
-    }
-
-  private:
-    StackReader& reader_;
-};
-
-class WrittenPlanes final : public PlaneSink {
-  public:
-    explicit WrittenPlanes(StackWriter& writer) : writer_(writer) {}
-
-    void WritePlane(int /*k*/, const float* rows, std::ptrdiff_t rowStride) override {
-        writer_.WritePlane(rows, rowStride);
+    void WritePlane(int k, const float* rows, std::ptrdiff_t rowStride) override {
+        writer_.WritePlane(PlaneIndex{k, c_, t_}, rows, rowStride);
     }
 
   private:
     StackWriter& writer_;
+    int c_;
+    int t_;
 };
 
 /// ", 12 iterations (the limit)"; empty for a direct method.
@@ -81,34 +72,78 @@ std::string EndText(const Method& method, const VolumeRecord& volume) {
            (volume.end == EndOfRun::Limit ? "the limit" : "ended by its stop test") + ")";
 }
 
-void PrintSummary(const RestoreJob& job, const Method& method, const RestorationRecord& record) {
-    const VolumeRecord& volume = record.volumes.front();
-    std::printf("%s: %s samples, method %s%s, padded to %s, %.2f s\n", job.output.string().c_str(),
-                ToString(volume.shape).c_str(), job.method.c_str(), EndText(method, volume).c_str(),
-                ToString(volume.frame).c_str(), record.seconds);
+void PrintVolume(const RestoreJob& job, const Method& method, const VolumeRecord& volume, double seconds) {
+    const std::string name = volume.name.empty() ? "" : " of " + volume.name;
+    std::printf("%s: %s samples%s, method %s%s, padded to %s, %.2f s\n", job.output.string().c_str(),
+                ToString(volume.shape).c_str(), name.c_str(), job.method.c_str(),
+                EndText(method, volume).c_str(), ToString(volume.frame).c_str(), seconds);
     if (method.refinesPsf) {
         std::printf("width of the PSF at half maximum: %s\n", volume.psfWidths.c_str());
+    }
+}
+
+void PrintSummary(const RestoreJob& job, const Method& method, const RestorationRecord& record) {
+    if (record.volumes.size() == 1) {
+        PrintVolume(job, method, record.volumes.front(), record.seconds);
+        return;
+    }
+    for (const VolumeRecord& volume : record.volumes) {
+        PrintVolume(job, method, volume, volume.readSeconds + volume.coreSeconds + volume.writeSeconds);
+    }
+    std::printf("%s: %d channels, %d times, %.2f s\n", job.output.string().c_str(), record.header.channels,
+                record.header.times, record.seconds);
+}
+
+/// Options that follow a single run, and would mean another file for each volume.
+void RequireOneVolume(const RestoreJob& job, const StackHeader& header) {
+    if (header.channels == 1 && header.times == 1) return;
+    const std::pair<const char*, const std::filesystem::path*> single[] = {{"--truth", &job.truth},
+                                                                           {"--checkpoint", &job.checkpoint},
+                                                                           {"--resume", &job.resume},
+                                                                           {"--psf-out", &job.psfOutput}};
+    for (const auto& [option, file] : single) {
+        if (file->empty()) continue;
+        throw UserError(std::string(option) + " is for one channel at one time, and " + Quoted(job.image) +
+                            " has " + std::to_string(header.channels) + " channels and " +
+                            std::to_string(header.times) + " times; choose one with --channels and --times",
+                        ExitCode::Usage);
     }
 }
 
 RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, const Messages& messages) {
     const auto start = std::chrono::steady_clock::now();
     CheckSettings(method, job.settings);
-    CheckOutputFile(job.output, job.overwrite, {job.image, job.psf.file, job.truth, job.resume});
+    std::vector<std::filesystem::path> inputs = InputsOf(job);
+    inputs.push_back(job.resume);
+    CheckOutputFile(job.output, job.overwrite, inputs);
     CheckCheckpointFile(job);
     CheckPsfOutput(job);
     RequireSound(job.psf.optics);
 
-    StackReader reader(job.image, messages);
+    StackReader reader(job.image, messages, Accept::AnyStack);
+    SelectedStack stack(reader, job.image, job.channels, job.times);
     RestorationRecord record;
-    record.header = WithStatedVoxel(reader.header(), job.psf.optics);
-    VolumeRestoration restoration(job, method, record.header, messages);
-    StackWriter writer(job.output, record.header, job.overwrite);
-    StackPlanes from(reader);
-    WrittenPlanes to(writer);
-    record.volumes.push_back(restoration.Restore(from, to, VolumeRestoration::PsfUse::Last));
-    writer.Commit();
-    restoration.CommitRefinedPsf();
+    const StackHeader& header = record.header = WithStatedVoxel(stack.header(), job.psf.optics);
+    RequireOneVolume(job, header);
+    RequirePsfs(job, header.channels);
+    std::optional<StackWriter> writer;
+    for (int c = 0; c < header.channels; ++c) {
+        RestoreJob channel = job;
+        channel.psf = PsfOfChannel(job, c);
+        VolumeRestoration restoration(channel, method, HeaderOfChannel(header, c), messages);
+        if (!writer) writer.emplace(job.output, header, WriteOptions{job.overwrite, job.sampleType, {}, {}});
+        for (int t = 0; t < header.times; ++t) {
+            SelectedVolume from(stack, c, t);
+            WrittenVolume to(*writer, c, t);
+            const bool last = t + 1 == header.times;
+            record.volumes.push_back(restoration.Restore(
+                from, to, last ? VolumeRestoration::PsfUse::Last : VolumeRestoration::PsfUse::Again));
+            record.volumes.back().name = stack.NameOf(c, t);
+        }
+        if (c + 1 == header.channels) writer->Commit();
+        restoration.CommitRefinedPsf();
+    }
+    NoteClipped(*writer, job, messages);
     record.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (!messages.quiet()) PrintSummary(job, method, record);
     return record;
@@ -132,6 +167,36 @@ MethodChoice MethodsForImage(const RestoreJob& job) {
 }
 
 }  // namespace
+
+const PsfChoice& PsfOfChannel(const RestoreJob& job, int c) {
+    return job.channelPsfs.empty() ? job.psf : job.channelPsfs[static_cast<std::size_t>(c)];
+}
+
+std::vector<std::filesystem::path> InputsOf(const RestoreJob& job) {
+    std::vector<std::filesystem::path> inputs = {job.image, job.psf.file, job.truth};
+    for (const PsfChoice& psf : job.channelPsfs) inputs.push_back(psf.file);
+    return inputs;
+}
+
+void RequirePsfs(const RestoreJob& job, int channels) {
+    const std::size_t given = job.channelPsfs.size();
+    if (given == 0 || given == static_cast<std::size_t>(channels)) return;
+    throw UserError("--psf, --emission or --excitation tells of " + std::to_string(given) +
+                        " channels, and " + std::to_string(channels) +
+                        " are to be restored; give one value for all, or one for each",
+                    ExitCode::Usage);
+}
+
+void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Messages& messages) {
+    const ClippedSamples& clipped = writer.clipped();
+    const auto note = [&](std::size_t count, const char* what) {
+        if (count == 0) return;
+        messages.Note(Quoted(job.output) + ": " + std::to_string(count) + " samples " + what + " " +
+                      std::string(NameOf(job.sampleType)) + " and were clipped");
+    };
+    note(clipped.low, "lie below 0, the least of");
+    note(clipped.high, "lie above the largest of");
+}
 
 RestorationRecord RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const MethodChoice methods = MethodsForImage(job);

@@ -7,17 +7,23 @@
 #include <string>
 #include <vector>
 
+#include "io/stack_writer.h"
 #include "report/messages.h"
 #include "restoration/method.h"
 #include "restoration/psf_choice.h"
 #include "restoration/restoration_record.h"
+#include "restoration/selected_stack.h"
 #include "restoration/tile_plan.h"
 
 namespace rydecon {
 
 struct RestoreJob {
     std::filesystem::path image;
-    PsfChoice psf;
+    PsfChoice psf;                                ///< of all channels, or of the first
+    std::vector<PsfChoice> channelPsfs;           ///< one for each selected channel; empty: psf for all
+    Numbers channels;                             ///< empty: all
+    Numbers times;                                ///< empty: all
+    SampleType sampleType = SampleType::Float32;  ///< of the output
     std::filesystem::path output;
     std::filesystem::path truth;       ///< empty: none
     std::filesystem::path checkpoint;  ///< where a staged method parks its estimate; empty: nowhere
@@ -30,6 +36,18 @@ struct RestoreJob {
     bool perPlane = false;           ///< takes a stack for so many pictures
     bool overwrite = false;
 };
+
+/// The PSF for channel c of the selection.
+const PsfChoice& PsfOfChannel(const RestoreJob& job, int c);
+
+/// The files that no output may replace, but for a checkpoint to go on from.
+std::vector<std::filesystem::path> InputsOf(const RestoreJob& job);
+
+/// UserError (usage) where the job gives neither one PSF nor one for each of so many channels.
+void RequirePsfs(const RestoreJob& job, int channels);
+
+/// Tells of samples that the integers of the output could not hold.
+void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Messages& messages);
 
 /// Runs the job with the method of its name, for pictures where the image has one plane and there is such a
 /// method, or where it is taken plane by plane; the output appears whole or not at all. Returns what there is

@@ -42,16 +42,16 @@ void RequireSides(const StackHeader& header, const std::filesystem::path& path) 
 }
 
 /// Looks at all planes before the first is restored.
-SampleRange ScanPlanes(StackReader& reader, const std::filesystem::path& path, std::vector<float>& plane) {
-    const Extent shape = ShapeOf(reader.header());
+SampleRange ScanPlanes(SelectedStack& stack, const std::filesystem::path& path, std::vector<float>& plane) {
+    const StackHeader& header = stack.header();
     SampleRange range;
-    for (int k = 0; k < shape.z; ++k) {
+    for (int k = 0; k < header.planes(); ++k) {
         LeaveIfStopRequested();
-        reader.ReadPlane(k, plane.data(), shape.x);
+        stack.ReadPlane(PlaneAt(header, k), plane.data(), header.width);
         range.Add(plane.data(), plane.size());
     }
     RefuseNonFinite(range, path);
-    RefuseUnfitRange(range, path, {shape.x, shape.y, 1});
+    RefuseUnfitRange(range, path, {header.width, header.height, 1});
     return range;
 }
 
@@ -80,11 +80,11 @@ struct Account {
 /// One method with its settings, for pictures of one size.
 class PictureRestoration {
   public:
-    PictureRestoration(const PictureMethod& method, const MethodSettings& settings, SquarePsf psf,
-                       const TileGrid& tiles, const StackHeader& header)
+    PictureRestoration(const PictureMethod& method, const MethodSettings& settings,
+                       std::vector<SquarePsf> psfs, const TileGrid& tiles, const StackHeader& header)
         : method_(method),
           settings_(settings),
-          psf_(std::move(psf)),
+          psfs_(std::move(psfs)),
           tiles_(tiles),
           width_(static_cast<unsigned>(header.width)),
           height_(static_cast<unsigned>(header.height)) {}
@@ -99,12 +99,14 @@ class PictureRestoration {
             std::min<unsigned long long>(polls, std::numeric_limits<unsigned>::max()));
     }
 
-    /// UserError where memory does not suffice, after Ctrl-C, and for a result that is not finite. Notes how
-    /// many iterations it took, why they ended, and the PSF.
-    void Restore(std::vector<float>& from, std::vector<float>& to, PollRelay& relay, VolumeRecord& record) {
+    /// Restores a picture of channel c. UserError where memory does not suffice, after Ctrl-C, and for a result
+    /// that is not finite. Notes how many iterations it took, why they ended, and the PSF.
+    void Restore(std::vector<float>& from, std::vector<float>& to, int c, PollRelay& relay,
+                 VolumeRecord& record) {
+        SquarePsf& psf = psfs_[static_cast<std::size_t>(c)];
         PictureCall call = {BufferOf(to),
                             BufferOf(from),
-                            psf_,
+                            psf,
                             iterations(),
                             settings_.regularization.value_or(method_.regularization),
                             settings_.energyStop,
@@ -130,8 +132,8 @@ class PictureRestoration {
         record.iterations = static_cast<unsigned>(rounds);
         record.limit = iterations() * tiles_.count();
         record.end = record.iterations == record.limit ? EndOfRun::Limit : EndOfRun::StopTest;
-        record.psf = psf_.name;
-        record.optics = psf_.optics;
+        record.psf = psf.name;
+        record.optics = psf.optics;
         account_.most = std::max(account_.most, method_.endsByItself ? call.range.uiMax : iterations());
     }
 
@@ -156,7 +158,7 @@ class PictureRestoration {
 
     const PictureMethod& method_;
     const MethodSettings& settings_;
-    SquarePsf psf_;
+    std::vector<SquarePsf> psfs_;  // of the channels
     TileGrid tiles_;
     unsigned width_;
     unsigned height_;
@@ -184,18 +186,34 @@ void RequirePlanes(const RestoreJob& job, const StackHeader& header) {
 
 /// Restores one plane, whose negative samples it sets to 0; all of the record but shape and times of files.
 VolumeRecord RestorePlane(PictureRestoration& restoration, std::vector<float>& plane,
-                          std::vector<float>& restored, PollRelay& relay) {
+                          std::vector<float>& restored, int c, PollRelay& relay) {
     VolumeRecord record;
     record.before.Add(plane.data(), plane.size());
     record.negativeCut = record.before.negative;
     CutNegative(plane);
     record.fluxIn = SumOf(plane);
     const auto start = std::chrono::steady_clock::now();
-    restoration.Restore(plane, restored, relay, record);
+    restoration.Restore(plane, restored, c, relay, record);
     record.coreSeconds = SecondsSince(start);
     record.fluxOut = SumOf(restored);
     record.after.Add(restored.data(), restored.size());
     return record;
+}
+
+/// One PSF for each channel.
+std::vector<SquarePsf> MakePsfs(const RestoreJob& job, const StackHeader& header, const Messages& messages) {
+    std::vector<SquarePsf> psfs;
+    for (int c = 0; c < header.channels; ++c) {
+        psfs.push_back(MakeSquarePsf(PsfOfChannel(job, c), job.image, HeaderOfChannel(header, c), messages));
+    }
+    return psfs;
+}
+
+/// "channel 2, time 1, plane 7", as far as there are several.
+std::string NameOfPicture(const SelectedStack& stack, const PlaneIndex& at) {
+    std::string name = stack.NameOf(at.c, at.t);
+    if (stack.header().slices > 1) name += (name.empty() ? "plane " : ", plane ") + std::to_string(at.z + 1);
+    return name;
 }
 
 }  // namespace
@@ -204,47 +222,53 @@ RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& meth
                                 const Messages& messages) {
     const auto start = std::chrono::steady_clock::now();
     CheckSettings(method, job.settings);
-    CheckOutputFile(job.output, job.overwrite, {job.image, job.psf.file});
+    CheckOutputFile(job.output, job.overwrite, InputsOf(job));
     RequireSound(job.psf.optics);
 
     StackReader reader(job.image, messages, Accept::AnyStack);
-    const StackHeader header = WithStatedVoxel(reader.header(), job.psf.optics);
-    const Extent shape = ShapeOf(header);
+    SelectedStack stack(reader, job.image, job.channels, job.times);
+    const StackHeader header = WithStatedVoxel(stack.header(), job.psf.optics);
+    const int pictures = header.planes();
     RequirePlanes(job, header);
     RequireSides(header, job.image);
-    const TileGrid tiles = PlanTiles(job.tiles, shape.x, shape.y, method.margin);
-    PictureRestoration restoration(method, job.settings, MakeSquarePsf(job.psf, job.image, header, messages),
-                                   tiles, header);
-    StackWriter writer(job.output, header, job.overwrite);
+    RequirePsfs(job, header.channels);
+    const TileGrid tiles = PlanTiles(job.tiles, header.width, header.height, method.margin);
+    PictureRestoration restoration(method, job.settings, MakePsfs(job, header, messages), tiles, header);
+    StackWriter writer(job.output, header, WriteOptions{job.overwrite, job.sampleType, {}, {}});
 
-    std::vector<float> plane(static_cast<std::size_t>(shape.x) * static_cast<std::size_t>(shape.y));
+    std::vector<float> plane(static_cast<std::size_t>(header.width) *
+                             static_cast<std::size_t>(header.height));
     std::vector<float> restored(plane.size());
-    NoteNegative(ScanPlanes(reader, job.image, plane), job.image, messages);
-    PollRelay relay{ProgressBar(restoration.Polls(shape.z), "restoring", messages)};
+    NoteNegative(ScanPlanes(stack, job.image, plane), job.image, messages);
+    PollRelay relay{ProgressBar(restoration.Polls(pictures), "restoring", messages)};
     RestorationRecord all{header, {}, tiles};
-    for (int k = 0; k < shape.z; ++k) {
+    for (int k = 0; k < pictures; ++k) {
         LeaveIfStopRequested();
+        const PlaneIndex at = PlaneAt(header, k);
         const auto startOfReading = std::chrono::steady_clock::now();
-        reader.ReadPlane(k, plane.data(), shape.x);
+        stack.ReadPlane(at, plane.data(), header.width);
         const double readSeconds = SecondsSince(startOfReading);
-        VolumeRecord& record = all.volumes.emplace_back(RestorePlane(restoration, plane, restored, relay));
+        VolumeRecord& record =
+            all.volumes.emplace_back(RestorePlane(restoration, plane, restored, at.c, relay));
         const auto startOfWriting = std::chrono::steady_clock::now();
-        writer.WritePlane(restored.data(), shape.x);
+        writer.WritePlane(at, restored.data(), header.width);
         record.writeSeconds = SecondsSince(startOfWriting);
         record.readSeconds = readSeconds;
-        record.shape = {shape.x, shape.y, 1};
+        record.name = NameOfPicture(stack, at);
+        record.shape = {header.width, header.height, 1};
     }
     relay.bar.Finish();
     writer.Commit();
+    NoteClipped(writer, job, messages);
 
     all.seconds = SecondsSince(start);
     if (messages.quiet()) return all;
     std::printf("%s: %s samples, method %s%s%s, %.2f s\n", job.output.string().c_str(),
-                ToString(shape).c_str(), job.method.c_str(),
+                ToString(ShapeOf(header)).c_str(), job.method.c_str(),
                 header.channels > 1 ? " channel by channel"
-                : shape.z > 1       ? " plane by plane"
+                : pictures > 1      ? " plane by plane"
                                     : "",
-                restoration.EndOfRun(shape.z).c_str(), all.seconds);
+                restoration.EndOfRun(pictures).c_str(), all.seconds);
     return all;
 }
 

@@ -24,6 +24,7 @@ enum class EndOfRun {
 
 /// One restored volume, or one picture.
 struct VolumeRecord {
+    std::string name;  ///< "channel 2 (GFP), time 5"; empty where the image is no more than this
     Extent shape;
     Extent
         frame;  ///< the padded volume that it was restored in; of a picture, which has frames by tile, empty

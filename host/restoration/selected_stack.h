@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The channels and times of a stack file that a job works on.
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "io/stack_reader.h"
+#include "volume/plane_stream.h"
+
+namespace rydecon {
+
+/// Numbers counted from 1, ascending, each once; empty: all there are.
+using Numbers = std::vector<int>;
+
+/// From text such as "1,3-5"; UserError (usage) that names the option.
+Numbers ParseNumbers(const std::string& option, const std::string& text);
+
+class SelectedStack {
+  public:
+    /// UserError (usage) for a number that the file does not have. `reader` must outlive the object.
+    SelectedStack(StackReader& reader, const std::filesystem::path& path, const Numbers& channels,
+                  const Numbers& times);
+
+    /// Of the selection alone.
+    const StackHeader& header() const { return header_; }
+
+    /// `plane` counts within the selection; as StackReader::ReadPlane.
+    void ReadPlane(const PlaneIndex& plane, float* rows, std::ptrdiff_t rowStride);
+
+    /// "", or which channel and time of the file a volume of the selection is: "channel 2 (GFP), time 5".
+    std::string NameOf(int c, int t) const;
+
+  private:
+    StackReader& reader_;
+    std::vector<int> channels_;  // of the file, from 0
+    std::vector<int> times_;
+    StackHeader header_;
+};
+
+/// What the metadata tell of one channel at one time.
+StackHeader HeaderOfChannel(const StackHeader& header, int c);
+
+/// One channel at one time.
+class SelectedVolume final : public PlaneSource {
+  public:
+    SelectedVolume(SelectedStack& stack, int c, int t) : stack_(stack), c_(c), t_(t) {}
+
+    Extent shape() const override;
+    void ReadPlane(int k, float* rows, std::ptrdiff_t rowStride) override {
+        stack_.ReadPlane({k, c_, t_}, rows, rowStride);
+    }
+
+  private:
+    SelectedStack& stack_;
+    int c_;
+    int t_;
+};
+
+}  // namespace rydecon
