@@ -3,6 +3,8 @@
 #include "io/ome_metadata.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <limits>
 #include <numeric>
 #include <pugixml.hpp>
@@ -27,28 +29,84 @@ std::optional<double> PhysicalSize(const pugi::xml_node& pixels, const char* nam
     return AcceptDistance(number ? *number * *unit : std::numeric_limits<double>::quiet_NaN(), name, notes);
 }
 
-// Without `IFD` a TiffData element stands for all planes, with it for one, unless it counts them itself.
-std::vector<OmePlaneRun> PlaneRuns(const pugi::xml_node& pixels, int sizeZ) {
+/// "XYCZT" -> "CZT"; the schema's usual order where it is none.
+std::string OrderOfPlanes(const pugi::xml_node& pixels) {
+    const std::string order = pixels.attribute("DimensionOrder").value();
+    for (const char* const known : {"CZT", "CTZ", "ZCT", "ZTC", "TCZ", "TZC"}) {
+        if (order == std::string("XY") + known) return known;
+    }
+    return "ZCT";
+}
+
+// Without `IFD` a TiffData element stands for all pages, with it for one, unless it counts them itself.
+std::vector<OmePlaneRun> PlaneRuns(const pugi::xml_node& pixels, const OmeMetadata& metadata) {
+    const StackAxes paged = {metadata.axes.slices, metadata.axes.channels / metadata.components,
+                             metadata.axes.times};
     std::vector<OmePlaneRun> runs;
     for (const pugi::xml_node& node : pixels.children()) {
         if (LocalName(node) != "TiffData") continue;
+        const PlaneIndex first = {node.attribute("FirstZ").as_int(), node.attribute("FirstC").as_int(),
+                                  node.attribute("FirstT").as_int()};
+        const bool inside = first.z >= 0 && first.z < paged.slices && first.c >= 0 &&
+                            first.c < paged.channels && first.t >= 0 && first.t < paged.times;
         OmePlaneRun run;
-        run.firstPlane = node.attribute("FirstZ").as_int(0);
+        run.firstPlane = inside ? PlaceInOrder(paged, metadata.order, first) : -1;
         run.firstPage = node.attribute("IFD").as_int(0);
-        run.count = node.attribute("PlaneCount").as_int(node.attribute("IFD") ? 1 : sizeZ);
+        const pugi::xml_attribute count = node.attribute("PlaneCount");
+        if (count) run.count = count.as_int();
+        if (!count && node.attribute("IFD")) run.count = 1;
+        const pugi::xml_node uuid = Child(node, "UUID");
+        run.file = uuid.attribute("FileName").value();
+        run.uuid = Trimmed(uuid.child_value());
         runs.push_back(run);
     }
     return runs;
+}
+
+std::optional<TimeStep> TimeStepOf(const pugi::xml_node& pixels) {
+    const pugi::xml_attribute increment = pixels.attribute("TimeIncrement");
+    const auto number = ParseNumber(increment.value());
+    if (!increment || !number || !std::isfinite(*number) || !(*number > 0.0)) return std::nullopt;
+    return TimeStep{*number, pixels.attribute("TimeIncrementUnit").as_string("s")};
+}
+
+/// One record a channel; an element of several samples per pixel describes as many channels.
+std::vector<ChannelRecord> ChannelRecords(const pugi::xml_node& pixels, int channels,
+                                          const FileNotes& notes) {
+    constexpr int kMostRecords = 4096;  // beyond them a count is damaged
+    const auto most = static_cast<std::size_t>(std::min(channels, kMostRecords));
+    std::vector<ChannelRecord> records;
+    for (const pugi::xml_node& node : pixels.children()) {
+        if (LocalName(node) != "Channel") continue;
+        const int samples = node.attribute("SamplesPerPixel").as_int(1);
+        const ChannelRecord record = ome::ReadChannel(node, notes);
+        for (int n = 0; n < samples && records.size() < most; ++n) {
+            records.push_back(record);
+        }
+    }
+    return records;
+}
+
+/// Samples per pixel of the first channel, where they divide the channels.
+int ComponentsOf(const pugi::xml_node& pixels, int channels) {
+    const int samples = Child(pixels, "Channel").attribute("SamplesPerPixel").as_int(1);
+    return samples > 1 && channels % samples == 0 ? samples : 1;
 }
 
 OmeMetadata FromPixels(const pugi::xml_node& pixels, const FileNotes& notes) {
     OmeMetadata metadata;
     metadata.sizeX = pixels.attribute("SizeX").as_int();
     metadata.sizeY = pixels.attribute("SizeY").as_int();
-    metadata.sizeZ = pixels.attribute("SizeZ").as_int(1);
-    metadata.sizeC = pixels.attribute("SizeC").as_int(1);
-    metadata.sizeT = pixels.attribute("SizeT").as_int(1);
-    metadata.runs = PlaneRuns(pixels, metadata.sizeZ);
+    metadata.axes = {pixels.attribute("SizeZ").as_int(1), pixels.attribute("SizeC").as_int(1),
+                     pixels.attribute("SizeT").as_int(1)};
+    metadata.order = OrderOfPlanes(pixels);
+    if (!metadata.axes.Planes()) return metadata;
+    metadata.components = ComponentsOf(pixels, metadata.axes.channels);
+    const int bits = pixels.attribute("SignificantBits").as_int();
+    if (bits > 0) metadata.significantBits = bits;
+    metadata.runs = PlaneRuns(pixels, metadata);
+    metadata.channel = ChannelRecords(pixels, metadata.axes.channels, notes);
+    metadata.timeStep = TimeStepOf(pixels);
     metadata.voxel.x = PhysicalSize(pixels, "PhysicalSizeX", notes);
     metadata.voxel.y = PhysicalSize(pixels, "PhysicalSizeY", notes);
     metadata.voxel.z = PhysicalSize(pixels, "PhysicalSizeZ", notes);
@@ -80,28 +138,43 @@ std::optional<OmeMetadata> ParseOme(const std::string& description, const FileNo
         return std::nullopt;
     }
     OmeMetadata metadata = FromPixels(pixels, notes);
+    metadata.uuid = root.attribute("UUID").value();
     metadata.optics = ome::ReadOptics(root, notes);
     metadata.images = static_cast<int>(std::count_if(
         root.begin(), root.end(), [](const pugi::xml_node& node) { return LocalName(node) == "Image"; }));
-    if (metadata.sizeX < 1 || metadata.sizeY < 1 || metadata.sizeZ < 1 || metadata.sizeC < 1 ||
-        metadata.sizeT < 1) {
+    if (metadata.sizeX < 1 || metadata.sizeY < 1 || !metadata.axes.Planes()) {
         notes.Note("the OME metadata give no usable image size and are ignored");
         return std::nullopt;
     }
     return metadata;
 }
 
-std::vector<int> PageOrder(const std::vector<OmePlaneRun>& runs, int planes) {
-    std::vector<int> natural(static_cast<std::size_t>(planes));
-    std::iota(natural.begin(), natural.end(), 0);
-    std::vector<int> order(natural.size(), -1);
-    for (const OmePlaneRun& run : runs) {
-        const bool within = run.firstPlane >= 0 && run.firstPage >= 0 && run.count >= 0 &&
-                            run.count <= planes - run.firstPlane && run.count <= planes - run.firstPage;
-        if (!within) return natural;
-        std::iota(order.begin() + run.firstPlane, order.begin() + run.firstPlane + run.count, run.firstPage);
+std::vector<OmePlace> PlacesOf(const std::vector<OmePlaneRun>& runs, const std::vector<int>& fileOfRun,
+                               const std::vector<int>& pagesOfFile, int planes) {
+    const auto held = std::accumulate(pagesOfFile.begin(), pagesOfFile.end(), std::int64_t{0});
+    if (planes > held) return {};
+    std::vector<OmePlace> places(static_cast<std::size_t>(planes));
+    std::vector<std::vector<bool>> taken;
+    for (const int pages : pagesOfFile) taken.emplace_back(static_cast<std::size_t>(pages), false);
+    std::int64_t told = 0;
+    for (std::size_t n = 0; n < runs.size(); ++n) {
+        const auto file = static_cast<std::size_t>(fileOfRun[n]);
+        const std::int64_t plane = runs[n].firstPlane;
+        const std::int64_t page = runs[n].firstPage;
+        const std::int64_t pages = pagesOfFile[file];
+        if (plane < 0 || plane >= planes || page < 0 || page >= pages) return {};
+        const std::int64_t count = runs[n].count.value_or(std::min(planes - plane, pages - page));
+        if (count < 0 || count > planes - plane || count > pages - page) return {};
+        for (std::int64_t k = 0; k < count; ++k) {
+            OmePlace& place = places[static_cast<std::size_t>(plane + k)];
+            const auto at = static_cast<std::size_t>(page + k);
+            if (place.file >= 0 || taken[file][at]) return {};
+            taken[file][at] = true;
+            place = {fileOfRun[n], static_cast<int>(page + k)};
+        }
+        told += count;
     }
-    return std::is_permutation(order.begin(), order.end(), natural.begin()) ? order : natural;
+    return told == planes ? places : std::vector<OmePlace>();
 }
 
 }  // namespace rydecon

@@ -8,34 +8,50 @@
 #include <vector>
 
 #include "io/file_error.h"
+#include "io/stack_axes.h"
 #include "io/stack_header.h"
 
 namespace rydecon {
 
-/// Planes that stand on consecutive pages, both counted from 0.
+/// Planes that stand on consecutive pages of one file, both counted from 0; planes in the order of the dimensions.
 struct OmePlaneRun {
-    int firstPlane = 0;
-    int firstPage = 0;
-    int count = 0;
+    std::int64_t firstPlane = 0;
+    std::int64_t firstPage = 0;
+    std::optional<std::int64_t> count;  // empty: as many as there are pages
+    std::string file;                   // name of another file of the set; empty: this one
+    std::string uuid;                   // of that file
 };
 
 struct OmeMetadata {
     int images = 1;  // image elements, each a data set of its own
+    std::string uuid;
     int sizeX = 0;
     int sizeY = 0;
-    int sizeZ = 1;
-    int sizeC = 1;
-    int sizeT = 1;
+    StackAxes axes;             // its channels count the components of colour pages
+    std::string order = "CZT";  // of planes, the fastest axis first
+    int components = 1;         // channels that share a page
+    std::optional<int> significantBits;
     VoxelSize voxel;
-    ImageOptics optics;  // of the first channel and the objective that the image names
+    std::optional<TimeStep> timeStep;
+    ImageOptics optics;  // of the objective that the image names
+    std::vector<ChannelRecord> channel;
     std::vector<OmePlaneRun> runs;
 };
 
 /// Empty if the description is not OME-XML or, with a note, cannot be understood.
 std::optional<OmeMetadata> ParseOme(const std::string& description, const FileNotes& notes);
 
-/// order[z] is the page that holds plane z, if the runs tell of every plane and page just once; else 0, 1, 2,
-/// ...
-std::vector<int> PageOrder(const std::vector<OmePlaneRun>& runs, int planes);
+/// Where a plane stands: page `page` of file `file`, both counted from 0.
+struct OmePlace {
+    int file = -1;
+    int page = -1;
+
+    bool operator==(const OmePlace&) const = default;
+};
+
+/// The places of `planes` planes from runs whose files are given by number, if the runs tell of every plane just once
+/// and of pages that there are, none twice; empty otherwise.
+std::vector<OmePlace> PlacesOf(const std::vector<OmePlaneRun>& runs, const std::vector<int>& fileOfRun,
+                               const std::vector<int>& pagesOfFile, int planes);
 
 }  // namespace rydecon

@@ -63,11 +63,26 @@ pugi::xml_node Child(const pugi::xml_node& parent, std::string_view name) {
     return parent.find_child([&](const pugi::xml_node& node) { return LocalName(node) == name; });
 }
 
+ChannelRecord ReadChannel(const pugi::xml_node& channel, const FileNotes& notes) {
+    ChannelRecord record;
+    record.name = channel.attribute("Name").value();
+    record.emission = Length(channel, "EmissionWavelength", "nm", notes);
+    record.excitation = Length(channel, "ExcitationWavelength", "nm", notes);
+    record.pinhole = Length(channel, "PinholeSize", "um", notes);
+    record.acquisitionMode = channel.attribute("AcquisitionMode").value();
+    if (const pugi::xml_attribute colour = channel.attribute("Color")) {
+        // Red, green, blue and opacity in the bytes of a signed number, red in the highest.
+        const auto rgba = static_cast<std::uint32_t>(colour.as_llong());
+        record.colour = Rgb{static_cast<std::uint8_t>(rgba >> 24), static_cast<std::uint8_t>(rgba >> 16),
+                            static_cast<std::uint8_t>(rgba >> 8)};
+    }
+    return record;
+}
+
 ImageOptics ReadOptics(const pugi::xml_node& root, const FileNotes& notes) {
     const pugi::xml_node image = Child(root, "Image");
     const pugi::xml_node settings = Child(image, "ObjectiveSettings");
     const pugi::xml_node objective = FindObjective(root, settings.attribute("ID").value());
-    const pugi::xml_node channel = Child(Child(image, "Pixels"), "Channel");
     ImageOptics optics;
     optics.numericalAperture = PositiveNumber(objective, "LensNA", notes);
     optics.magnification = PositiveNumber(objective, "CalibratedMagnification", notes);
@@ -76,10 +91,6 @@ ImageOptics ReadOptics(const pugi::xml_node& root, const FileNotes& notes) {
     }
     optics.immersion = objective.attribute("Immersion").value();
     optics.refractiveIndex = PositiveNumber(settings, "RefractiveIndex", notes);
-    optics.emission = Length(channel, "EmissionWavelength", "nm", notes);
-    optics.excitation = Length(channel, "ExcitationWavelength", "nm", notes);
-    optics.pinhole = Length(channel, "PinholeSize", "um", notes);
-    optics.acquisitionMode = channel.attribute("AcquisitionMode").value();
     return optics;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The optics in OME-XML: objective, its settings, and the first channel of the first image.
+// The optics in OME-XML: objective, its settings, and the channels of the first image.
 
 #include <pugixml.hpp>
 #include <string_view>
@@ -17,7 +17,10 @@ std::string_view LocalName(const pugi::xml_node& node);
 /// The first child of a local name; empty if there is none.
 pugi::xml_node Child(const pugi::xml_node& parent, std::string_view name);
 
-/// Numbers that are not positive count as not told, with a note. An objective without a reference from the
+/// Name, wavelengths, pinhole, mode and colour of a channel.
+ChannelRecord ReadChannel(const pugi::xml_node& channel, const FileNotes& notes);
+
+/// What the channels share. Numbers that are not positive count as not told, with a note. An objective without a reference from the
 /// image counts where it is the only one.
 ImageOptics ReadOptics(const pugi::xml_node& root, const FileNotes& notes);
 

@@ -67,18 +67,18 @@ ConversionLoss PlaneDecoder::DecodeRun(const TiffPage& page, float* rows, std::p
     return loss;
 }
 
-// Of a row of pixels, the component that is the plane.
-ConversionLoss PlaneDecoder::ConvertRow(const TiffPage& page, const std::byte* samples, float* row) {
-    const auto width = static_cast<std::size_t>(page.width);
-    if (page.samplesPerPixel == 1) return ConvertSamples(page.type, false, samples, width, row);
+// Of pixels side by side, the component that is the plane.
+ConversionLoss PlaneDecoder::ConvertPixels(const TiffPage& page, const std::byte* samples, std::size_t count,
+                                           float* out) {
+    if (page.SamplesAbreast() == 1) return ConvertSamples(page.type, false, samples, count, out);
     const std::size_t bytes = BytesOf(page.type);
     const std::size_t pixelBytes = bytes * static_cast<std::size_t>(page.samplesPerPixel);
-    component_.resize(width * bytes);
-    for (std::size_t i = 0; i < width; ++i) {
+    component_.resize(count * bytes);
+    for (std::size_t i = 0; i < count; ++i) {
         std::memcpy(component_.data() + i * bytes,
                     samples + i * pixelBytes + static_cast<std::size_t>(page.component) * bytes, bytes);
     }
-    return ConvertSamples(page.type, false, component_.data(), width, row);
+    return ConvertSamples(page.type, false, component_.data(), count, out);
 }
 
 ConversionLoss PlaneDecoder::DecodeStrips(const TiffPage& page, float* rows, std::ptrdiff_t rowStride) {
@@ -87,16 +87,19 @@ ConversionLoss PlaneDecoder::DecodeStrips(const TiffPage& page, float* rows, std
     std::uint32_t rowsPerStrip = 0;
     TIFFGetFieldDefaulted(tiff, TIFFTAG_ROWSPERSTRIP, &rowsPerStrip);
     const auto height = static_cast<std::uint32_t>(page.height);
-    rowsPerStrip = std::min(rowsPerStrip, height);
+    rowsPerStrip = std::clamp<std::uint32_t>(rowsPerStrip, 1, height);
+    const std::uint32_t firstStrip =
+        page.separate ? static_cast<std::uint32_t>(page.component) * ((height - 1) / rowsPerStrip + 1) : 0;
     std::byte* buffer = Buffer(rowBytes * rowsPerStrip);
     ConversionLoss loss;
     for (std::uint32_t row = 0; row < height; row += rowsPerStrip) {
         const std::uint32_t count = std::min(rowsPerStrip, height - row);
         const auto wanted = static_cast<tmsize_t>(rowBytes * count);
-        CheckDecoded(page, TIFFReadEncodedStrip(tiff, row / rowsPerStrip, buffer, wanted), wanted);
+        CheckDecoded(page, TIFFReadEncodedStrip(tiff, firstStrip + row / rowsPerStrip, buffer, wanted),
+                     wanted);
         for (std::uint32_t k = 0; k < count; ++k) {
-            loss += ConvertRow(page, buffer + k * rowBytes,
-                               rows + static_cast<std::ptrdiff_t>(row + k) * rowStride);
+            loss += ConvertPixels(page, buffer + k * rowBytes, static_cast<std::size_t>(page.width),
+                                  rows + static_cast<std::ptrdiff_t>(row + k) * rowStride);
         }
     }
     return loss;
@@ -109,8 +112,8 @@ ConversionLoss PlaneDecoder::DecodeTiles(const TiffPage& page, float* rows, std:
     TIFFGetField(tiff, TIFFTAG_TILEWIDTH, &tileWidth);
     TIFFGetField(tiff, TIFFTAG_TILELENGTH, &tileHeight);
     const tmsize_t tileBytes = TIFFTileSize(tiff);
-    const std::uint64_t sampleBytes = BytesOf(page.type);
-    const std::uint64_t rowBytes = tileWidth * sampleBytes;
+    const std::uint64_t rowBytes =
+        tileWidth * BytesOf(page.type) * static_cast<std::uint64_t>(page.SamplesAbreast());
     if (tileBytes <= 0 || static_cast<std::uint64_t>(tileBytes) != rowBytes * tileHeight) {
         throw file_.Refusal("page " + std::to_string(page.number) +
                             " claims impossible tiles; export it again");
@@ -119,7 +122,9 @@ ConversionLoss PlaneDecoder::DecodeTiles(const TiffPage& page, float* rows, std:
     const auto width = static_cast<std::uint32_t>(page.width);
     const auto height = static_cast<std::uint32_t>(page.height);
     ConversionLoss loss;
-    std::uint32_t tile = 0;
+    const std::uint32_t tiles =
+        TIFFNumberOfTiles(tiff) / static_cast<std::uint32_t>(page.separate ? page.samplesPerPixel : 1);
+    std::uint32_t tile = page.separate ? static_cast<std::uint32_t>(page.component) * tiles : 0;
     for (std::uint64_t top = 0; top < height; top += tileHeight) {
         const std::uint64_t tileRows = std::min<std::uint64_t>(tileHeight, height - top);
         for (std::uint64_t left = 0; left < width; left += tileWidth, ++tile) {
@@ -128,7 +133,7 @@ ConversionLoss PlaneDecoder::DecodeTiles(const TiffPage& page, float* rows, std:
             for (std::uint64_t k = 0; k < tileRows; ++k) {
                 float* out = rows + static_cast<std::ptrdiff_t>(top + k) * rowStride +
                              static_cast<std::ptrdiff_t>(left);
-                loss += ConvertSamples(page.type, false, buffer + k * rowBytes, columns, out);
+                loss += ConvertPixels(page, buffer + k * rowBytes, columns, out);
             }
         }
     }

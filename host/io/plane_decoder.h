@@ -26,14 +26,15 @@ class PlaneDecoder {
     ConversionLoss DecodeRun(const TiffPage& page, float* rows, std::ptrdiff_t rowStride);
     ConversionLoss DecodeStrips(const TiffPage& page, float* rows, std::ptrdiff_t rowStride);
     ConversionLoss DecodeTiles(const TiffPage& page, float* rows, std::ptrdiff_t rowStride);
-    ConversionLoss ConvertRow(const TiffPage& page, const std::byte* samples, float* row);
+    ConversionLoss ConvertPixels(const TiffPage& page, const std::byte* samples, std::size_t count,
+                                 float* out);
     std::byte* Buffer(std::uint64_t bytes);
     void CheckDecoded(const TiffPage& page, tmsize_t decoded, tmsize_t wanted) const;
 
     TiffFile& file_;
     std::unique_ptr<std::byte[]> buffer_;  // one strip, tile or group of rows
     std::uint64_t bufferBytes_ = 0;
-    std::vector<std::byte> component_;  // one row of it
+    std::vector<std::byte> component_;  // of one row of pixels
 };
 
 }  // namespace rydecon

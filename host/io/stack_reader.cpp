@@ -18,29 +18,40 @@ namespace rydecon {
 
 struct StackReader::Impl {
     Impl(std::filesystem::path path, const Messages& messages, Accept accept)
-        : file(std::move(path)),
-          notes(file.path(), messages),
-          layout(ReadStackLayout(file, notes, accept)),
-          decoder(file),
+        : file(std::make_unique<TiffFile>(std::move(path))),
+          notes(file->path(), messages),
+          layout(ReadStackLayout(*file, notes, accept)),
+          decoder(std::make_unique<PlaneDecoder>(*file)),
           wasRead(layout.planes.size(), false),
           unread(layout.planes.size()) {}
 
+    void TurnTo(int number);
     void KeepAccount(std::size_t plane, const ConversionLoss& loss);
 
-    TiffFile file;
+    // Of a set one file at a time is open.
+    std::unique_ptr<TiffFile> file;
+    int openFile = 0;
     FileNotes notes;
     StackLayout layout;
-    PlaneDecoder decoder;
+    std::unique_ptr<PlaneDecoder> decoder;
     std::vector<bool> wasRead;
     std::size_t unread;
     std::size_t inexact = 0;
     bool warned = false;
 };
 
+void StackReader::Impl::TurnTo(int number) {
+    if (number == openFile) return;
+    auto next = std::make_unique<TiffFile>(layout.files[static_cast<std::size_t>(number)]);
+    decoder = std::make_unique<PlaneDecoder>(*next);
+    file = std::move(next);
+    openFile = number;
+}
+
 // Each plane counts once, however often it is read; the note comes with the last one.
 void StackReader::Impl::KeepAccount(std::size_t plane, const ConversionLoss& loss) {
-    if (!warned && !file.warning().empty()) {
-        notes.Note("page " + std::to_string(layout.planes[plane].number) + ": " + file.warning());
+    if (!warned && !file->warning().empty()) {
+        notes.Note("page " + std::to_string(layout.planes[plane].number) + ": " + file->warning());
         warned = true;
     }
     if (wasRead[plane]) return;
@@ -83,12 +94,13 @@ void StackReader::ReadPlane(int k, float* rows, std::ptrdiff_t rowStride) {
         return;
     }
     const auto index = static_cast<std::size_t>(k);
-    impl_->file.ForgetComplaints();
-    const ConversionLoss loss = impl_->decoder.Decode(impl_->layout.planes[index], rows, rowStride);
+    impl_->TurnTo(impl_->layout.planes[index].file);
+    impl_->file->ForgetComplaints();
+    const ConversionLoss loss = impl_->decoder->Decode(impl_->layout.planes[index], rows, rowStride);
     if (loss.tooLarge > 0) {
-        throw impl_->file.Refusal(std::to_string(loss.tooLarge) + " samples of plane " +
-                                  std::to_string(k + 1) +
-                                  " are beyond the range of float32 (3.4e38); scale the stack down");
+        throw impl_->file->Refusal(std::to_string(loss.tooLarge) + " samples of plane " +
+                                   std::to_string(k + 1) +
+                                   " are beyond the range of float32 (3.4e38); scale the stack down");
     }
     impl_->KeepAccount(index, loss);
 }

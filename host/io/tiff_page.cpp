@@ -46,10 +46,29 @@ void ReadSize(const TiffFile& file, TiffPage& page) {
     page.height = static_cast<int>(height);
 }
 
-/// True for red, green and blue of each pixel side by side.
-bool IsPlainColour(const TiffFile& file, const TiffPage& page) {
-    return Tag16(file, TIFFTAG_SAMPLESPERPIXEL) == 3 && Tag16(file, TIFFTAG_PHOTOMETRIC) == PHOTOMETRIC_RGB &&
-           Tag16(file, TIFFTAG_PLANARCONFIG) == PLANARCONFIG_CONTIG && !page.tiled && !page.lossy;
+int TransparentSamples(const TiffFile& file) {
+    std::uint16_t extra = 0;
+    const std::uint16_t* kinds = nullptr;
+    if (TIFFGetField(file.handle(), TIFFTAG_EXTRASAMPLES, &extra, &kinds) == 0 || kinds == nullptr) return 0;
+    return static_cast<int>(std::count_if(kinds, kinds + extra, [](std::uint16_t kind) {
+        return kind == EXTRASAMPLE_ASSOCALPHA || kind == EXTRASAMPLE_UNASSALPHA;
+    }));
+}
+
+/// Reads how the samples of a pixel lie; false where the page is grey or of a kind that is no set of channels.
+bool ReadComponents(const TiffFile& file, TiffPage& page) {
+    const int samples = Tag16(file, TIFFTAG_SAMPLESPERPIXEL);
+    std::uint16_t photometric = PHOTOMETRIC_MINISBLACK;
+    TIFFGetField(file.handle(), TIFFTAG_PHOTOMETRIC, &photometric);
+    const bool known = photometric == PHOTOMETRIC_RGB || photometric == PHOTOMETRIC_MINISBLACK;
+    // Samples beyond red, green and blue are none of the picture, whatever they are.
+    const int components = photometric == PHOTOMETRIC_RGB ? 3 : samples - TransparentSamples(file);
+    if (samples < 2 || components < 1 || components > samples || !known || page.lossy) return false;
+    page.samplesPerPixel = samples;
+    page.components = components;
+    page.separate = Tag16(file, TIFFTAG_PLANARCONFIG) == PLANARCONFIG_SEPARATE;
+    page.redGreenBlue = photometric == PHOTOMETRIC_RGB;
+    return true;
 }
 
 void CheckGrey(const TiffFile& file, const TiffPage& page) {
@@ -134,10 +153,11 @@ void CheckCodec(const TiffFile& file, const TiffPage& page) {
                        name + "); save it uncompressed or with LZW or Deflate");
 }
 
-// Rows of strip `n`; the last strip may be cut short by the image.
-std::uint64_t RowsOfStrip(const TiffPage& page, std::uint32_t rowsPerStrip, std::uint32_t n) {
-    const std::uint64_t first = static_cast<std::uint64_t>(n) * rowsPerStrip;
+// Rows of strip `n`; the last strip of a component may be cut short by the image.
+std::uint64_t RowsOfStrip(const TiffPage& page, std::uint32_t rowsPerStrip, std::uint64_t n) {
     const auto height = static_cast<std::uint64_t>(page.height);
+    if (page.separate) n %= (height - 1) / rowsPerStrip + 1;
+    const std::uint64_t first = n * rowsPerStrip;
     return first < height ? std::min<std::uint64_t>(rowsPerStrip, height - first) : 0;
 }
 
@@ -146,7 +166,7 @@ void LocateSamples(const TiffFile& file, TiffPage& page) {
     TIFF* tiff = file.handle();
     const bool plain = Tag16(file, TIFFTAG_COMPRESSION) == COMPRESSION_NONE;
     const bool bitsInOrder = Tag16(file, TIFFTAG_FILLORDER) == FILLORDER_MSB2LSB;
-    const std::uint32_t rowsPerStrip = Tag32(file, TIFFTAG_ROWSPERSTRIP);
+    const std::uint32_t rowsPerStrip = std::max(Tag32(file, TIFFTAG_ROWSPERSTRIP), std::uint32_t{1});
     const std::uint64_t rowBytes = page.RowBytes();
     const std::uint32_t count = page.tiled ? TIFFNumberOfTiles(tiff) : TIFFNumberOfStrips(tiff);
     const std::uint64_t tileBytes = page.tiled ? TIFFTileSize64(tiff) : 0;
@@ -188,11 +208,7 @@ TiffPage DescribePage(const TiffFile& file, int number, Accept accept) {
     page.tiled = TIFFIsTiled(file.handle()) != 0;
     page.lossy = Tag16(file, TIFFTAG_COMPRESSION) == COMPRESSION_JPEG;
     ReadSize(file, page);
-    if (accept == Accept::AnyStack && IsPlainColour(file, page)) {
-        page.samplesPerPixel = 3;
-    } else {
-        CheckGrey(file, page);
-    }
+    if (accept == Accept::Volume || !ReadComponents(file, page)) CheckGrey(file, page);
     ReadType(file, page);
     CheckCodec(file, page);
     LocateSamples(file, page);

@@ -21,16 +21,22 @@ struct TiffPage {
     int width = 0;
     int height = 0;
     SampleType type = SampleType::Float32;
+    int file = 0;  // in a set of files, the place of its own
     int samplesPerPixel = 1;
-    int component = 0;  // which of them is the plane
+    int components = 1;     // channels in the page: its samples per pixel without those of transparency
+    int component = 0;      // which of them is the plane
+    bool separate = false;  // the components stand one after another, not side by side
+    bool redGreenBlue = false;
     bool tiled = false;
     bool lossy = false;  // JPEG: its decoder fills up missing samples and only warns
     // Byte offset of the samples where they stand uncompressed in one run, row after row.
     std::optional<std::uint64_t> run;
 
-    /// Of one row of all its samples.
+    /// Samples of one pixel that lie side by side.
+    int SamplesAbreast() const { return separate ? 1 : samplesPerPixel; }
+    /// Of one row of a strip.
     std::uint64_t RowBytes() const {
-        return static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(samplesPerPixel) *
+        return static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(SamplesAbreast()) *
                BytesOf(type);
     }
     /// Of the plane alone.

@@ -217,7 +217,10 @@ TEST(OmeOptics, AreReadWithTheirUnits) {
         "</Pixels></Image></OME>";
     const auto ome = ParseOme(text, FileNotes("x.tif", Messages(true)));
     ASSERT_TRUE(ome.has_value());
-    const ImageOptics& optics = ome->optics;
+    StackHeader header;
+    header.optics = ome->optics;
+    header.channel = ome->channel;
+    const ImageOptics optics = OpticsOf(header, 0);
     EXPECT_EQ(optics.numericalAperture, 1.4);
     EXPECT_EQ(optics.magnification, 63.0);
     EXPECT_EQ(optics.refractiveIndex, 1.518);

@@ -185,9 +185,9 @@ TEST_F(Metadata, OmeSizesAndDefaultUnit) {
     ASSERT_TRUE(ome.has_value());
     EXPECT_EQ(ome->sizeX, 5);
     EXPECT_EQ(ome->sizeY, 4);
-    EXPECT_EQ(ome->sizeZ, 3);
-    EXPECT_EQ(ome->sizeC, 2);
-    EXPECT_EQ(ome->sizeT, 6);
+    EXPECT_EQ(ome->axes.slices, 3);
+    EXPECT_EQ(ome->axes.channels, 2);
+    EXPECT_EQ(ome->axes.times, 6);
     EXPECT_EQ(ome->images, 1);
     EXPECT_EQ(ome->voxel.x, 0.065);
     EXPECT_DOUBLE_EQ(ome->voxel.y.value(), 0.065);
@@ -209,7 +209,7 @@ TEST_F(Metadata, OmeWithPrefixedElements) {
         "SizeZ=\"2\" PhysicalSizeZ=\"0.3\"/></OME:Image></OME:OME>",
         notes_);
     ASSERT_TRUE(ome.has_value());
-    EXPECT_EQ(ome->sizeZ, 2);
+    EXPECT_EQ(ome->axes.slices, 2);
     EXPECT_EQ(ome->voxel.z, 0.3);
 }
 
@@ -250,34 +250,65 @@ TEST_F(Metadata, OmeEntitiesAreNotExpanded) {
     EXPECT_EQ(ome->voxel.x, std::nullopt);
 }
 
+/// The pages of one file of `pages` that hold the planes; empty where the runs do not tell.
+std::vector<int> PageOrder(const OmeMetadata& ome, int planes, int pages) {
+    std::vector<int> order;
+    for (const OmePlace& place : PlacesOf(ome.runs, std::vector<int>(ome.runs.size(), 0), {pages}, planes)) {
+        order.push_back(place.page);
+    }
+    return order;
+}
+
 TEST_F(Metadata, OmePageOrder) {
     const auto ome = ParseOme(Ome("SizeZ=\"3\"",
                                   "<TiffData IFD=\"0\" FirstZ=\"2\"/><TiffData IFD=\"1\" FirstZ=\"1\"/>"
                                   "<TiffData IFD=\"2\" FirstZ=\"0\"/>"),
                               notes_);
     ASSERT_TRUE(ome.has_value());
-    EXPECT_EQ(PageOrder(ome->runs, 3), (std::vector<int>{2, 1, 0}));
+    EXPECT_EQ(PageOrder(*ome, 3, 3), (std::vector<int>{2, 1, 0}));
 
     const auto whole = ParseOme(Ome("SizeZ=\"3\"", "<TiffData/>"), notes_);
     ASSERT_TRUE(whole.has_value());
-    EXPECT_EQ(PageOrder(whole->runs, 3), (std::vector<int>{0, 1, 2}));
+    EXPECT_EQ(PageOrder(*whole, 3, 3), (std::vector<int>{0, 1, 2}));
 
     const auto rotated =
         ParseOme(Ome("SizeZ=\"3\"",
                      "<TiffData IFD=\"1\" FirstZ=\"0\" PlaneCount=\"2\"/><TiffData IFD=\"0\" FirstZ=\"2\"/>"),
                  notes_);
     ASSERT_TRUE(rotated.has_value());
-    EXPECT_EQ(PageOrder(rotated->runs, 3), (std::vector<int>{1, 2, 0}));
+    EXPECT_EQ(PageOrder(*rotated, 3, 3), (std::vector<int>{1, 2, 0}));
+    EXPECT_EQ(PageOrder(*rotated, 3, 5), (std::vector<int>{1, 2, 0}));
 }
 
-TEST_F(Metadata, OmePageOrderThatIsNoneIsNatural) {
-    const std::vector<int> natural{0, 1, 2};
-    EXPECT_EQ(PageOrder({}, 3), natural);
-    EXPECT_EQ(PageOrder({{0, 0, 1}, {1, 0, 1}, {2, 0, 1}}, 3), natural);
-    EXPECT_EQ(PageOrder({{0, 2147483647, 1}}, 3), natural);
-    EXPECT_EQ(PageOrder({{-1, 0, 3}}, 3), natural);
-    EXPECT_EQ(PageOrder({{0, 0, -2147483647}}, 3), natural);
-    EXPECT_EQ(PageOrder({{2, 0, 1}, {1, 1, 1}}, 3), natural);
+TEST_F(Metadata, OmePlanesFollowTheDimensionOrder) {
+    const auto ome = ParseOme(Ome("DimensionOrder=\"XYTZC\" SizeZ=\"3\" SizeC=\"2\" SizeT=\"4\"",
+                                  "<TiffData IFD=\"0\" FirstC=\"1\" FirstZ=\"2\" FirstT=\"3\"/>"),
+                              notes_);
+    ASSERT_TRUE(ome.has_value());
+    EXPECT_EQ(ome->order, "TZC");
+    EXPECT_EQ(ome->runs.at(0).firstPlane, 3 + 4 * (2 + 3 * 1));
+    for (int n = 0; n < 24; ++n) {
+        EXPECT_EQ(PlaceInOrder(ome->axes, ome->order, PlaneInOrder(ome->axes, ome->order, n)), n);
+    }
+}
+
+TEST_F(Metadata, OmePlanesMayStandInSeveralFiles) {
+    const std::vector<OmePlaneRun> runs{{0, 1, 2, "", ""}, {2, 0, {}, "", ""}};
+    EXPECT_EQ(PlacesOf(runs, {1, 0}, {1, 3}, 3), (std::vector<OmePlace>{{1, 1}, {1, 2}, {0, 0}}));
+}
+
+TEST_F(Metadata, OmePlacesThatAreNone) {
+    const auto places = [](const std::vector<OmePlaneRun>& runs) {
+        return PlacesOf(runs, std::vector<int>(runs.size(), 0), {3}, 3);
+    };
+    const std::vector<OmePlace> none;
+    EXPECT_EQ(places({}), none);
+    EXPECT_EQ(places({{0, 0, 1, "", ""}, {1, 0, 1, "", ""}, {2, 0, 1, "", ""}}), none);
+    EXPECT_EQ(places({{0, 2147483647, 1, "", ""}}), none);
+    EXPECT_EQ(places({{-1, 0, 3, "", ""}}), none);
+    EXPECT_EQ(places({{0, 0, -2147483647, "", ""}}), none);
+    EXPECT_EQ(places({{2, 0, 1, "", ""}, {1, 1, 1, "", ""}}), none);
+    EXPECT_EQ(PlacesOf({{0, 0, {}, "", ""}}, {0}, {2}, 2147483647), none);
 }
 
 TEST_F(Metadata, MessagesStayOnOneLine) {
