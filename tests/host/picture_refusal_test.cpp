@@ -107,12 +107,6 @@ TEST_F(PictureRefusal, ColoursThatAreNoPicture) {
     page.photometric = PHOTOMETRIC_RGB;
     testing::WriteTiff(In("in.tif"), "wl", {page, page});
     Expect({"--method", "rltm"}, 1, "a stack of 6 planes");
-    testing::WriteTiff(In("in.tif"), "wl", {page});
-    Expect({"--method", "lucy-richardson"}, 1, "3 samples per pixel (colour); a grey stack is needed");
-    page.bytes.resize(20 * 20 * 4, 9);
-    page.samplesPerPixel = 4;
-    testing::WriteTiff(In("in.tif"), "wl", {page});
-    Expect({"--method", "lucy-richardson"}, 1, "4 samples per pixel");
     page.description = "ImageJ=1.53\nimages=2\nchannels=2\nslices=1\n";
     page.samplesPerPixel = 1;
     page.photometric = PHOTOMETRIC_MINISBLACK;
