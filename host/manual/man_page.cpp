@@ -133,11 +133,10 @@ std::vector<ManPage> MakeManPages(const CommandEntry& program, const ManualFacts
 
     std::vector<ManPage> pages;
     const auto add = [&](const std::string& name, const std::string& call, const CommandEntry& command) {
-        const std::string title = ".TH " + RoffLiteral(UpperCase(name)) + " 1 " + RoffLiteral(facts.date) +
-                                  " " + Quoted(RoffLiteral(facts.version)) + " " + Quoted("User Commands") +
-                                  "\n";
-        pages.push_back({name, title + Heading("NAME") + RoffLiteral(name) + " \\- " +
-                                   RoffProse(NameLine(command.summary)) + Synopsis(call, command) +
+        const std::string title = ".TH " + RoffLiteral(UpperCase(name)) + " 1 " + facts.date + " " +
+                                  Quoted(RoffLiteral(facts.version)) + " " + Quoted("User Commands") + "\n";
+        const std::string line = RoffLiteral(name) + " \\- " + RoffText(NameLine(command.summary));
+        pages.push_back({name, title + Heading("NAME") + RoffLines(line) + Synopsis(call, command) +
                                    Description(command) + Commands(command) + Arguments(command) +
                                    Options(command) + ExitStatus(facts) + SeeAlso(names, name)});
     };

@@ -96,12 +96,7 @@ std::string RoffItalic(std::string_view literal) {
     return "\\fI" + RoffLiteral(literal) + "\\fP";
 }
 
-std::string RoffProse(std::string_view text) {
-    std::string set;
-    for (const std::string& word : WrapWords(text, 0)) {
-        if (!set.empty()) set += ' ';
-        set += RoffWord(word);
-    }
+std::string RoffLines(std::string_view set) {
     std::string out;
     for (const std::string& line : WrapWords(set, kColumns)) {
         if (line.front() == '.') out += "\\&";
@@ -109,6 +104,15 @@ std::string RoffProse(std::string_view text) {
         out += '\n';
     }
     return out;
+}
+
+std::string RoffProse(std::string_view text) {
+    std::string set;
+    for (const std::string& word : WrapWords(text, 0)) {
+        if (!set.empty()) set += ' ';
+        set += RoffWord(word);
+    }
+    return RoffLines(set);
 }
 
 std::string RoffBlocks(const std::vector<TextBlock>& blocks) {

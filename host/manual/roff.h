@@ -21,8 +21,10 @@ std::string RoffLiteral(std::string_view text);
 std::string RoffBold(std::string_view literal);
 std::string RoffItalic(std::string_view literal);
 
-/// Running text in short lines that no request can begin: names of options and negative numbers are literals, and
-/// the names bold.
+/// Breaks roff text into short lines, of which none is a request.
+std::string RoffLines(std::string_view set);
+
+/// Running text in such lines: names of options and negative numbers are literals, and the names bold.
 std::string RoffProse(std::string_view text);
 
 /// Blocks below a heading or a tag: paragraphs apart, terms as a tagged list.

@@ -155,7 +155,7 @@ TEST_F(SmallProgram, RemarksSayWhatTheRecordHolds) {
 
 TEST_F(SmallProgram, PageOfTheProgramNamesItsCommands) {
     const std::string page = Page(0);
-    EXPECT_EQ(page.find(".TH TRY\\-IT 1 2026\\-02\\-03 \"try\\-it 7.8.9\" \"User Commands\"\n"), 0U) << page;
+    EXPECT_EQ(page.find(".TH TRY\\-IT 1 2026-02-03 \"try\\-it 7.8.9\" \"User Commands\"\n"), 0U) << page;
     EXPECT_TRUE(Contains(page, ".SH NAME\ntry\\-it \\- tries things\n"));
     EXPECT_TRUE(
         Contains(page, ".TP\n\\fBmake\\fP\nmakes a thing. And another; see\n\\fBtry\\-it\\-make\\fP(1).\n"))
