@@ -1,9 +1,10 @@
 # SPDX-License-Identifier: MIT
-# What `cmake --install` puts under a prefix: headers, libraries, the program, and the two descriptions of the
-# package, for CMake and for pkg-config. Both find the rest of the package from where they lie, so that the
-# prefix may be chosen at install time and moved afterwards.
+# What `cmake --install` puts under a prefix: headers, libraries, the program with its manual, and the two
+# descriptions of the package, for CMake and for pkg-config. Both find the rest of the package from where they lie,
+# so that the prefix may be chosen at install time and moved afterwards.
+#
+# Components: program, library (what programs need of shared libraries), development.
 
-option(GNR_INSTALL "Make the install rules" ${PROJECT_IS_TOP_LEVEL})
 if(NOT GNR_INSTALL)
   return()
 endif()
@@ -18,6 +19,14 @@ foreach(sibling IN ITEMS ry_picture ry_math ry_platform ry_system)
   endif()
 endforeach()
 
+# A static library leaves its own dependencies to its users; a shared one carries them.
+get_target_property(gnr_library_kind gnr_deconvolution TYPE)
+if(gnr_library_kind STREQUAL "STATIC_LIBRARY")
+  set(gnr_is_static TRUE)
+else()
+  set(gnr_is_static FALSE)
+endif()
+
 # ---- libraries and headers -------------------------------------------------------------------------------
 
 if(APPLE)
@@ -29,17 +38,48 @@ set_target_properties(gnr_deconvolution ${gnr_siblings} PROPERTIES INSTALL_RPATH
 
 install(TARGETS gnr_deconvolution ${gnr_siblings}
   EXPORT gnr_deconvolution_targets
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  COMPONENT development
   FILES_MATCHING PATTERN "*.h")
 foreach(sibling IN LISTS gnr_siblings)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${sibling}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    COMPONENT development
     FILES_MATCHING PATTERN "*.h")
 endforeach()
 
-install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# ---- papers ----------------------------------------------------------------------------------------------
+
+# The licence in the form that Debian asks for.
+file(READ ${PROJECT_SOURCE_DIR}/LICENSE gnr_licence)
+string(REGEX MATCH "Copyright \\(c\\) ([^\n]*)" gnr_copyright "${gnr_licence}")
+set(GNR_COPYRIGHT "${CMAKE_MATCH_1}")
+string(REGEX REPLACE "^.*Copyright[^\n]*\n\n" "" gnr_licence "${gnr_licence}")
+string(STRIP "${gnr_licence}" gnr_licence)
+string(REPLACE "\n\n" "\n.\n" gnr_licence "${gnr_licence}")
+string(REPLACE "\n" "\n " GNR_LICENCE "${gnr_licence}")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/copyright.in ${PROJECT_BINARY_DIR}/copyright @ONLY)
+
+# gnr_install_papers(<component> <folder> [<document>...]): licence, changes and documents of a component
+function(gnr_install_papers component folder)
+  list(TRANSFORM ARGN PREPEND ${PROJECT_SOURCE_DIR}/docs/ OUTPUT_VARIABLE documents)
+  install(FILES ${PROJECT_BINARY_DIR}/copyright ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${documents}
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${folder} COMPONENT ${component})
+endfunction()
+
+# Each set with the documents that its own refer to.
+gnr_install_papers(development libgnr-deconvolution-dev
+  hosting.md kernels.md memory-stock.md algorithms.md psf.md wavelets.md bibliography.md)
+if(NOT gnr_is_static)
+  set(gnr_library_package libgnr-deconvolution${PROJECT_VERSION_MAJOR})
+  gnr_install_papers(library ${gnr_library_package})
+endif()
+if(TARGET rydecon)
+  gnr_install_papers(program rydecon
+    rydecon.md psf-options.md benchmarks.md algorithms.md psf.md wavelets.md bibliography.md)
+endif()
 
 # ---- program ---------------------------------------------------------------------------------------------
 
@@ -47,19 +87,17 @@ if(TARGET rydecon)
   file(RELATIVE_PATH gnr_program_to_libraries
     "${CMAKE_INSTALL_FULL_BINDIR}" "${CMAKE_INSTALL_FULL_LIBDIR}")
   set_target_properties(rydecon PROPERTIES INSTALL_RPATH "${gnr_origin}/${gnr_program_to_libraries}")
-  install(TARGETS rydecon RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS rydecon RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
+endif()
+if(TARGET rydecon_manual_files)
+  install(DIRECTORY ${RYDECON_MANUAL}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT program)
+  install(FILES ${RYDECON_MANUAL}/rydecon.bash
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions RENAME rydecon COMPONENT program)
 endif()
 
 # ---- find_package(gnr_deconvolution CONFIG) --------------------------------------------------------------
 
 set(gnr_package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/gnr_deconvolution")
-# A static library leaves its own dependencies to its users; a shared one carries them.
-get_target_property(gnr_library_kind gnr_deconvolution TYPE)
-if(gnr_library_kind STREQUAL "STATIC_LIBRARY")
-  set(gnr_is_static TRUE)
-else()
-  set(gnr_is_static FALSE)
-endif()
 
 configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/gnr_deconvolutionConfig.cmake.in
@@ -73,14 +111,15 @@ write_basic_package_version_file(
 install(FILES
   ${PROJECT_BINARY_DIR}/gnr_deconvolutionConfig.cmake
   ${PROJECT_BINARY_DIR}/gnr_deconvolutionConfigVersion.cmake
-  DESTINATION ${gnr_package_dir})
+  DESTINATION ${gnr_package_dir} COMPONENT development)
 if(GNR_FFT STREQUAL "fftw")
-  install(FILES ${PROJECT_SOURCE_DIR}/cmake/FindFFTW3f.cmake DESTINATION ${gnr_package_dir})
+  install(FILES ${PROJECT_SOURCE_DIR}/cmake/FindFFTW3f.cmake
+    DESTINATION ${gnr_package_dir} COMPONENT development)
 endif()
 install(EXPORT gnr_deconvolution_targets
   FILE gnr_deconvolutionTargets.cmake
   NAMESPACE gnr_deconvolution::
-  DESTINATION ${gnr_package_dir})
+  DESTINATION ${gnr_package_dir} COMPONENT development)
 
 # ---- pkg-config gnr_deconvolution ------------------------------------------------------------------------
 
@@ -128,4 +167,4 @@ configure_file(
   ${PROJECT_BINARY_DIR}/gnr_deconvolution.pc
   @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/gnr_deconvolution.pc
-  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

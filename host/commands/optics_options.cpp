@@ -75,8 +75,8 @@ std::vector<CLI::Option*> AddOpticsOptions(CLI::App& command, OpticsOptions& opt
     added.push_back(
         command
             .add_option("--model", options.model,
-                        "layered (usual): immersion and sample may differ; fast: few planes about "
-                        "the focus")
+                        "How to compute.\n  layered: the usual one; immersion and sample may differ"
+                        "\n  fast: few planes about the focus")
             ->type_name("NAME")
             ->group(kGroup));
     return added;
