@@ -129,6 +129,11 @@ bool LayOutOme(const TiffFile& file, const FileNotes& notes, Accept accept, Page
                            " images; a file with one stack is needed: save one of them");
     }
     RequireAccepted(file, metadata->axes, accept);
+    const auto planes = metadata->axes.Planes();
+    if (!planes) {
+        throw file.Refusal("its OME metadata tell of " + metadata->axes.Text() +
+                           ", more planes than any file has; export it again");
+    }
     if (metadata->axes.channels % first.components != 0) {
         throw file.Refusal("its OME metadata tell of " + metadata->axes.Text() + ", but its pages hold " +
                            std::to_string(first.components) + " channels each; export it again");
@@ -137,7 +142,7 @@ bool LayOutOme(const TiffFile& file, const FileNotes& notes, Accept accept, Page
     if (metadata->components != first.components) metadata->runs.clear();
     const FileSet set = FindFiles(file.path(), *metadata);
     const auto pages = PagesOf(file, set, list, notes, accept);
-    const int paged = *metadata->axes.Planes() / first.components;
+    const int paged = *planes / first.components;
     ArrangePlanes(PagesInOrder(file, *metadata, paged, pages, set.fileOfRun), metadata->axes, metadata->order,
                   layout);
     layout.files = set.files;

@@ -142,7 +142,8 @@ std::optional<OmeMetadata> ParseOme(const std::string& description, const FileNo
     metadata.optics = ome::ReadOptics(root, notes);
     metadata.images = static_cast<int>(std::count_if(
         root.begin(), root.end(), [](const pugi::xml_node& node) { return LocalName(node) == "Image"; }));
-    if (metadata.sizeX < 1 || metadata.sizeY < 1 || !metadata.axes.Planes()) {
+    const auto& [slices, channels, times] = metadata.axes;
+    if (metadata.sizeX < 1 || metadata.sizeY < 1 || slices < 1 || channels < 1 || times < 1) {
         notes.Note("the OME metadata give no usable image size and are ignored");
         return std::nullopt;
     }
