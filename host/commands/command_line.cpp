@@ -4,6 +4,7 @@
 #include <string>
 
 #include "commands/compare.h"
+#include "commands/info.h"
 #include "commands/psf.h"
 #include "commands/restore.h"
 #include "commands/simulate.h"
@@ -38,6 +39,7 @@ void SetUpCommandLine(CLI::App& app, CommandContext& context) {
     AddSimulateCommand(app, context);
     AddCompareCommand(app, context);
     AddViewCommand(app, context);
+    AddInfoCommand(app, context);
 }
 
 }  // namespace rydecon
