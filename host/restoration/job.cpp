@@ -125,11 +125,11 @@ RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, cons
     RestorationRecord record;
     const StackHeader& header = record.header = WithStatedVoxel(stack.header(), job.psf.optics);
     RequireOneVolume(job, header);
-    RequirePsfs(job, header.channels);
+    const std::vector<PsfChoice> psfs = PsfsOfChannels(job, stack);
     std::optional<StackWriter> writer;
     for (int c = 0; c < header.channels; ++c) {
         RestoreJob channel = job;
-        channel.psf = PsfOfChannel(job, c);
+        channel.psf = psfs[static_cast<std::size_t>(c)];
         VolumeRestoration restoration(channel, method, HeaderOfChannel(header, c), messages);
         if (!writer) writer.emplace(job.output, header, WriteOptions{job.overwrite, job.sampleType, {}, {}});
         for (int t = 0; t < header.times; ++t) {
@@ -168,23 +168,28 @@ MethodChoice MethodsForImage(const RestoreJob& job) {
 
 }  // namespace
 
-const PsfChoice& PsfOfChannel(const RestoreJob& job, int c) {
-    return job.channelPsfs.empty() ? job.psf : job.channelPsfs[static_cast<std::size_t>(c)];
-}
-
 std::vector<std::filesystem::path> InputsOf(const RestoreJob& job) {
     std::vector<std::filesystem::path> inputs = {job.image, job.psf.file, job.truth};
     for (const PsfChoice& psf : job.channelPsfs) inputs.push_back(psf.file);
     return inputs;
 }
 
-void RequirePsfs(const RestoreJob& job, int channels) {
+std::vector<PsfChoice> PsfsOfChannels(const RestoreJob& job, const SelectedStack& stack) {
+    const auto selected = static_cast<std::size_t>(stack.header().channels);
     const std::size_t given = job.channelPsfs.size();
-    if (given == 0 || given == static_cast<std::size_t>(channels)) return;
-    throw UserError("--psf, --emission or --excitation tells of " + std::to_string(given) +
-                        " channels, and " + std::to_string(channels) +
-                        " are to be restored; give one value for all, or one for each",
-                    ExitCode::Usage);
+    if (given == 0) return std::vector<PsfChoice>(selected, job.psf);
+    if (given == selected) return job.channelPsfs;
+    if (given != static_cast<std::size_t>(stack.channelsOfFile())) {
+        throw UserError("--psf, --emission or --excitation tells of " + std::to_string(given) +
+                            " channels, and " + std::to_string(selected) +
+                            " are to be restored; give one value for all, or one for each",
+                        ExitCode::Usage);
+    }
+    std::vector<PsfChoice> psfs;
+    for (std::size_t c = 0; c < selected; ++c) {
+        psfs.push_back(job.channelPsfs[static_cast<std::size_t>(stack.ChannelOfFile(static_cast<int>(c)))]);
+    }
+    return psfs;
 }
 
 void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Messages& messages) {

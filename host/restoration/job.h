@@ -20,7 +20,7 @@ namespace rydecon {
 struct RestoreJob {
     std::filesystem::path image;
     PsfChoice psf;                                ///< of all channels, or of the first
-    std::vector<PsfChoice> channelPsfs;           ///< one for each selected channel; empty: psf for all
+    std::vector<PsfChoice> channelPsfs;           ///< one for each channel; empty: psf for all
     Numbers channels;                             ///< empty: all
     Numbers times;                                ///< empty: all
     SampleType sampleType = SampleType::Float32;  ///< of the output
@@ -37,14 +37,12 @@ struct RestoreJob {
     bool overwrite = false;
 };
 
-/// The PSF for channel c of the selection.
-const PsfChoice& PsfOfChannel(const RestoreJob& job, int c);
-
 /// The files that no output may replace, but for a checkpoint to go on from.
 std::vector<std::filesystem::path> InputsOf(const RestoreJob& job);
 
-/// UserError (usage) where the job gives neither one PSF nor one for each of so many channels.
-void RequirePsfs(const RestoreJob& job, int channels);
+/// The PSF of each selected channel. UserError (usage) where the job gives neither one for all, nor one for each of
+/// them, nor one for each channel of the file.
+std::vector<PsfChoice> PsfsOfChannels(const RestoreJob& job, const SelectedStack& stack);
 
 /// Tells of samples that the integers of the output could not hold.
 void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Messages& messages);

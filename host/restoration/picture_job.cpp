@@ -201,10 +201,13 @@ VolumeRecord RestorePlane(PictureRestoration& restoration, std::vector<float>& p
 }
 
 /// One PSF for each channel.
-std::vector<SquarePsf> MakePsfs(const RestoreJob& job, const StackHeader& header, const Messages& messages) {
+std::vector<SquarePsf> MakePsfs(const RestoreJob& job, const SelectedStack& stack, const StackHeader& header,
+                                const Messages& messages) {
+    const std::vector<PsfChoice> choices = PsfsOfChannels(job, stack);
     std::vector<SquarePsf> psfs;
     for (int c = 0; c < header.channels; ++c) {
-        psfs.push_back(MakeSquarePsf(PsfOfChannel(job, c), job.image, HeaderOfChannel(header, c), messages));
+        psfs.push_back(MakeSquarePsf(choices[static_cast<std::size_t>(c)], job.image,
+                                     HeaderOfChannel(header, c), messages));
     }
     return psfs;
 }
@@ -231,9 +234,9 @@ RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& meth
     const int pictures = header.planes();
     RequirePlanes(job, header);
     RequireSides(header, job.image);
-    RequirePsfs(job, header.channels);
     const TileGrid tiles = PlanTiles(job.tiles, header.width, header.height, method.margin);
-    PictureRestoration restoration(method, job.settings, MakePsfs(job, header, messages), tiles, header);
+    PictureRestoration restoration(method, job.settings, MakePsfs(job, stack, header, messages), tiles,
+                                   header);
     StackWriter writer(job.output, header, WriteOptions{job.overwrite, job.sampleType, {}, {}});
 
     std::vector<float> plane(static_cast<std::size_t>(header.width) *

@@ -27,6 +27,11 @@ class SelectedStack {
     /// Of the selection alone.
     const StackHeader& header() const { return header_; }
 
+    int channelsOfFile() const { return reader_.header().channels; }
+
+    /// From 0: where channel c of the selection stands in the file.
+    int ChannelOfFile(int c) const { return channels_[static_cast<std::size_t>(c)]; }
+
     /// `plane` counts within the selection; as StackReader::ReadPlane.
     void ReadPlane(const PlaneIndex& plane, float* rows, std::ptrdiff_t rowStride);
 

@@ -90,6 +90,10 @@ class Channels(unittest.TestCase):
         numpy.testing.assert_array_equal(restored[:, 0], self.alone(1, 0, "a.tif"))
         numpy.testing.assert_array_equal(restored[:, 1], self.alone(1, 1, "b.tif"))
 
+    def test_list_may_tell_of_channels_that_are_not_chosen(self):
+        restored = self.restore("--psf", "a.tif", "--psf", "b.tif", "--times", "1", "--channels", "2")
+        numpy.testing.assert_array_equal(restored, self.alone(0, 1, "b.tif"))
+
     def test_channels_and_times_are_chosen(self):
         restored = self.restore("--psf", "b.tif", "--channels", "2", "--times", "1,3")
         self.assertEqual(restored.shape, (2, SLICES, HEIGHT, WIDTH))
