@@ -138,6 +138,10 @@ std::string TakesFunction(const std::vector<const CommandEntry*>& all, const Com
         const std::string name = CommandName(*command, program);
         for (std::size_t i = 0; i < command->arguments.size(); ++i)
             out += Case({name + " " + std::to_string(i)}, Assignments(command->arguments[i]));
+        const bool goesOn = !command->arguments.empty() && command->arguments.back().repeats;
+        if (goesOn)
+            out +=
+                "    " + Quoted(name + " ") + "[0-9]*) " + Assignments(command->arguments.back()) + " ;;\n";
         for (const OptionEntry& option : OptionsBehind(*command, program)) {
             std::vector<std::string> patterns;
             for (const std::string& form : option.names) patterns.push_back(name + " " + form);

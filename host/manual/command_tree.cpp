@@ -54,8 +54,11 @@ void ReadCheck(OptionEntry& entry, const std::string& check) {
 }
 
 void ReadValue(OptionEntry& entry, const CLI::Option& option) {
-    entry.words = option.get_items_expected_max();
-    if (entry.words == 0) return;
+    const int most = option.get_items_expected_max();
+    if (most == 0) return;
+    entry.repeats = most >= kManyWords;
+    const bool many = entry.repeats && (option.get_positional() || option.get_allow_extra_args());
+    entry.words = many ? kManyWords : entry.repeats ? option.get_type_size() : most;
     const std::vector<std::string> parts = Split(option.get_type_name(), ':');
     entry.value = option.get_option_text().empty() ? parts.front() : option.get_option_text();
     entry.preset = option.get_default_str();
@@ -142,6 +145,7 @@ CommandEntry DescribeCommand(const CLI::App& app) {
 std::vector<std::string> RemarksOn(const OptionEntry& option) {
     std::vector<std::string> remarks;
     if (option.required) remarks.emplace_back("Required.");
+    if (option.repeats) remarks.emplace_back("May be given again.");
     if (!option.limits.empty()) remarks.push_back("From " + option.limits + ".");
     if (!option.preset.empty()) remarks.push_back("Default: " + option.preset + ".");
     if (!option.needs.empty()) remarks.push_back("Only with " + Joined(option.needs) + ".");

@@ -12,16 +12,19 @@
 
 namespace rydecon {
 
+inline constexpr int kManyWords = 1000;
+
 /// An option, or an argument, which has a name but no dashes.
 struct OptionEntry {
     std::vector<std::string> names;    ///< "-o", "--output"
     std::string value;                 ///< "OUT.tif", "X Y Z"; empty for a flag
-    int words = 0;                     ///< how many words its value has at most
+    int words = 0;                     ///< how many words its value has at most; kManyWords for any number
     std::vector<TextBlock> text;       ///< what it means
     std::vector<std::string> choices;  ///< words that its value may be: all, or the fixed ones of them
     std::string limits;                ///< "0 to 4"; empty where there are none
     std::string preset;                ///< its value where it is not given
     bool required = false;
+    bool repeats = false;               ///< may be given again
     std::vector<std::string> needs;     ///< options that must stand beside it
     std::vector<std::string> excludes;  ///< options that may not
 

@@ -64,7 +64,7 @@ std::string Tagged(const std::string& tag, const OptionEntry& option) {
 std::string Synopsis(const std::string& call, const CommandEntry& command) {
     std::string out = Heading("SYNOPSIS") + RoffBold(call) + "\n";
     for (const OptionEntry& argument : command.arguments) {
-        const std::string value = RoffItalic(argument.value);
+        const std::string value = RoffItalic(argument.value) + (argument.repeats ? "..." : "");
         out += (argument.required ? value : "[" + value + "]") + "\n";
     }
     for (const OptionGroup& group : command.groups) {

@@ -90,9 +90,12 @@ class SmallProgram : public ::testing::Test {
             ->transform(CLI::CheckedTransformer(std::map<std::string, int>{{"off", 0}, {"0.3", 1}}));
         make->add_option("--tiles", text_, "Parts")->type_name("auto|XxY")->group("Big ones")->excludes(kind);
         make->add_option("--sides", sides_, "Three")->type_name("X Y Z");
+        make->add_option("--more", list_, "One at a time")->type_name("FILE")->allow_extra_args(false);
         make->add_option("--hidden", text_, "Nobody sees it")->group("");
         make->add_flag("--fast", quiet_, "Hurry")->needs(kind);
-        app_.add_subcommand("see", "Shows")->footer("Common words.");
+        CLI::App* const see = app_.add_subcommand("see", "Shows");
+        see->footer("Common words.");
+        see->add_option("files", list_, "What to show")->type_name("IN.tif");
         program_ = DescribeCommand(app_);
     }
     const OptionEntry& Option(const std::string& name) const {
@@ -114,6 +117,7 @@ class SmallProgram : public ::testing::Test {
     std::string text_;
     std::string kind_ = "dull";
     std::array<int, 3> sides_{};
+    std::vector<std::string> list_;
     int number_ = 0;
     bool quiet_ = false;
     CommandEntry program_;
@@ -144,12 +148,15 @@ TEST_F(SmallProgram, ChoicesComeFromTermsChecksAndAlternatives) {
     EXPECT_EQ(Option("--level").value, "N");
     EXPECT_EQ(Option("--sides").words, 3);
     EXPECT_EQ(Option("--fast").words, 0);
+    EXPECT_EQ(Option("--more").words, 1);
+    EXPECT_EQ(program_.commands[1].arguments.at(0).words, kManyWords);
 }
 
 TEST_F(SmallProgram, RemarksSayWhatTheRecordHolds) {
     EXPECT_EQ(RemarksOn(Option("--output")), (Words{"Required."}));
     EXPECT_EQ(RemarksOn(Option("--level")), (Words{"From 0 to 4."}));
     EXPECT_EQ(RemarksOn(Option("--kind")), (Words{"Default: dull.", "Not with --tiles."}));
+    EXPECT_EQ(RemarksOn(Option("--more")), (Words{"May be given again."}));
     EXPECT_EQ(RemarksOn(Option("--fast")), (Words{"Only with --kind."}));
 }
 
@@ -190,6 +197,8 @@ TEST_F(SmallProgram, CompletionNamesFunctionsAsBashAllows) {
     EXPECT_TRUE(Contains(script, "'make --kind') count=1 words='dull keen' ;;"));
     EXPECT_TRUE(Contains(script, "'make -o' | 'make --output') count=1 kind=file ;;"));
     EXPECT_TRUE(Contains(script, "'make 1') count=1 kind=folder ;;"));
+    EXPECT_TRUE(Contains(script, "'make --more') count=1 kind=file ;;"));
+    EXPECT_TRUE(Contains(script, "'see '[0-9]*) count=1000 kind=file ;;"));
     EXPECT_TRUE(Contains(script, "'see') words='-h --help -q --quiet' ;;")) << script;
     EXPECT_FALSE(Contains(script, "hidden"));
     EXPECT_FALSE(Contains(script, "PROGRAM"));
