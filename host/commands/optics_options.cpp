@@ -54,31 +54,31 @@ double ParsedNumber(const QuantityTraits& traits, const std::string& text) {
 
 std::vector<CLI::Option*> AddOpticsOptions(CLI::App& command, OpticsOptions& options,
                                            Wavelengths wavelengths) {
-    constexpr const char* kGroup = "Optics (lengths in um, or with a unit: 461nm)";
     std::vector<CLI::Option*> added;
     std::string modalities = "What kind of microscope.";
     for (const Modality& modality : Modalities())
         modalities += "\n  " + modality.name + ": " + modality.summary;
-    added.push_back(
-        command.add_option("--modality", options.modality, modalities)->type_name("NAME")->group(kGroup));
+    added.push_back(command.add_option("--modality", options.modality, modalities)
+                        ->type_name("NAME")
+                        ->group(kOpticsGroup));
     for (const QuantityTraits& traits : kQuantityTraits) {
         CLI::Option* const option = command.add_option(
             traits.option, options.numbers[static_cast<std::size_t>(traits.quantity)], traits.help);
         const bool list = wavelengths == Wavelengths::ByChannel && IsWavelength(traits);
-        option->type_name(list ? "LENGTH[,...]" : traits.isLength ? "LENGTH" : "X")->group(kGroup);
+        option->type_name(list ? "LENGTH[,...]" : traits.isLength ? "LENGTH" : "X")->group(kOpticsGroup);
         option->check(CLI::Validator(list ? CheckLengths : traits.isLength ? CheckLength : CheckNumber, ""));
         const bool voxel = traits.quantity == Quantity::Pixel || traits.quantity == Quantity::ZStep;
         if (!voxel) added.push_back(option);
     }
-    added.push_back(
-        command.add_flag("--invert-z", options.invertZ, "The stage moves the other way")->group(kGroup));
+    added.push_back(command.add_flag("--invert-z", options.invertZ, "The stage moves the other way")
+                        ->group(kOpticsGroup));
     added.push_back(
         command
             .add_option("--model", options.model,
                         "How to compute.\n  layered: the usual one; immersion and sample may differ"
                         "\n  fast: few planes about the focus")
             ->type_name("NAME")
-            ->group(kGroup));
+            ->group(kOpticsGroup));
     return added;
 }
 

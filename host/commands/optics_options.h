@@ -13,6 +13,10 @@
 
 namespace rydecon {
 
+/// Their heading in --help.
+inline constexpr const char* kOpticsGroup =
+    "Point spread function and optics (lengths in um, or with a unit: 461nm)";
+
 /// What was given, as text; empty where it was not.
 struct OpticsOptions {
     std::string modality;

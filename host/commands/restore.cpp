@@ -34,6 +34,28 @@ const std::vector<std::string> kMethodOptions = {
     "--checkpoint",   "--checkpoint-every", "--resume",     "--tiles",
     "--per-plane"};
 
+struct Theme {
+    const char* heading;
+    std::vector<const char*> options;
+};
+
+/// Headings of --help and of the manual, and what stands under them.
+const std::vector<Theme> kThemes = {
+    {"Input and output", {"--output", "--overwrite", "--dtype", "--channels", "--times", "--truth"}},
+    {kOpticsGroup, {"--psf", "--psf-out"}},
+    {"Method",
+     {"--method", "--regularization", "--threshold-scale", "--wiener-start", "--noise", "--inner",
+      "--guard"}},
+    {"Stop", {"--iterations", "--stop-ratio", "--no-auto-stop", "--energy-stop"}},
+    {"Resuming", {"--checkpoint", "--checkpoint-every", "--resume"}},
+    {"Pictures", {"--tiles", "--per-plane"}}};
+
+void GroupByTheme(CLI::App& command) {
+    for (const auto& [heading, options] : kThemes) {
+        for (const char* option : options) command.get_option(option)->group(heading);
+    }
+}
+
 const std::map<std::string, SampleType> kSampleTypes = {
     {"float32", SampleType::Float32}, {"u16", SampleType::UInt16}, {"u8", SampleType::UInt8}};
 
@@ -184,6 +206,7 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
 
     for (CLI::Option* const option : AddOpticsOptions(*command, *optics, Wavelengths::ByChannel))
         psf->excludes(option);
+    GroupByTheme(*command);
 
     command->callback([job, optics, selection, tiles, command, &context] {
         job->given = GivenOptions(*command);
