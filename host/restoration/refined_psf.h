@@ -4,25 +4,14 @@
 // The PSF that a blind restoration leaves behind: its widths, and its file.
 
 #include <filesystem>
-#include <optional>
 #include <string>
 
 #include "io/stack_header.h"
 #include "io/stack_writer.h"
+#include "optics/wrapped_psf.h"
 #include "volume/padded_volume.h"
 
 namespace rydecon {
-
-/// Full widths at half maximum through the largest sample, in samples; empty where a profile does not fall to
-/// its half.
-struct PsfWidths {
-    std::optional<double> x;
-    std::optional<double> y;
-    std::optional<double> z;
-};
-
-/// Of a PSF wrapped around the volume.
-PsfWidths WidthsOfWrapped(const PaddedVolume& psf);
 
 /// "0.31 um -> 0.36 um in x, ..." along the axes that have more than one sample; in samples where the voxel
 /// size is not known.
