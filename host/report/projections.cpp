@@ -31,28 +31,34 @@ float Percentile(std::vector<float>& samples, double percent) {
 Projections::Projections(const StackHeader& header)
     : header_(header),
       xy_(static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.height), kNothing),
-      xz_(static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.planes()), kNothing) {}
+      xz_(static_cast<std::size_t>(header.width) * static_cast<std::size_t>(header.planes()), kNothing),
+      yz_(static_cast<std::size_t>(header.height) * static_cast<std::size_t>(header.planes()), kNothing) {}
 
-void Projections::AddPlane(const float* samples) {
+void Projections::AddPlane(const float* samples, std::ptrdiff_t rowLength) {
     const auto width = static_cast<std::size_t>(header_.width);
-    float* const across = xz_.data() + added_++ * width;
-    for (std::size_t n = 0; n < xy_.size(); n += width) {
+    const auto height = static_cast<std::size_t>(header_.height);
+    float* const across = xz_.data() + added_ * width;
+    for (std::size_t j = 0; j < height; ++j) {
+        const float* const row = samples + static_cast<std::ptrdiff_t>(j) * rowLength;
+        float* const seenAlongZ = xy_.data() + j * width;
+        float& seenAlongX = yz_[j * static_cast<std::size_t>(header_.planes()) + added_];
         for (std::size_t i = 0; i < width; ++i) {
-            const float sample = samples[n + i];
+            const float sample = row[i];
             if (!std::isfinite(sample)) {
                 ++nonFinite_;
                 continue;
             }
-            Raise(xy_[n + i], sample);
+            Raise(seenAlongZ[i], sample);
             Raise(across[i], sample);
+            Raise(seenAlongX, sample);
         }
     }
+    ++added_;
 }
 
-Contrast ChooseContrast(const Projections& projections) {
+Contrast ContrastOf(std::initializer_list<const std::vector<float>*> parts) {
     std::vector<float> samples;
-    samples.reserve(projections.xy().size() + projections.xz().size());
-    for (const auto* part : {&projections.xy(), &projections.xz()}) {
+    for (const auto* part : parts) {
         std::copy_if(part->begin(), part->end(), std::back_inserter(samples),
                      [](float sample) { return std::isfinite(sample); });
     }
@@ -61,6 +67,10 @@ Contrast ChooseContrast(const Projections& projections) {
     if (contrast.black < contrast.white) return contrast;
     const auto [least, largest] = std::minmax_element(samples.begin(), samples.end());
     return {*least, *largest};
+}
+
+Contrast ChooseContrast(const Projections& projections) {
+    return ContrastOf({&projections.xy(), &projections.xz()});
 }
 
 }  // namespace rydecon

@@ -40,13 +40,14 @@ std::string Label(const RoundLength& length, const char* unit) {
 
 }  // namespace
 
-ScaleBar ChooseScaleBar(int pictureWidth, double pixelsPerSample, std::optional<double> pitch) {
+ScaleBar ChooseScaleBar(int pictureWidth, double pixelsPerSample, std::optional<double> pitch,
+                        const char* micrometre) {
     const double perUnit = pixelsPerSample / pitch.value_or(1.0);
     double most = pictureWidth / 3.0 / perUnit;
     if (!pitch) most = std::max(most, 1.0);
     const RoundLength length = RoundDown(most);
     const int pixels = std::max(1, static_cast<int>(std::lround(length.Value() * perUnit)));
-    return {pixels, Label(length, pitch ? "um" : "px")};
+    return {pixels, Label(length, pitch ? micrometre : "px")};
 }
 
 void DrawScaleBar(GreyPicture& picture, int left, int top, const ScaleBar& bar) {

@@ -18,8 +18,10 @@ struct ScaleBar {
 inline constexpr int kScaleBarHeight = 26;  // of the strip that DrawScaleBar draws on
 
 /// The longest bar of a round length (1, 2 or 5 times a power of ten, in micrometres or in samples) that
-/// takes at most a third of the picture. `pixelsPerSample` is the magnification along x.
-ScaleBar ChooseScaleBar(int pictureWidth, double pixelsPerSample, std::optional<double> pitch);
+/// takes at most a third of the picture. `pixelsPerSample` is the magnification along x, `micrometre` how the
+/// label writes that unit.
+ScaleBar ChooseScaleBar(int pictureWidth, double pixelsPerSample, std::optional<double> pitch,
+                        const char* micrometre = "um");
 
 /// Bar and label beside it, in a strip of kScaleBarHeight whose upper left corner is given.
 void DrawScaleBar(GreyPicture& picture, int left, int top, const ScaleBar& bar);

@@ -62,7 +62,8 @@ PictureLayout LayOutPicture(const StackHeader& header) {
     const double z = voxel.x && voxel.z ? *voxel.z : x;
     double finest = std::min({x, y, z});
     double scales[] = {x / finest, y / finest, z / finest};
-    if (std::max({x, y, z}) > kMostStretch * finest) std::fill(std::begin(scales), std::end(scales), 1.0);
+    const bool toScale = std::max({x, y, z}) <= kMostStretch * finest;
+    if (!toScale) std::fill(std::begin(scales), std::end(scales), 1.0);
 
     const auto longest = [&] {
         return std::max({Stretched(header.width, scales[0]), Stretched(header.height, scales[1]),
@@ -71,7 +72,7 @@ PictureLayout LayOutPicture(const StackHeader& header) {
     const int magnification = std::max(1, (kSmallPicture + longest() - 1) / longest());
     for (double& scale : scales) scale *= magnification;
     return {Stretched(header.width, scales[0]), Stretched(header.height, scales[1]),
-            Stretched(header.planes(), scales[2]), scales[0]};
+            Stretched(header.planes(), scales[2]), scales[0], toScale};
 }
 
 GreyPicture Render(const std::vector<float>& samples, int width, int height, int toWidth, int toHeight,

@@ -17,6 +17,7 @@ struct PictureLayout {
     int height = 0;
     int depth = 0;               // of the XZ projection
     double pixelsPerSample = 1;  // along x
+    bool toScale = true;         // false where the pitches differ too much for a picture
 };
 
 /// Stretches the axes of coarser pitch to the finest one, and magnifies small stacks by a whole number. An
