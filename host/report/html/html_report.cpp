@@ -3,6 +3,7 @@
 #include "report/html/html_report.h"
 
 #include <algorithm>
+#include <map>
 
 #include "io/temporary_file.h"
 #include "report/html/markup.h"
@@ -12,6 +13,8 @@
 
 namespace rydecon {
 namespace {
+
+constexpr std::size_t kMostNamed = 4;  // volumes that a warning names
 
 /// Where two volumes and more are told apart by numbers, at the least.
 std::string NameInList(const VolumeReport& volume, std::size_t number) {
@@ -82,14 +85,28 @@ std::string Header(const RestorationReport& report) {
            "</header>\n";
 }
 
+/// Names of the volumes, or their number where they are many.
+std::string WhichVolumes(const RestorationReport& report, const std::vector<std::size_t>& numbers) {
+    if (report.volumes.size() < 2) return "";
+    if (numbers.size() > kMostNamed) {
+        return std::to_string(numbers.size()) + " of " + std::to_string(report.volumes.size()) + " volumes: ";
+    }
+    std::string names;
+    for (const std::size_t n : numbers)
+        names += (names.empty() ? "" : "; ") + NameInList(report.volumes[n], n);
+    return names + ": ";
+}
+
+/// Those of the run, then those of the volumes, each text once.
 std::string WarningsSection(const RestorationReport& report) {
+    std::map<std::string, std::vector<std::size_t>> volumesOf;
+    for (std::size_t n = 0; n < report.volumes.size(); ++n) {
+        for (const std::string& warning : report.volumes[n].warnings) volumesOf[warning].push_back(n);
+    }
     std::string list;
     for (const std::string& warning : report.warnings) list += Element("li", warning);
-    for (std::size_t n = 0; n < report.volumes.size(); ++n) {
-        const bool named = report.volumes.size() > 1;
-        for (const std::string& warning : report.volumes[n].warnings) {
-            list += Element("li", (named ? NameInList(report.volumes[n], n) + ": " : "") + warning);
-        }
+    for (const auto& [warning, numbers] : volumesOf) {
+        list += Element("li", WhichVolumes(report, numbers) + warning);
     }
     if (list.empty()) return "";
     return "<section class=\"warnings\"><h2>Warnings</h2><ul>" + list + "</ul></section>\n";

@@ -65,7 +65,7 @@ std::string ShownVoxel(const RestorationReport& report) {
     return text + (report.planes > 1 ? " µm per voxel" : " µm per pixel");
 }
 
-std::string ShownIterations(const std::vector<VolumeReport>& volumes) {
+std::string ShownIterations(std::span<const VolumeReport> volumes) {
     unsigned least = 0;
     unsigned most = 0;
     const VolumeReport* first = nullptr;
@@ -76,8 +76,10 @@ std::string ShownIterations(const std::vector<VolumeReport>& volumes) {
         if (first == nullptr) first = &volume;
     }
     if (first == nullptr) return "";
+    std::string rounds = first->rounds;
+    if (most == 1 && rounds.ends_with('s')) rounds.pop_back();
     const std::string range = least == most ? "" : std::to_string(least) + " to ";
-    return range + std::to_string(most) + " " + first->rounds;
+    return range + std::to_string(most) + " " + rounds;
 }
 
 MethodsText WriteMethodsText(const RestorationReport& report) {

@@ -3,6 +3,7 @@
 
 // The paragraph on the restoration that a paper can take over.
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -25,7 +26,7 @@ std::string ShownShape(const RestorationReport& report);
 /// "0.1 × 0.1 × 0.3 µm" along the axes that the volume has; empty where one of them is not known.
 std::string ShownVoxel(const RestorationReport& report);
 
-/// "32 iterations", "15 to 32 iterations", empty for a direct method.
-std::string ShownIterations(const std::vector<VolumeReport>& volumes);
+/// "32 iterations", "15 to 32 iterations", "1 iteration", empty for a direct method.
+std::string ShownIterations(std::span<const VolumeReport> volumes);
 
 }  // namespace rydecon

@@ -52,8 +52,8 @@ struct VolumeReport {
     std::string channel;                 ///< name; empty where there is only one
     std::string time;                    ///< "3", "12.5 s"; empty where there is only one
     std::optional<unsigned> iterations;  ///< empty for a direct method
-    std::string rounds = "iterations";   ///< what was counted
-    std::string stopReason;              ///< "the limit", "ended by its stop test"
+    std::string rounds = "iterations";   ///< what was counted, in the plural
+    std::string stopReason;              ///< "the limit", "ended by its stop test"; stands in parentheses
     double seconds = 0.0;
     std::optional<double> fluxIn;  ///< sum of the samples
     std::optional<double> fluxOut;

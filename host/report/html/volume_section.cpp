@@ -7,6 +7,7 @@
 
 #include "report/html/line_chart.h"
 #include "report/html/markup.h"
+#include "report/html/methods_text.h"
 #include "report/html/psf_figure.h"
 #include "report/html/view_figure.h"
 
@@ -55,7 +56,8 @@ std::vector<ChartPoint> PointsOf(const FrequencyRings& rings, const std::vector<
     return points;
 }
 
-std::string SpectrumFigure(const SpectrumPair& spectrum, const std::optional<double>& cutOff) {
+std::string SpectrumFigure(const VolumeViews& views, const std::optional<double>& cutOff) {
+    const SpectrumPair& spectrum = views.spectrum;
     LineChart chart;
     chart.description = "Radially averaged power spectrum before and after, logarithmic power";
     chart.x.label =
@@ -63,14 +65,16 @@ std::string SpectrumFigure(const SpectrumPair& spectrum, const std::optional<dou
     chart.y = {.label = "relative power", .logarithmic = true};
     chart.series = {{"before", "before", PointsOf(spectrum.rings, spectrum.before)},
                     {"after", "after", PointsOf(spectrum.rings, spectrum.after)}};
+    std::string note =
+        std::string("Radial mean of the power of the ") +
+        (views.header.planes > 1 ? "mean along z" : "picture") +
+        ", up to the Nyquist frequency, over the squared mean of the image before; Hann window.";
     const double last = spectrum.rings.step * spectrum.rings.count;
     if (cutOff && spectrum.rings.physical && *cutOff <= last) {
         chart.mark = ChartMark{*cutOff, "cut-off 2 NA/λ"};
+        note += " Beyond the cut-off of the optics an image holds noise only.";
     }
-    return ChartFigure("Power spectrum", chart,
-                       "Radial mean of the power of the mean along z, up to the Nyquist frequency, over the "
-                       "squared mean of the image before; Hann window. What rises beyond the optical cut-off "
-                       "was not in the image.");
+    return ChartFigure("Power spectrum", chart, note);
 }
 
 std::string CurveFigure(const std::string& title, const ReportCurve& curve, const std::string& rounds) {
@@ -111,13 +115,6 @@ std::string NumbersTable(const ImageNumbers& before, const ImageNumbers& after) 
     return html + "</tbody></table></div>";
 }
 
-std::string Warnings(const std::vector<std::string>& warnings) {
-    if (warnings.empty()) return "";
-    std::string html = "<ul>";
-    for (const std::string& warning : warnings) html += Element("li", warning);
-    return html + "</ul>";
-}
-
 std::string Charts(const VolumeReport& volume) {
     std::string html = "<div class=\"charts\">";
     if (volume.iterations) {
@@ -130,20 +127,15 @@ std::string Charts(const VolumeReport& volume) {
         html += CurveFigure("Agreement of both halves", volume.agreement, volume.rounds);
     }
     if (volume.views) {
-        html +=
-            HistogramFigure(volume.views->histogram) + SpectrumFigure(volume.views->spectrum, volume.cutOff);
+        html += HistogramFigure(volume.views->histogram) + SpectrumFigure(*volume.views, volume.cutOff);
     }
     for (const ReportPsf& psf : volume.psfs) html += PsfFigure(psf);
     return html + "</div>";
 }
 
 std::string RunLine(const VolumeReport& volume) {
-    std::string line;
-    if (volume.iterations) {
-        line = std::to_string(*volume.iterations) + " " + volume.rounds;
-        if (!volume.stopReason.empty()) line += " (" + volume.stopReason + ")";
-        line += ", ";
-    }
+    std::string line = ShownIterations({&volume, 1});
+    if (!line.empty()) line += (volume.stopReason.empty() ? "" : " (" + volume.stopReason + ")") + ", ";
     return line + ShownDuration(volume.seconds) +
            ". Sum of the samples after over before: " + ShownFluxRatio(volume) + ".";
 }
@@ -165,7 +157,7 @@ std::string VolumeSection(const VolumeReport& volume, int number) {
     const std::string name = NameOf(volume);
     std::string html = "<section class=\"volume\" id=\"volume-" + std::to_string(number) + "\">" +
                        Element("h2", name.empty() ? "Before and after" : name) +
-                       Element("p", RunLine(volume), "class=\"note\"") + Warnings(volume.warnings);
+                       Element("p", RunLine(volume), "class=\"note\"");
     html += volume.views ? ViewFigure(*volume.views, "v" + std::to_string(number))
                          : Element("p", "There are no pictures of this one: a report has those of " +
                                             std::to_string(kMostVolumesWithViews) + " volumes at most.");

@@ -109,6 +109,9 @@ TEST(MethodsText, ADirectMethodHasNoIterations) {
     report.volumes.resize(1);
     EXPECT_EQ(WriteMethodsText(report).paragraph.find("took"), std::string::npos);
     EXPECT_EQ(ShownIterations(report.volumes), "");
+    report.volumes[0].iterations = 1;
+    report.volumes[0].rounds = "cycles";
+    EXPECT_EQ(ShownIterations(report.volumes), "1 cycle");
 }
 
 }  // namespace

@@ -158,6 +158,18 @@ TEST(ReportPage, SeveralVolumesHaveATableAndAChooser) {
     EXPECT_TRUE(Has(RenderHtmlReport(report), "</html>"));
 }
 
+TEST(ReportPage, AWarningOfManyVolumesStandsOnce) {
+    RestorationReport report = ReportOfShape(HeaderOfShape(20, 16, 5));
+    report.volumes.resize(9);
+    for (std::size_t n = 0; n < 9; ++n) report.volumes[n].warnings = {"dim"};
+    report.volumes[2].warnings.push_back("saturated");
+    report.volumes[7].warnings.push_back("saturated");
+    const std::string page = RenderHtmlReport(report);
+    EXPECT_TRUE(Has(page, "<ul><li>9 of 9 volumes: dim</li><li>Volume 3; Volume 8: saturated</li></ul>"));
+    report.volumes.resize(1);
+    EXPECT_TRUE(Has(RenderHtmlReport(report), "<ul><li>dim</li></ul>"));
+}
+
 TEST(ReportPage, WidthsOfThePsfAreInUnitsOrInSamples) {
     RestorationReport report = SmallReport(20, 16, 5, {0.1, 0.1, 0.3});
     report.volumes[0].psfs = {PsfOfScene({0.1, 0.1, 0.3})};
