@@ -65,6 +65,22 @@ std::string AddressOf(const std::vector<unsigned char>& png) {
     return "data:image/png;base64," + Base64(png);
 }
 
+/// Linear between its colours, which are evenly spaced about value 128.
+Palette MakeDivergingPalette() {
+    constexpr int kStops[][3] = {{33, 102, 172},  {103, 169, 207}, {209, 229, 240}, {247, 247, 247},
+                                 {253, 219, 199}, {239, 138, 98},  {178, 24, 43}};
+    Palette colours{};
+    for (int n = 0; n < 256; ++n) {
+        const double at = std::clamp((n - 128) / 127.0 * 3.0 + 3.0, 0.0, 6.0);
+        const int lower = std::min(static_cast<int>(at), 5);
+        for (std::size_t c = 0; c < 3; ++c) {
+            const double mixed = kStops[lower][c] + (kStops[lower + 1][c] - kStops[lower][c]) * (at - lower);
+            colours[static_cast<std::size_t>(n)][c] = static_cast<std::uint8_t>(std::lround(mixed));
+        }
+    }
+    return colours;
+}
+
 }  // namespace
 
 std::string Escaped(std::string_view text) {
@@ -108,21 +124,7 @@ std::string PictureAddress(const GreyPicture& picture, const Palette& palette) {
 }
 
 const Palette& DivergingPalette() {
-    constexpr int kStops[][3] = {{33, 102, 172},  {103, 169, 207}, {209, 229, 240}, {247, 247, 247},
-                                 {253, 219, 199}, {239, 138, 98},  {178, 24, 43}};
-    static const Palette palette = [&kStops] {
-        Palette colours{};
-        for (int n = 0; n < 256; ++n) {
-            const double at = std::clamp((n - 128) / 127.0 * 3.0 + 3.0, 0.0, 6.0);
-            const int lower = std::min(static_cast<int>(at), 5);
-            for (std::size_t c = 0; c < 3; ++c) {
-                const double mixed =
-                    kStops[lower][c] + (kStops[lower + 1][c] - kStops[lower][c]) * (at - lower);
-                colours[static_cast<std::size_t>(n)][c] = static_cast<std::uint8_t>(std::lround(mixed));
-            }
-        }
-        return colours;
-    }();
+    static const Palette palette = MakeDivergingPalette();
     return palette;
 }
 
