@@ -37,12 +37,20 @@ struct CompareOptions {
 };
 
 std::string Shape(const StackHeader& header) {
-    return std::to_string(header.width) + " x " + std::to_string(header.height) + " x " +
-           std::to_string(header.planes());
+    std::string text = std::to_string(header.width) + " x " + std::to_string(header.height) + " x " +
+                       std::to_string(header.slices);
+    if (header.channels > 1 || header.times > 1) {
+        text += " x " + std::to_string(header.channels) + " channels x " + std::to_string(header.times) +
+                " times";
+    }
+    return text;
 }
 
 void RequireOneShape(const CompareOptions& options, const StackHeader& a, const StackHeader& b) {
-    if (a.width == b.width && a.height == b.height && a.planes() == b.planes()) return;
+    if (a.width == b.width && a.height == b.height && a.slices == b.slices && a.channels == b.channels &&
+        a.times == b.times) {
+        return;
+    }
     throw UserError("the shapes differ: " + Quoted(options.stack) + " has " + Shape(a) + " samples, " +
                     Quoted(options.reference) + " has " + Shape(b) + "; crop one of them");
 }
@@ -55,8 +63,8 @@ void RequireFinite(const CompareOptions& options, const SimilaritySums& sums) {
 }
 
 SimilaritySums Gather(const CompareOptions& options, const Messages& messages) {
-    StackReader a(options.stack, messages);
-    StackReader b(options.reference, messages);
+    StackReader a(options.stack, messages, Accept::AnyStack);
+    StackReader b(options.reference, messages, Accept::AnyStack);
     const StackHeader& header = a.header();
     RequireOneShape(options, header, b.header());
 

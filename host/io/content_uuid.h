@@ -16,7 +16,8 @@ class ContentUuid {
   public:
     explicit ContentUuid(std::size_t planes) : digests_(planes, kStart) {}
 
-    /// Adds the next bytes of a plane; planes may come in any order, the bytes of one in theirs.
+    /// Adds the next bytes of a plane; planes may come in any order, the bytes of one in theirs,
+    /// all but the last in pieces of a multiple of 8.
     void Add(std::size_t plane, const void* bytes, std::size_t count);
 
     /// "urn:uuid:..." of all planes and `rest`, of version 8 (RFC 9562, section 5.8: made by a rule of one's own).

@@ -133,6 +133,26 @@ TEST_F(Compare, DifferentShapesAreNamed) {
     EXPECT_NE(result.err.find("'b.tif' has 8 x 9 x 4"), std::string::npos) << result.err;
 }
 
+/// The same samples as so many channels and times.
+Stack WithAxes(Stack stack, int slices, int channels, int times) {
+    stack.header.slices = slices;
+    stack.header.channels = channels;
+    stack.header.times = times;
+    return stack;
+}
+
+TEST_F(Compare, ChannelsAndTimesAreCompared) {
+    const Stack a = Noise(1, 0, 100, 9, 7, 12);
+    const Stack b = Noise(2, 0, 100, 9, 7, 12);
+    const std::string numbers = Run(a, b).out;
+    EXPECT_EQ(Run(WithAxes(a, 2, 3, 2), WithAxes(b, 2, 3, 2)).out, numbers);
+    const ProgramResult result = Run(WithAxes(a, 2, 3, 2), WithAxes(b, 2, 2, 3));
+    EXPECT_EQ(result.exitCode, 1);
+    EXPECT_TRUE(IsOneErrorLine(result.err)) << result.err;
+    EXPECT_NE(result.err.find("9 x 7 x 2 x 3 channels x 2 times"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("9 x 7 x 2 x 2 channels x 3 times"), std::string::npos) << result.err;
+}
+
 TEST_F(Compare, NonFiniteSamplesAreCounted) {
     const float bad[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
                          -std::numeric_limits<float>::infinity()};

@@ -178,6 +178,54 @@ TEST_F(Writing, NothingAppearsUncommitted) {
     EXPECT_THROW(StackWriter(File("out.tif"), Shape(0, 3, 2), false), std::invalid_argument);
 }
 
+TEST_F(Writing, PlanesComeInAnyOrderButOnce) {
+    StackHeader header = Shape(3, 2, 2);
+    header.channels = 3;
+    header.times = 2;
+    const std::vector<float> rows(6, 1.0F);
+    StackWriter writer(File("out.tif"), header, false);
+    for (const PlaneIndex wrong : {PlaneIndex{2, 0, 0}, PlaneIndex{0, 3, 0}, PlaneIndex{0, 0, 2},
+                                   PlaneIndex{-1, 0, 0}, PlaneIndex{0, -1, 0}, PlaneIndex{0, 0, -1}}) {
+        EXPECT_THROW(writer.WritePlane(wrong, rows.data(), 3), std::out_of_range);
+    }
+    writer.WritePlane({1, 2, 1}, rows.data(), 3);
+    EXPECT_THROW(writer.WritePlane({1, 2, 1}, rows.data(), 3), std::logic_error);
+    for (int k = 0; k < 11; ++k) writer.WritePlane(PlaneAt(header, k), rows.data(), 3);
+    writer.Commit();
+    StackReader reader(File("out.tif"), messages_, Accept::AnyStack);
+    EXPECT_EQ(reader.header().slices, 2);
+    EXPECT_EQ(reader.header().channels, 3);
+    EXPECT_EQ(reader.header().times, 2);
+    EXPECT_THROW(reader.ReadPlane({0, 3, 0}, nullptr, 3), std::out_of_range);
+    EXPECT_THROW(reader.ReadPlane({2, 0, 0}, nullptr, 3), std::out_of_range);
+    EXPECT_THROW(reader.ReadPlane({0, 0, -1}, nullptr, 3), std::out_of_range);
+}
+
+TEST_F(Writing, LargeFormsFollowTheContainerAndTheLimit) {
+    StackHeader header = Shape(10, 10, 20);
+    EXPECT_EQ(ChooseForm(header, 30000), TiffForm::Classic);
+    EXPECT_EQ(ChooseForm(header, 9000), TiffForm::SingleDirectory);
+    EXPECT_EQ(ChooseForm(header, 900), TiffForm::Big);
+    header.container = Container::Ome;
+    EXPECT_EQ(ChooseForm(header, 30000), TiffForm::Classic);
+    EXPECT_EQ(ChooseForm(header, 9000), TiffForm::Big);
+}
+
+// Wherever the limit lies, a classic file keeps it.
+TEST_F(Writing, ClassicFilesKeepTheLimit) {
+    StackHeader header = Shape(7, 5, 9);
+    header.channels = 2;
+    header.channel.resize(2);
+    header.channel[0].name = std::string(3000, 'n');
+    for (const Container container : {Container::ImageJ, Container::Ome}) {
+        header.container = container;
+        for (std::uint64_t limit = 1000; limit < 200000; limit += 997) {
+            if (ChooseForm(header, limit) != TiffForm::Classic) continue;
+            EXPECT_LE(MakePrologue(header, TiffForm::Classic).size() + 18 * PlaneBytes(header), limit);
+        }
+    }
+}
+
 TEST_F(Writing, ReplacingTheInputKeepsItUntilCommit) {
     const StackHeader header = Shape(3, 3, 2);
     WriteStack(File("stack.tif"), header, 3);
