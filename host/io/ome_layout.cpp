@@ -2,12 +2,15 @@
 // The planes of an OME-TIFF, in one file or in a set of files of one folder.
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
+#include <fstream>
 #include <limits>
 #include <map>
 #include <numeric>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "io/ome_metadata.h"
@@ -18,16 +21,53 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Folders in the name are those of the writer's machine.
+fs::path NameAlone(const std::string& name) {
+    return name.substr(name.find_last_of("/\\") + 1);
+}
+
+/// The description of a TIFF file, the content of any other.
+std::string MetadataIn(const fs::path& path) {
+    constexpr std::streamoff kMostBytes = std::streamoff{1} << 30;
+    std::ifstream stream(path, std::ios::binary);
+    std::array<char, 2> start{};
+    stream.read(start.data(), start.size());
+    const std::string_view signature(start.data(), start.size());
+    if (signature == "II" || signature == "MM") return ReadDescription(TiffFile(path));
+    stream.seekg(0, std::ios::end);
+    const std::streamoff bytes = stream.tellg();
+    if (!stream || bytes > kMostBytes) return {};
+    std::string text(static_cast<std::size_t>(bytes), '\0');
+    stream.seekg(0);
+    stream.read(text.data(), bytes);
+    return text;
+}
+
+/// The metadata of the file itself, or of the companion that it refers to.
+std::optional<OmeMetadata> FindMetadata(const TiffFile& file, const std::string& description,
+                                        const FileNotes& notes) {
+    const auto reference = ParseOmeReference(description);
+    if (!reference) return ParseOme(description, notes);
+    const fs::path companion = file.path().parent_path() / NameAlone(reference->metadataFile);
+    std::error_code ignored;
+    if (reference->metadataFile.empty() || !fs::is_regular_file(companion, ignored)) {
+        throw file.Refusal("its metadata stand in another file, and " + Quoted(companion) +
+                           " is missing; put all files of the set into one folder");
+    }
+    auto metadata = ParseOme(MetadataIn(companion), notes);
+    if (!metadata) {
+        throw file.Refusal("its metadata stand in another file, and " + Quoted(companion) +
+                           " holds none for it");
+    }
+    metadata->uuid = reference->uuid;
+    return metadata;
+}
+
 /// The files that the runs name, this one first, and to which of them each run belongs.
 struct FileSet {
     std::vector<fs::path> files;
     std::vector<int> fileOfRun;
 };
-
-// Folders in the name are those of the writer's machine.
-fs::path NameAlone(const std::string& name) {
-    return name.substr(name.find_last_of("/\\") + 1);
-}
 
 FileSet FindFiles(const fs::path& self, const OmeMetadata& metadata) {
     FileSet set{{self}, {}};
@@ -117,7 +157,7 @@ void FillHeader(const OmeMetadata& metadata, StackHeader& header) {
 
 bool LayOutOme(const TiffFile& file, const FileNotes& notes, Accept accept, PageList& list,
                StackLayout& layout) {
-    auto metadata = ParseOme(list.description, notes);
+    auto metadata = FindMetadata(file, list.description, notes);
     if (!metadata) return false;
     const TiffPage& first = list.first();
     if (metadata->sizeX != first.width || metadata->sizeY != first.height) {

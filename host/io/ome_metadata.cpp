@@ -19,6 +19,11 @@ namespace {
 using ome::Child;
 using ome::LocalName;
 
+// Default parsing keeps entities as they stand and skips a document type definition.
+pugi::xml_parse_result Load(std::string_view text, pugi::xml_document& document) {
+    return document.load_buffer(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8);
+}
+
 std::optional<double> PhysicalSize(const pugi::xml_node& pixels, const char* name, const FileNotes& notes) {
     const pugi::xml_attribute size = pixels.attribute(name);
     if (!size) return std::nullopt;
@@ -63,11 +68,36 @@ std::vector<OmePlaneRun> PlaneRuns(const pugi::xml_node& pixels, const OmeMetada
     return runs;
 }
 
-std::optional<TimeStep> TimeStepOf(const pugi::xml_node& pixels) {
+std::optional<TimeStep> PositiveStep(double value, const std::string& unit) {
+    if (!std::isfinite(value) || !(value > 0.0)) return std::nullopt;
+    return TimeStep{value, unit};
+}
+
+/// From when first and last plane of the first slice and channel were taken.
+std::optional<TimeStep> StepOfPlanes(const pugi::xml_node& pixels, int times) {
+    std::optional<double> first;
+    std::optional<double> last;
+    std::string unit;
+    for (const pugi::xml_node& node : pixels.children()) {
+        if (LocalName(node) != "Plane" || node.attribute("TheZ").as_int() != 0 ||
+            node.attribute("TheC").as_int() != 0) {
+            continue;
+        }
+        const int t = node.attribute("TheT").as_int();
+        if (t == 0) first = ParseNumber(node.attribute("DeltaT").value());
+        if (t == times - 1) last = ParseNumber(node.attribute("DeltaT").value());
+        unit = node.attribute("DeltaTUnit").as_string("s");
+    }
+    if (!first || !last || times < 2) return std::nullopt;
+    return PositiveStep((*last - *first) / (times - 1), unit);
+}
+
+std::optional<TimeStep> TimeStepOf(const pugi::xml_node& pixels, int times) {
     const pugi::xml_attribute increment = pixels.attribute("TimeIncrement");
+    if (!increment) return StepOfPlanes(pixels, times);
     const auto number = ParseNumber(increment.value());
-    if (!increment || !number || !std::isfinite(*number) || !(*number > 0.0)) return std::nullopt;
-    return TimeStep{*number, pixels.attribute("TimeIncrementUnit").as_string("s")};
+    if (!number) return std::nullopt;
+    return PositiveStep(*number, pixels.attribute("TimeIncrementUnit").as_string("s"));
 }
 
 /// One record a channel; an element of several samples per pixel describes as many channels.
@@ -106,7 +136,7 @@ OmeMetadata FromPixels(const pugi::xml_node& pixels, const FileNotes& notes) {
     if (bits > 0) metadata.significantBits = bits;
     metadata.runs = PlaneRuns(pixels, metadata);
     metadata.channel = ChannelRecords(pixels, metadata.axes.channels, notes);
-    metadata.timeStep = TimeStepOf(pixels);
+    metadata.timeStep = TimeStepOf(pixels, metadata.axes.times);
     metadata.voxel.x = PhysicalSize(pixels, "PhysicalSizeX", notes);
     metadata.voxel.y = PhysicalSize(pixels, "PhysicalSizeY", notes);
     metadata.voxel.z = PhysicalSize(pixels, "PhysicalSizeZ", notes);
@@ -115,6 +145,15 @@ OmeMetadata FromPixels(const pugi::xml_node& pixels, const FileNotes& notes) {
 
 }  // namespace
 
+std::optional<OmeReference> ParseOmeReference(const std::string& description) {
+    pugi::xml_document document;
+    if (description.find("BinaryOnly") == std::string::npos || !Load(description, document))
+        return std::nullopt;
+    const pugi::xml_node reference = Child(Child(document, "OME"), "BinaryOnly");
+    if (!reference) return std::nullopt;
+    return OmeReference{reference.attribute("MetadataFile").value(), reference.attribute("UUID").value()};
+}
+
 std::optional<OmeMetadata> ParseOme(const std::string& description, const FileNotes& notes) {
     const std::string_view text = Trimmed(description);
     if (!(text.starts_with('<') || text.starts_with("\xEF\xBB\xBF<")) ||
@@ -122,9 +161,7 @@ std::optional<OmeMetadata> ParseOme(const std::string& description, const FileNo
         return std::nullopt;
     }
     pugi::xml_document document;
-    // Default parsing keeps entities as they stand and skips a document type definition.
-    const auto outcome =
-        document.load_buffer(text.data(), text.size(), pugi::parse_default, pugi::encoding_utf8);
+    const auto outcome = Load(text, document);
     if (!outcome) {
         notes.Note("the OME metadata are no well-formed XML (" + std::string(outcome.description()) +
                    ") and are ignored");

@@ -41,6 +41,15 @@ struct OmeMetadata {
 /// Empty if the description is not OME-XML or, with a note, cannot be understood.
 std::optional<OmeMetadata> ParseOme(const std::string& description, const FileNotes& notes);
 
+/// Metadata that stand in another file of the folder, a companion or one of the set.
+struct OmeReference {
+    std::string metadataFile;
+    std::string uuid;  // of the file that refers
+};
+
+/// Empty unless the description is such a reference.
+std::optional<OmeReference> ParseOmeReference(const std::string& description);
+
 /// Where a plane stands: page `page` of file `file`, both counted from 0.
 struct OmePlace {
     int file = -1;

@@ -175,6 +175,39 @@ class Reading(FolderTest):
         tifffile.imwrite(self.folder / names[1], samples[:, :, 1, 1:], photometric="minisblack", metadata=None)
         self.refused("page 1 is 6 x 4 uint16")
 
+    def test_ome_with_a_companion(self):
+        samples = samples_of("uint16", (2, 2, 2, 5, 6))
+        for companion in ("all.companion.ome", "set_T0.ome.tif"):
+            names = [f"set_T{t}.ome.tif" for t in range(2)]
+            blocks = "".join(f'<TiffData FirstT="{t}" IFD="0" PlaneCount="4"><UUID FileName="{names[t]}">urn:uuid:{t}'
+                             '</UUID></TiffData>' for t in range(2))
+            text = (f'<OME xmlns="{NAMESPACE[1:-1]}" UUID="urn:uuid:0"><Image><Pixels DimensionOrder="XYCZT" SizeX="6" '
+                    f'SizeY="5" SizeZ="2" SizeC="2" SizeT="2" PhysicalSizeX="0.1">{blocks}</Pixels></Image></OME>')
+            if companion.endswith(".ome"):
+                (self.folder / companion).write_text(text)
+            for t in range(2):
+                reference = (f'<OME xmlns="{NAMESPACE[1:-1]}"><BinaryOnly MetadataFile="{companion}" '
+                             f'UUID="urn:uuid:{t}"/></OME>')
+                tifffile.imwrite(self.folder / names[t], samples[t], photometric="minisblack", metadata=None,
+                                 description=text if names[t] == companion else reference)
+            for name in names:
+                self.expect(self.folder / name, samples, voxel="0.100000 - -")
+        self.stack = self.folder / names[1]
+        (self.folder / names[0]).unlink()
+        self.refused(names[0], "is missing", "one folder")
+        (self.folder / names[0]).write_text("<nothing/>")
+        self.refused(names[0], "holds none for it")
+
+    def test_ome_times_of_planes(self):
+        planes = "".join(f'<Plane TheT="{t}" TheC="{c}" TheZ="0" DeltaT="{10 + 250 * t + c}" DeltaTUnit="ms"/>'
+                         for t in range(3) for c in range(2))
+        text = ('<OME><Image><Pixels DimensionOrder="XYCZT" SizeX="6" SizeY="5" SizeZ="1" SizeC="2" SizeT="3">'
+                f'{planes}</Pixels></Image></OME>')
+        samples = samples_of("uint8", (3, 1, 2, 5, 6))
+        tifffile.imwrite(self.stack, samples.reshape(6, 5, 6), photometric="minisblack", metadata=None,
+                         description=text)
+        self.expect(self.stack, samples, time="250 ms")
+
     def test_ome_that_was_given_another_name(self):
         text = (f'<OME xmlns="{NAMESPACE[1:-1]}" UUID="urn:uuid:1"><Image><Pixels SizeX="6" SizeY="5" SizeZ="1" '
                 'SizeC="2" SizeT="1" DimensionOrder="XYZCT"><TiffData FirstC="1" IFD="0">'
