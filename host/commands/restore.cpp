@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "commands/optics_options.h"
+#include "commands/quality_options.h"
 #include "report/user_error.h"
 #include "restoration/job.h"
 #include "restoration/picture_method.h"
@@ -27,12 +28,15 @@ constexpr const char* kDetails =
 const std::map<std::string, BlindGuard> kGuards = {
     {"off", BlindGuard::Never}, {"0.3", BlindGuard::Within03Decades}, {"0.8", BlindGuard::Within08Decades}};
 
-const std::vector<std::string> kMethodOptions = {
-    "--iterations",   "--regularization",   "--stop-ratio", "--no-auto-stop",
-    "--wiener-start", "--threshold-scale",  "--noise",      "--inner",
-    "--guard",        "--energy-stop",      "--psf-out",    "--truth",
-    "--checkpoint",   "--checkpoint-every", "--resume",     "--tiles",
-    "--per-plane"};
+const std::vector<std::string> kMethodOptions = {"--iterations",   "--regularization",
+                                                 "--stop-ratio",   "--no-auto-stop",
+                                                 "--wiener-start", "--threshold-scale",
+                                                 "--noise",        "--inner",
+                                                 "--guard",        "--energy-stop",
+                                                 "--psf-out",      "--truth",
+                                                 "--checkpoint",   "--checkpoint-every",
+                                                 "--resume",       "--tiles",
+                                                 "--per-plane",    "--curve"};
 
 struct Theme {
     const char* heading;
@@ -97,6 +101,7 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     auto job = std::make_shared<RestoreJob>();
     auto optics = std::make_shared<OpticsOptions>();
     auto selection = std::make_shared<Selection>();
+    auto quality = std::make_shared<QualityOptions>();
     auto tiles = std::make_shared<std::optional<std::string>>();
     job->method = Methods().front().name;
     MethodSettings& settings = job->settings;
@@ -204,11 +209,13 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
         ->type_name("auto|XxY");
     command->add_flag("--per-plane", job->perPlane, "Restores each plane of a stack as a picture of its own");
 
+    AddQualityOptions(*command, *quality, *job);
     for (CLI::Option* const option : AddOpticsOptions(*command, *optics, Wavelengths::ByChannel))
         psf->excludes(option);
     GroupByTheme(*command);
 
-    command->callback([job, optics, selection, tiles, command, &context] {
+    command->callback([job, optics, selection, quality, tiles, command, &context] {
+        TakeQualityOptions(*quality, *job);
         job->given = GivenOptions(*command);
         if (*tiles) job->tiles = ParseTiles(**tiles);
         TakeSelection(*selection, *optics, *job);

@@ -4,6 +4,7 @@
 // What the program says beside its result: lines on standard error, silenced by --quiet.
 
 #include <string>
+#include <utility>
 
 namespace rydecon {
 
@@ -23,6 +24,22 @@ class Messages {
 
   private:
     bool quiet_;
+};
+
+/// Passes notices on, each with what it is about in front.
+class PrefixedMessages final : public Messages {
+  public:
+    /// prefix  empty: notices stay as they are. `inner` must outlive the object.
+    PrefixedMessages(const Messages& inner, std::string prefix)
+        : Messages(inner.quiet()), inner_(inner), prefix_(std::move(prefix)) {}
+
+    void Note(const std::string& line) const override {
+        inner_.Note(prefix_.empty() ? line : prefix_ + ": " + line);
+    }
+
+  private:
+    const Messages& inner_;
+    std::string prefix_;
 };
 
 }  // namespace rydecon

@@ -7,6 +7,8 @@
 #include <string>
 #include <utility>
 
+#include "cleaning/bleaching.h"
+#include "cleaning/cleaned_planes.h"
 #include "io/file_error.h"
 #include "io/stack_reader.h"
 #include "io/stack_writer.h"
@@ -49,6 +51,31 @@ void CheckPsfOutput(const RestoreJob& job) {
     CheckOutputFile(job.psfOutput, job.overwrite, {job.image, job.psf.file, job.truth});
 }
 
+/// A curve goes to a file of its own.
+void CheckCurveOutput(const RestoreJob& job) {
+    if (job.curveOutput.empty()) return;
+    const auto whole = [](const std::filesystem::path& path) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
+    };
+    for (const auto& [path, option] :
+         {std::pair{job.output, "--output"}, std::pair{job.psfOutput, "--psf-out"},
+          std::pair{job.checkpoint, "--checkpoint"}}) {
+        if (path.empty() || whole(path) != whole(job.curveOutput)) continue;
+        throw UserError(
+            std::string("--curve and ") + option + " name the same file; give them different names",
+            ExitCode::Usage);
+    }
+    CheckOutputFile(job.curveOutput, job.overwrite, InputsOf(job));
+    const TemporaryFile probe(job.curveOutput, job.overwrite);
+}
+
+void WriteCurveOf(const RestoreJob& job, const VolumeRecord& volume) {
+    if (job.curveOutput.empty()) return;
+    const Curve none;
+    WriteCurve(job.curveOutput, job.overwrite,
+               volume.split ? volume.split->curve : volume.curve.value_or(none));
+}
+
 /// Where the planes of one volume go in the file.
 class WrittenVolume final : public PlaneSink {
   public:
@@ -67,9 +94,13 @@ class WrittenVolume final : public PlaneSink {
 /// ", 12 iterations (the limit)"; empty for a direct method.
 std::string EndText(const Method& method, const VolumeRecord& volume) {
     if (volume.end == EndOfRun::Direct) return "";
+    if (volume.end == EndOfRun::Copied) return ", copied";
     if (method.refinesPsf) return ", " + std::to_string(volume.iterations) + " sweeps of image and PSF";
     return ", " + std::to_string(volume.iterations) + " iterations (" +
-           (volume.end == EndOfRun::Limit ? "the limit" : "ended by its stop test") + ")";
+           (volume.end == EndOfRun::Limit   ? "the limit"
+            : volume.end == EndOfRun::Split ? "where two halves of the photons agree best"
+                                            : "ended by its stop test") +
+           ")";
 }
 
 void PrintVolume(const RestoreJob& job, const Method& method, const VolumeRecord& volume, double seconds) {
@@ -100,7 +131,8 @@ void RequireOneVolume(const RestoreJob& job, const StackHeader& header) {
     const std::pair<const char*, const std::filesystem::path*> single[] = {{"--truth", &job.truth},
                                                                            {"--checkpoint", &job.checkpoint},
                                                                            {"--resume", &job.resume},
-                                                                           {"--psf-out", &job.psfOutput}};
+                                                                           {"--psf-out", &job.psfOutput},
+                                                                           {"--curve", &job.curveOutput}};
     for (const auto& [option, file] : single) {
         if (file->empty()) continue;
         throw UserError(std::string(option) + " is for one channel at one time, and " + Quoted(job.image) +
@@ -108,6 +140,45 @@ void RequireOneVolume(const RestoreJob& job, const StackHeader& header) {
                             std::to_string(header.times) + " times; choose one with --channels and --times",
                         ExitCode::Usage);
     }
+}
+
+/// One channel at one time, from the file to its place in the output.
+VolumeRecord RestoreVolume(const RestoreJob& job, SelectedStack& stack, int c, int t,
+                           VolumeRestoration& restoration, PlaneSink& to, VolumeRestoration::PsfUse use,
+                           const Messages& messages) {
+    const StackHeader& header = stack.header();
+    const std::string name = stack.NameOf(c, t);
+    const PrefixedMessages notes(messages, name);
+    SelectedVolume raw(stack, c, t);
+    CleaningChoice choice = job.cleaning;
+    choice.significantBits = header.significantBits;
+    const Cleaning cleaning =
+        PlanCleaning(raw, choice, std::string(NameOf(header.sampleType)), false, job.image);
+    TellCleaning(cleaning, job.image, notes);
+    CleanedPlanes from(raw, cleaning);
+    if (job.stop.split) {
+        const PhotonScale scale = FindPhotonScale(from.repaired(), job.stop.photons, job.image);
+        restoration.ChooseBySplit(from.repaired(), cleaning, scale);
+    }
+    VolumeRecord record = restoration.Restore(from, to, use);
+    record.name = name;
+    record.cleaning = cleaning;
+    return record;
+}
+
+/// Bleaching along time is told, and left alone.
+void TellBleaching(const RestoreJob& job, const RestorationRecord& record, int c, const Messages& messages) {
+    const auto times = static_cast<std::size_t>(record.header.times);
+    std::vector<double> means;
+    for (std::size_t n = record.volumes.size() - times; n < record.volumes.size(); ++n) {
+        const Extent& shape = record.volumes[n].shape;
+        means.push_back(record.volumes[n].fluxIn / (1.0 * shape.x * shape.y * shape.z));
+    }
+    const std::string note = BleachingNote(means);
+    if (note.empty()) return;
+    const std::string channel =
+        record.header.channels > 1 ? ", channel " + std::to_string(c + 1) + " of the selection" : "";
+    messages.Note(Quoted(job.image) + channel + ": " + note);
 }
 
 RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, const Messages& messages) {
@@ -118,6 +189,7 @@ RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, cons
     CheckOutputFile(job.output, job.overwrite, inputs);
     CheckCheckpointFile(job);
     CheckPsfOutput(job);
+    CheckCurveOutput(job);
     RequireSound(job.psf.optics);
 
     StackReader reader(job.image, messages, Accept::AnyStack);
@@ -133,14 +205,16 @@ RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, cons
         VolumeRestoration restoration(channel, method, HeaderOfChannel(header, c), messages);
         if (!writer) writer.emplace(job.output, header, WriteOptions{job.overwrite, job.sampleType, {}, {}});
         for (int t = 0; t < header.times; ++t) {
-            SelectedVolume from(stack, c, t);
-            WrittenVolume to(*writer, c, t);
             const bool last = t + 1 == header.times;
-            record.volumes.push_back(restoration.Restore(
-                from, to, last ? VolumeRestoration::PsfUse::Last : VolumeRestoration::PsfUse::Again));
-            record.volumes.back().name = stack.NameOf(c, t);
+            WrittenVolume to(*writer, c, t);
+            record.volumes.push_back(RestoreVolume(
+                channel, stack, c, t, restoration, to,
+                last ? VolumeRestoration::PsfUse::Last : VolumeRestoration::PsfUse::Again, messages));
         }
-        if (c + 1 == header.channels) writer->Commit();
+        TellBleaching(job, record, c, messages);
+        if (c + 1 < header.channels) continue;
+        WriteCurveOf(job, record.volumes.back());
+        writer->Commit();
         restoration.CommitRefinedPsf();
     }
     NoteClipped(*writer, job, messages);
@@ -168,30 +242,6 @@ MethodChoice MethodsForImage(const RestoreJob& job) {
 
 }  // namespace
 
-std::vector<std::filesystem::path> InputsOf(const RestoreJob& job) {
-    std::vector<std::filesystem::path> inputs = {job.image, job.psf.file, job.truth};
-    for (const PsfChoice& psf : job.channelPsfs) inputs.push_back(psf.file);
-    return inputs;
-}
-
-std::vector<PsfChoice> PsfsOfChannels(const RestoreJob& job, const SelectedStack& stack) {
-    const auto selected = static_cast<std::size_t>(stack.header().channels);
-    const std::size_t given = job.channelPsfs.size();
-    if (given == 0) return std::vector<PsfChoice>(selected, job.psf);
-    if (given == selected) return job.channelPsfs;
-    if (given != static_cast<std::size_t>(stack.channelsOfFile())) {
-        throw UserError("--psf, --emission or --excitation tells of " + std::to_string(given) +
-                            " channels, and " + std::to_string(selected) +
-                            " are to be restored; give one value for all, or one for each",
-                        ExitCode::Usage);
-    }
-    std::vector<PsfChoice> psfs;
-    for (std::size_t c = 0; c < selected; ++c) {
-        psfs.push_back(job.channelPsfs[static_cast<std::size_t>(stack.ChannelOfFile(static_cast<int>(c)))]);
-    }
-    return psfs;
-}
-
 void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Messages& messages) {
     const ClippedSamples& clipped = writer.clipped();
     const auto note = [&](std::size_t count, const char* what) {
@@ -205,6 +255,7 @@ void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Message
 
 RestorationRecord RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const MethodChoice methods = MethodsForImage(job);
+    CheckStop(job, methods.picture == nullptr ? methods.volume : nullptr);
     if (methods.picture != nullptr) return RunPictureJob(job, *methods.picture, messages);
     return RunVolumeJob(job, *methods.volume, messages);
 }

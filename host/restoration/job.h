@@ -3,46 +3,12 @@
 
 // One restoration, from files to file.
 
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "io/stack_writer.h"
 #include "report/messages.h"
-#include "restoration/method.h"
-#include "restoration/psf_choice.h"
 #include "restoration/restoration_record.h"
-#include "restoration/selected_stack.h"
-#include "restoration/tile_plan.h"
+#include "restoration/restore_job.h"
 
 namespace rydecon {
-
-struct RestoreJob {
-    std::filesystem::path image;
-    PsfChoice psf;                                ///< of all channels, or of the first
-    std::vector<PsfChoice> channelPsfs;           ///< one for each channel; empty: psf for all
-    Numbers channels;                             ///< empty: all
-    Numbers times;                                ///< empty: all
-    SampleType sampleType = SampleType::Float32;  ///< of the output
-    std::filesystem::path output;
-    std::filesystem::path truth;       ///< empty: none
-    std::filesystem::path checkpoint;  ///< where a staged method parks its estimate; empty: nowhere
-    std::filesystem::path resume;      ///< a checkpoint to go on from; empty: none
-    std::filesystem::path psfOutput;   ///< for the refined PSF of a blind method; empty: none
-    std::string method;
-    MethodSettings settings;
-    std::vector<std::string> given;  ///< options on the command line that not every method reads
-    TileChoice tiles;                ///< for pictures
-    bool perPlane = false;           ///< takes a stack for so many pictures
-    bool overwrite = false;
-};
-
-/// The files that no output may replace, but for a checkpoint to go on from.
-std::vector<std::filesystem::path> InputsOf(const RestoreJob& job);
-
-/// The PSF of each selected channel. UserError (usage) where the job gives neither one for all, nor one for each of
-/// them, nor one for each channel of the file.
-std::vector<PsfChoice> PsfsOfChannels(const RestoreJob& job, const SelectedStack& stack);
 
 /// Tells of samples that the integers of the output could not hold.
 void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Messages& messages);

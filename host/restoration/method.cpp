@@ -40,6 +40,12 @@ PreparedMethod Iterative(const Method& method, const MethodSettings& settings,
     return {std::move(core), params, params->uiIterations};
 }
 
+/// A core that ends by itself as it looks at the image box goes on to its limit without one.
+PreparedMethod WithoutStop(const MethodSettings& settings, PreparedMethod prepared) {
+    prepared.looksAtBox = !settings.noAutoStop;
+    return prepared;
+}
+
 PreparedMethod MakeAccelerated(const Method& method, const MethodSettings& settings, IterateSink* sink) {
     using Core = ObservedCore<CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore>;
     return Iterative(method, settings, MakeCounted<Core>(sink));
@@ -52,17 +58,18 @@ PreparedMethod MakeManual(const Method& method, const MethodSettings& settings, 
 
 PreparedMethod MakeAutomatic(const Method& method, const MethodSettings& settings, IterateSink* sink) {
     using Core = ObservedCore<CRy3DLucyRichardsonTMDeconvolutionCore>;
-    return Iterative(method, settings, MakeCounted<Core>(sink, true));
+    return WithoutStop(settings, Iterative(method, settings, MakeCounted<Core>(sink, true)));
 }
 
-/// The Landweber cores keep no quality of their iterates, so that there is nothing for a sink.
-PreparedMethod MakeLandweber(const Method& method, const MethodSettings& settings, IterateSink* /*sink*/) {
-    return Iterative(method, settings, MakeCounted<CRy3DLandweberDeconvolutionCore>(false));
+PreparedMethod MakeLandweber(const Method& method, const MethodSettings& settings, IterateSink* sink) {
+    using Core = RelayedCore<CRy3DLandweberDeconvolutionCore>;
+    return Iterative(method, settings, MakeCounted<Core>(sink, false));
 }
 
 PreparedMethod MakeLandweberAutomatic(const Method& method, const MethodSettings& settings,
-                                      IterateSink* /*sink*/) {
-    return Iterative(method, settings, MakeCounted<CRy3DLandweberDeconvolutionCore>(true));
+                                      IterateSink* sink) {
+    using Core = RelayedCore<CRy3DLandweberDeconvolutionCore>;
+    return WithoutStop(settings, Iterative(method, settings, MakeCounted<Core>(sink, true)));
 }
 
 PreparedMethod MakeCoefficients(const Method& method, const MethodSettings& settings, IterateSink* /*sink*/) {
@@ -142,34 +149,39 @@ const std::vector<Method>& Methods() {
          .summary =
              "fast Richardson-Lucy, ends by itself; --regularization is the damping of noise, 1 for none",
          .reads = {"--iterations", "--regularization", "--stop-ratio", "--no-auto-stop", "--wiener-start",
-                   "--truth"},
+                   "--truth", "--curve"},
          .iterations = 50,
+         .showsIterates = true,
          .regularization = 1.0,
          .leastRegularization = 1.0,
          .liftsNegative = true,
          .make = MakeAccelerated},
         {.name = "lucy-richardson",
          .summary = "plain Richardson-Lucy, all --iterations; --regularization from 1 smooths",
-         .reads = {"--iterations", "--regularization", "--truth"},
+         .reads = {"--iterations", "--regularization", "--truth", "--curve"},
          .iterations = 30,
+         .showsIterates = true,
          .make = MakeManual},
         {.name = "lucy-richardson-auto",
          .summary = "Richardson-Lucy that ends by itself; --regularization of about 0.1 smooths",
-         .reads = {"--iterations", "--regularization", "--stop-ratio", "--truth"},
+         .reads = {"--iterations", "--regularization", "--stop-ratio", "--truth", "--curve"},
          .iterations = 100,
+         .showsIterates = true,
          .make = MakeAutomatic},
         {.name = "landweber",
          .summary = "least squares with momentum, noise shrunk in wavelets, all --iterations; "
                     "--regularization of about 10 smooths more",
-         .reads = {"--iterations", "--regularization", "--threshold-scale"},
+         .reads = {"--iterations", "--regularization", "--threshold-scale", "--curve"},
          .iterations = 30,
+         .showsIterates = true,
          .regularization = 2.0,
          .sides = Sides::Wavelets,
          .make = MakeLandweber},
         {.name = "landweber-auto",
          .summary = "least squares without momentum that ends by itself, noise shrunk in wavelets",
-         .reads = {"--iterations", "--regularization", "--threshold-scale", "--stop-ratio"},
+         .reads = {"--iterations", "--regularization", "--threshold-scale", "--stop-ratio", "--curve"},
          .iterations = 100,
+         .showsIterates = true,
          .regularization = 2.0,
          .sides = Sides::Wavelets,
          .make = MakeLandweberAutomatic},
@@ -186,8 +198,9 @@ const std::vector<Method>& Methods() {
          .summary = "least squares with total variation, all --iterations, negative samples stay; "
                     "--regularization is whole, a few at most",
          .reads = {"--iterations", "--regularization", "--checkpoint", "--checkpoint-every", "--resume",
-                   "--truth"},
+                   "--truth", "--curve"},
          .iterations = 50,
+         .showsIterates = true,
          .regularization = 1.0,
          .wholeRegularization = true,
          .make = MakeTotalVariation},
@@ -195,16 +208,18 @@ const std::vector<Method>& Methods() {
          .summary = "conjugate directions up the misfit, to repeat earlier results: it smooths and does not "
                     "sharpen; --regularization is whole",
          .reads = {"--iterations", "--regularization", "--checkpoint", "--checkpoint-every", "--resume",
-                   "--truth"},
+                   "--truth", "--curve"},
          .iterations = 30,
+         .showsIterates = true,
          .regularization = 1.0,
          .wholeRegularization = true,
          .make = MakeConjugate},
         {.name = "blind",
          .summary = "Richardson-Lucy that refines the PSF too, from the one given; --iterations counts the "
                     "sweeps of both",
-         .reads = {"--iterations", "--inner", "--guard", "--energy-stop", "--psf-out", "--truth"},
+         .reads = {"--iterations", "--inner", "--guard", "--energy-stop", "--psf-out", "--truth", "--curve"},
          .iterations = 40,
+         .showsIterates = true,
          .refinesPsf = true,
          .make = MakeBlind},
         {.name = "wiener",

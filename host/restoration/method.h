@@ -40,6 +40,7 @@ struct PreparedMethod {
     CRyRefCountPtr<CRy3DDeconvRunParameters> params;
     unsigned units = 0;            ///< units of work of a run that goes on to its limit
     StagedCore* staged = nullptr;  ///< the core where it runs in stages, and so can be parked and resumed
+    bool looksAtBox = true;        ///< whether the run is told where the image lies in the volume
 };
 
 struct Method {
@@ -47,6 +48,7 @@ struct Method {
     std::string summary;               ///< one line for --help
     std::vector<std::string> reads;    ///< options that mean something to it
     unsigned iterations = 0;           ///< default limit; 0 for a direct method
+    bool showsIterates = false;        ///< hands each iterate to a sink
     double regularization = 0.0;       ///< default strength
     double leastRegularization = 0.0;  ///< smallest strength that makes sense
     bool liftsNegative = false;        ///< raises an image with negative samples above 0 by itself

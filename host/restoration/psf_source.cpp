@@ -85,16 +85,17 @@ void PsfSource::LayOut(const PaddedVolume& volume) {
             volume.Row(toJ, toK)[toI] = sample;
         }
     });
-    if (negative > 0) {
+    if (negative > 0 && !told_) {
         messages_.Note(rows_->name() + ": " + std::to_string(negative) +
                        " negative samples of the PSF are set to 0");
     }
-    if (larger) {
+    if (larger && !told_) {
         char percent[32];
         std::snprintf(percent, sizeof percent, "%.3g", 100.0 * cut / (cut + kept));
         messages_.Note(rows_->name() + ": the PSF is larger than the volume of " + ToString(side) +
                        " samples and is cropped around its peak; " + percent + " % of its sum is cut off");
     }
+    told_ = true;
     NormalizeSum(volume, *rows_);
 }
 

@@ -42,7 +42,7 @@ class PsfSource {
     const PsfReach& reach() const { return reach_; }
 
     /// Lays the PSF into a zeroed volume, peak at sample (0, 0, 0). What does not fit is cut off, with a
-    /// note.
+    /// note, the first time.
     void LayOut(const PaddedVolume& volume);
 
     /// Fainter parts of a PSF are kept but ask for no margin.
@@ -56,6 +56,7 @@ class PsfSource {
     Extent peak_;
     float peakValue_ = 0.0f;
     PsfReach reach_;
+    bool told_ = false;  // what laying it out loses
 };
 
 }  // namespace rydecon

@@ -7,8 +7,11 @@
 #include <string>
 #include <vector>
 
+#include "cleaning/cleaning.h"
 #include "io/stack_header.h"
 #include "optics/optics.h"
+#include "restoration/curve.h"
+#include "restoration/split_stop.h"
 #include "restoration/stack_volume.h"
 #include "restoration/tile_plan.h"
 #include "volume/padded_volume.h"
@@ -20,6 +23,8 @@ enum class EndOfRun {
     Direct,    ///< a method without iterations
     Limit,     ///< at --iterations
     StopTest,  ///< by the method's own rule
+    Split,     ///< at the number of iterations that two halves of the photons agree best at
+    Copied,    ///< nothing was restored: all samples of the image are equal
 };
 
 /// One restored volume, or one picture.
@@ -43,6 +48,9 @@ struct VolumeRecord {
     std::string psf;               ///< the file in quotes, or "the computed PSF"
     std::optional<Optics> optics;  ///< of a computed PSF, each value with its source
     std::string psfWidths;         ///< of a method that refines the PSF: how its widths changed
+    Cleaning cleaning;             ///< found and put right before
+    std::optional<Curve> curve;    ///< how well each iterate explains the image, where asked for
+    std::optional<SplitRecord> split;
 };
 
 /// One output file.

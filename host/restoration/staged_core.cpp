@@ -33,21 +33,6 @@ struct ParkedState {
     }
 };
 
-/// Passes progress on, and shows the finished iterate first.
-struct IterateRelay {
-    CRy3DDeconvRunParameters& params;
-    IterateSink* sink;
-
-    static int Call(const CRyStringW& text, unsigned a, unsigned b, unsigned c, unsigned n,
-                    ERyProgressPhase phase, void* self) {
-        const auto& relay = *static_cast<IterateRelay*>(self);
-        if (phase == eProgressStepEnd && relay.sink != nullptr)
-            relay.sink->OnIterate(1.0f, relay.params.pfImage);
-        if (relay.params.pfnProgress == nullptr) return 0;
-        return relay.params.pfnProgress(text, a, b, c, n, phase, relay.params.pProgressData);
-    }
-};
-
 int CoreCode(int entry_code) {
     if (entry_code == gnr::kSuccessOfEntry) return gnr::kSuccess;
     return entry_code == gnr::kStopped ? gnr::kStopped : gnr::kOutOfMemory;
@@ -94,7 +79,7 @@ int StagedCore::RunStages(CRy3DDeconvRunParameters& params, CRyMemoryStock& park
     unsigned done = store_ != nullptr ? store_->Begin() : 0;
     ReportDone(params, done);
     const bool cut = entry_.restarts || (store_ != nullptr && store_->Saves());
-    IterateRelay relay{params, sink_};
+    IterateRelay relay{params.pfImage, sink_, params.pfnProgress, params.pProgressData};
     while (done < limit) {
         const unsigned stage = cut ? std::min(stage_ - done % stage_, limit - done) : limit - done;
         const int code = entry_.call(&params.sizes, params.pfPsf, params.pfImage, static_cast<int>(stage),

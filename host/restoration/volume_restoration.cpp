@@ -1,21 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include "restoration/volume_restoration.h"
 
-#include <gnr_deconvolution/return_codes.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <string>
 
 #include "io/file_error.h"
-#include "report/progress_bar.h"
 #include "report/stop_request.h"
 #include "restoration/checkpoint.h"
+#include "restoration/convergence.h"
+#include "restoration/core_run.h"
 #include "restoration/frame_plan.h"
 #include "restoration/margin.h"
 #include "restoration/stack_volume.h"
 #include "restoration/truth.h"
+#include "restoration/unchanged.h"
 
 namespace rydecon {
 
@@ -113,53 +114,6 @@ std::unique_ptr<CheckpointedRun> ParkRun(const RestoreJob& job, const PreparedMe
     return run;
 }
 
-/// Moves the bar, counts the work and passes Ctrl-C on.
-struct ProgressRelay {
-    ProgressBar bar;
-    unsigned units = 0;
-
-    static int Call(const CRyStringW&, unsigned, unsigned, unsigned, unsigned n, ERyProgressPhase phase,
-                    void* self) {
-        auto& relay = *static_cast<ProgressRelay*>(self);
-        if (phase == eProgressStepEnd) {
-            relay.units += n;
-            relay.bar.Advance(n);
-        }
-        return StopRequested() ? 1 : 0;
-    }
-};
-
-/// Prepares and runs the core on the two volumes. Returns the units of work done.
-unsigned RunCore(PreparedMethod& method, const PaddedVolume& image, const PaddedVolume& psf,
-                 const Extent& shape, const CheckpointedRun* parked, const Messages& messages) {
-    CRy3DDeconvRunParameters& params = *method.params;
-    params.sizes = image.sizes();
-    params.rcImage = {0, shape.x, 0, shape.y, 0, shape.z};
-    const auto outOfMemory = [&] {
-        return UserError("not enough memory: the method needs " +
-                         std::to_string(method.core->GetRequiredMemorySize(method.params) / 1000000) +
-                         " MB of working buffers; crop the stack or free memory");
-    };
-    if (method.core->Prepare(method.params) != gnr::kSuccess) throw outOfMemory();
-    ProgressRelay relay{ProgressBar(method.units, "restoring", messages)};
-    params.pfImage = image.data();
-    params.pfPsf = psf.data();
-    params.pfnProgress = &ProgressRelay::Call;
-    params.pProgressData = &relay;
-    const int code = method.core->Run(method.params);
-    relay.bar.Finish();
-    method.core->Free();
-    if (code == gnr::kStopped) {
-        const std::string left = parked != nullptr ? parked->WhatIsLeft() : "nothing was written";
-        throw UserError("stopped; " + left, ExitCode::Stopped);
-    }
-    if (code == gnr::kOutOfMemory) throw outOfMemory();
-    if (code != gnr::kSuccess) {
-        throw UserError("the restoration failed with code " + std::to_string(code));
-    }
-    return relay.units;
-}
-
 /// The PSF's own sides, as far as the frame has them.
 Extent SidesOfRefinedPsf(const Extent& psf, const Extent& frame) {
     return {std::min(psf.x, frame.x), std::min(psf.y, frame.y), std::min(psf.z, frame.z)};
@@ -171,6 +125,7 @@ void NoteEnd(const Method& method, const PreparedMethod& prepared, unsigned unit
     const unsigned limit = record.limit = prepared.params->uiIterations;
     record.iterations = method.refinesPsf ? limit : units;
     record.end = record.iterations == limit ? EndOfRun::Limit : EndOfRun::StopTest;
+    if (record.split && record.end == EndOfRun::Limit) record.end = EndOfRun::Split;
 }
 
 void WritePlanes(const PaddedVolume& image, const Extent& shape, PlaneSink& to) {
@@ -180,6 +135,14 @@ void WritePlanes(const PaddedVolume& image, const Extent& shape, PlaneSink& to) 
     }
 }
 
+/// A result that is the image, though the method was to change it, is an error, not an output.
+void RefuseUnchanged(const PaddedVolume& result, std::uint32_t checksum, PlaneSource& from, bool cut) {
+    if (ChecksumOfStack(result, from.shape()) != checksum || !EqualsPlanes(result, from, cut)) return;
+    throw UserError(
+        "the restoration gave the image back as it was; with this PSF and these settings there is nothing to "
+        "restore");
+}
+
 }  // namespace
 
 VolumeRestoration::VolumeRestoration(const RestoreJob& job, const Method& method, const StackHeader& header,
@@ -187,6 +150,7 @@ VolumeRestoration::VolumeRestoration(const RestoreJob& job, const Method& method
     : job_(job),
       method_(method),
       messages_(messages),
+      settings_(job.settings),
       voxel_(header.voxel),
       psf_(MakePsfSource(job.psf, job.image, header, messages)) {}
 
@@ -199,6 +163,31 @@ void VolumeRestoration::OpenRefinedPsf(const Extent& frame) {
     refinedPsf_.emplace(job_.psfOutput, SidesOfRefinedPsf(psf_->size(), frame), voxel_, job_.overwrite);
 }
 
+void VolumeRestoration::ChooseBySplit(PlaneSource& repaired, const Cleaning& cleaning,
+                                      const PhotonScale& scale) {
+    if (settings_.iterations == 0U) return;
+    const PaddedVolume psf(FrameOf(repaired.shape()));
+    psf_->LayOut(psf);
+    split_ = RunSplit({job_, method_, repaired, cleaning.background, scale, psf, messages_});
+    settings_.iterations = split_->curve.best;
+    settings_.noAutoStop = true;
+}
+
+void VolumeRestoration::CopyConstant(const PaddedVolume& image, const Extent& shape, PlaneSink& to,
+                                     VolumeRecord& record) {
+    char level[32];
+    std::snprintf(level, sizeof level, "%.6g", double{image.data()[0]});
+    messages_.Note(Quoted(job_.image) + ": every sample is " + level +
+                   "; there is nothing to restore, and it is copied");
+    record.end = EndOfRun::Copied;
+    record.fluxOut = record.fluxIn;
+    WritePlanes(image, shape, to);
+    if (!refinedPsf_) return;
+    const PaddedVolume psf(image.logical());
+    psf_->LayOut(psf);
+    refinedPsf_->Write(psf);
+}
+
 VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse use) {
     VolumeRecord record;
     const Extent shape = record.shape = from.shape();
@@ -207,7 +196,9 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
     record.optics = psf_->optics();
     std::unique_ptr<Truth> truth;
     if (!job_.truth.empty()) truth = std::make_unique<Truth>(job_.truth, shape, frame, messages_);
-    PreparedMethod prepared = method_.make(method_, job_.settings, truth.get());
+    IterateSinks sinks;
+    if (truth != nullptr) sinks.Add(truth.get());
+    PreparedMethod prepared = method_.make(method_, settings_, &sinks);
     const std::unique_ptr<Checkpoint> resumed = OpenCheckpoint(job_, prepared);
     if (truth != nullptr && resumed != nullptr) truth->set_iterates(resumed->iterations());
     OpenRefinedPsf(frame);
@@ -217,28 +208,42 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
     record.before = LoadImage(from, job_, method_, image, messages_);
     record.negativeCut = method_.liftsNegative ? 0 : record.before.negative;
     record.fluxIn = SumOf(image, shape);
+    if (record.before.least == record.before.largest) {
+        CopyConstant(image, shape, to, record);
+        return record;
+    }
+    const std::uint32_t checksum = ChecksumOfStack(image, shape);
     FillMargin(image, shape);
     record.readSeconds = SecondsSince(startOfReading);
-    if (truth != nullptr) {
-        if (job_.method == "accelerated") truth->set_pedestal(PedestalOfAccelerated(image));
-        prepared.params->pfReference = truth->volume();
-    }
+    const double lift = job_.method == "accelerated" ? PedestalOfAccelerated(image) : 0.0;
+    if (truth != nullptr) truth->set_pedestal(lift);
     const Extent psfSides = SidesOfRefinedPsf(psf_->size(), frame);
     const PaddedVolume psf(frame);
     psf_->LayOut(psf);
     if (use == PsfUse::Last) psf_.reset();  // its memory is the core's now
     const std::unique_ptr<CheckpointedRun> parked =
         ParkRun(job_, prepared, image, psf, resumed.get(), messages_);
+    std::optional<ConvergenceSink> convergence;
+    if (job_.wantsCurve && method_.showsIterates) {
+        convergence.emplace(image, shape, psf, method_.refinesPsf, lift);
+        sinks.Add(&*convergence);
+    }
+    if (!sinks.empty()) prepared.params->pfReference = image.data();  // only asks for the iterates
     LeaveIfStopRequested();
 
     const PsfWidths widthsBefore = method_.refinesPsf ? WidthsOfWrapped(psf) : PsfWidths{};
     const auto start = std::chrono::steady_clock::now();
-    const unsigned units = RunCore(prepared, image, psf, shape, parked.get(), messages_);
+    const unsigned units = RunCore(prepared, image, psf, shape, {.parked = parked.get()}, messages_);
     record.coreSeconds = SecondsSince(start);
+    record.split = split_;
     NoteEnd(method_, prepared, units, record);
+    if (convergence) record.curve = convergence->curve();
 
     record.fluxOut = CheckResult(image, shape);
     record.after = RangeOf(image, shape);
+    if (!method_.iterative() || prepared.params->uiIterations > 0) {
+        RefuseUnchanged(image, checksum, from, !method_.liftsNegative);
+    }
     const auto startOfWriting = std::chrono::steady_clock::now();
     WritePlanes(image, shape, to);
     record.writeSeconds = SecondsSince(startOfWriting);

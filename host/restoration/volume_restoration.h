@@ -8,11 +8,11 @@
 
 #include "report/messages.h"
 #include "restoration/checkpointed_run.h"
-#include "restoration/job.h"
 #include "restoration/method.h"
 #include "restoration/psf_source.h"
 #include "restoration/refined_psf.h"
 #include "restoration/restoration_record.h"
+#include "restoration/restore_job.h"
 #include "volume/plane_stream.h"
 
 namespace rydecon {
@@ -26,11 +26,17 @@ class VolumeRestoration {
     /// The padded volume for an image of this shape. UserError beyond what the library addresses.
     Extent FrameOf(const Extent& shape) const;
 
+    /// Lets two halves of the photons of this image choose how many iterations the volumes after it take.
+    /// repaired  the image with the background that `cleaning` takes off still in it. See RunSplit
+    void ChooseBySplit(PlaneSource& repaired, const Cleaning& cleaning, const PhotonScale& scale);
+
     /// Whether the PSF is needed for more volumes; its memory is freed before the last run.
     enum class PsfUse { Again, Last };
 
-    /// Restores one volume. Peak memory: the padded image, the padded PSF, the core's buffers. UserError for
-    /// samples that cannot be restored, and with ExitCode::Stopped after Ctrl-C.
+    /// Restores one volume; one whose samples are all equal is copied, with a note. Reads the planes again where
+    /// the result looks like the image. Peak memory: the padded image, the padded PSF, the core's buffers, and
+    /// two padded volumes and a copy of the image for a curve. UserError for samples that cannot be restored, for
+    /// a result that is not finite or is the image itself, and with ExitCode::Stopped after Ctrl-C.
     VolumeRecord Restore(PlaneSource& from, PlaneSink& to, PsfUse use);
 
     /// Puts what was written beside the planes in its place.
@@ -38,10 +44,13 @@ class VolumeRestoration {
 
   private:
     void OpenRefinedPsf(const Extent& frame);
+    void CopyConstant(const PaddedVolume& image, const Extent& shape, PlaneSink& to, VolumeRecord& record);
 
     const RestoreJob& job_;
     const Method& method_;
     const Messages& messages_;
+    MethodSettings settings_;  // the job's, but for what a split chose
+    std::optional<SplitRecord> split_;
     VoxelSize voxel_;
     std::optional<PsfSource> psf_;
     std::optional<RefinedPsfFile> refinedPsf_;

@@ -2,7 +2,7 @@
 
 #include "simulation/camera.h"
 
-#include "simulation/random_numbers.h"
+#include "random/random_numbers.h"
 
 namespace rydecon {
 

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "simulation/random_numbers.h"
+#include "random/random_numbers.h"
 
 namespace rydecon {
 namespace {

@@ -12,7 +12,7 @@
 #include "simulation/camera.h"
 #include "simulation/phantom.h"
 #include "simulation/point_spread.h"
-#include "simulation/random_numbers.h"
+#include "random/random_numbers.h"
 
 namespace rydecon {
 namespace {

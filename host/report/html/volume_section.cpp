@@ -67,7 +67,7 @@ std::string SpectrumFigure(const VolumeViews& views, const std::optional<double>
                     {"after", "after", PointsOf(spectrum.rings, spectrum.after)}};
     std::string note =
         std::string("Radial mean of the power of the ") +
-        (views.header.planes > 1 ? "mean along z" : "picture") +
+        (views.header.planes() > 1 ? "mean along z" : "picture") +
         ", up to the Nyquist frequency, over the squared mean of the image before; Hann window.";
     const double last = spectrum.rings.step * spectrum.rings.count;
     if (cutOff && spectrum.rings.physical && *cutOff <= last) {

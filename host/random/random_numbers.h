@@ -27,9 +27,15 @@ class RandomNumbers {
     /// Art of Computer Programming 2, section 3.4.1), above the transformed rejection PTRS (Hoermann 1993).
     double Poisson(double mean);
 
+    /// Heads among `count` throws of a fair coin, exact for every whole count from 0 to 2^53. Up to 256 one
+    /// random bit a throw, above the transformed rejection BTRS (Hoermann 1993).
+    double FairHeads(double count);
+
   private:
     double PoissonByProduct(double mean);
     double PoissonByRejection(double mean);
+    double HeadsByBits(int count);
+    double HeadsByRejection(double count);
 
     std::mt19937_64 engine_;
 };

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 
-#include "simulation/random_numbers.h"
+#include "random/random_numbers.h"
 
+#include <bit>
 #include <cmath>
 #include <numbers>
 
@@ -10,6 +11,9 @@ namespace {
 
 // Smallest mean for which PTRS is valid.
 constexpr double kRejectionFrom = 10.0;
+
+// Throws of a coin that are cheaper bit by bit.
+constexpr double kMostBits = 256.0;
 
 // Finalizer of SplitMix64 (Steele, Lea and Flood 2014): neighbouring numbers become unlike ones.
 std::uint64_t Scrambled(std::uint64_t word) {
@@ -75,6 +79,39 @@ double RandomNumbers::PoissonByRejection(double mean) {
         if (k < 0.0 || (us < 0.013 && v > us)) continue;
         const double height = std::log(v * inverseAlpha / (a / (us * us) + b));
         if (height <= k * logMean - mean - LogFactorial(k)) return k;
+    }
+}
+
+double RandomNumbers::FairHeads(double count) {
+    return count <= kMostBits ? HeadsByBits(static_cast<int>(count)) : HeadsByRejection(count);
+}
+
+double RandomNumbers::HeadsByBits(int count) {
+    int heads = 0;
+    for (; count >= 64; count -= 64) heads += std::popcount(engine_());
+    if (count > 0) heads += std::popcount(engine_() >> (64 - count));
+    return heads;
+}
+
+double RandomNumbers::HeadsByRejection(double count) {
+    // Names as in the publication, for p = 1/2: a, b shape the hat function, vr bounds the quick acceptance, m
+    // is the mode.
+    const double deviation = 0.5 * std::sqrt(count);
+    const double b = 1.15 + 2.53 * deviation;
+    const double a = -0.0873 + 0.0248 * b + 0.01 * 0.5;
+    const double vr = 0.92 - 4.2 / b;
+    const double alpha = (2.83 + 5.1 / b) * deviation;
+    const double m = std::floor((count + 1.0) / 2.0);
+    const double logOfMode = LogFactorial(m) + LogFactorial(count - m);
+    for (;;) {
+        const double u = Uniform() - 0.5;
+        const double v = Uniform();
+        const double us = 0.5 - std::abs(u);
+        const double k = std::floor((2.0 * a / us + b) * u + 0.5 * count + 0.5);
+        if (us >= 0.07 && v <= vr) return k;
+        if (k < 0.0 || k > count) continue;
+        const double height = std::log(v * alpha / (a / (us * us) + b));
+        if (height <= logOfMode - LogFactorial(k) - LogFactorial(count - k)) return k;
     }
 }
 

@@ -1,0 +1,116 @@
+// SPDX-License-Identifier: MIT
+#include "cleaning/cleaning.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+#include "cleaning/background.h"
+#include "cleaning/cleaned_planes.h"
+#include "cleaning/hot_pixels.h"
+#include "cleaning/plane_filters.h"
+#include "io/file_error.h"
+
+namespace rydecon {
+
+namespace {
+
+struct FirstLook {
+    double least = std::numeric_limits<double>::infinity();
+    double largest = -std::numeric_limits<double>::infinity();
+    bool finite = true;
+};
+
+/// Of all samples; counts their levels.
+FirstLook LookAt(PlaneSource& from, LevelCount& levels) {
+    const Extent shape = from.shape();
+    const std::size_t count = static_cast<std::size_t>(shape.x) * static_cast<std::size_t>(shape.y);
+    FirstLook look;
+    ForEachPlane(from, [&](const float* plane, int) {
+        for (std::size_t n = 0; n < count; ++n) {
+            look.least = std::min(look.least, double{plane[n]});
+            look.largest = std::max(look.largest, double{plane[n]});
+            look.finite = look.finite && std::isfinite(plane[n]);
+        }
+        if (levels.counts()) levels.Add(plane, count);
+    });
+    return look;
+}
+
+/// Finds where hot pixels begin, and how many there are.
+void CountHotPixels(PlaneSource& from, Cleaning& cleaning) {
+    cleaning.hotExcess = kHotTimesNoise * NoiseLevel(from);
+    RepairedPlanes repaired(from, cleaning.hotExcess, cleaning.planesAlone);
+    long long found = 0;
+    ForEachPlane(repaired, [&](const float*, int) { found += repaired.replaced(); });
+    const bool few =
+        static_cast<double>(found) <= std::max(1.0, kMostHot * static_cast<double>(cleaning.samples));
+    (few ? cleaning.hotPixels : cleaning.tooMany) = found;
+}
+
+std::string Number(double value) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.6g", value);
+    return text;
+}
+
+/// "12 samples (0.3 %)"
+std::string CountText(long long count, long long all) {
+    char text[80];
+    std::snprintf(text, sizeof text, "%lld %s (%.2g %%)", count, count == 1 ? "sample" : "samples",
+                  100.0 * static_cast<double>(count) / static_cast<double>(all));
+    return text;
+}
+
+}  // namespace
+
+Cleaning PlanCleaning(PlaneSource& from, const CleaningChoice& choice, const std::string& sampleType,
+                      bool planesAlone, const std::filesystem::path& path) {
+    const Extent shape = from.shape();
+    Cleaning cleaning;
+    cleaning.planesAlone = planesAlone;
+    cleaning.samples = static_cast<long long>(shape.x) * shape.y * shape.z;
+    cleaning.background = choice.background;
+    LevelCount levels(sampleType, choice.significantBits);
+    if (!levels.counts() && !choice.findBackground && !choice.background && !choice.repairHotPixels) {
+        return cleaning;
+    }
+    const FirstLook look = LookAt(from, levels);
+    cleaning.saturation = levels.Find();
+    if (!look.finite) return cleaning;  // refused by whoever loads it
+    if (choice.background && *choice.background >= look.largest) {
+        throw UserError("--background " + Number(*choice.background) + " leaves nothing of " + Quoted(path) +
+                        ", whose largest sample is " + Number(look.largest));
+    }
+    if (look.least == look.largest) return cleaning;
+    if (choice.repairHotPixels) CountHotPixels(from, cleaning);
+    if (choice.findBackground) {
+        CleanedPlanes repaired(from, cleaning);
+        cleaning.background = EstimateBackground(repaired, look.least, look.largest);
+        cleaning.backgroundEstimated = true;
+    }
+    return cleaning;
+}
+
+void TellCleaning(const Cleaning& cleaning, const std::filesystem::path& path, const Messages& messages) {
+    const FileNotes notes(path, messages);
+    if (cleaning.saturation.samples > 0) {
+        notes.Note(CountText(cleaning.saturation.samples, cleaning.samples) + " saturated, at " +
+                   Number(cleaning.saturation.level) + "; rings around them are no structure");
+    }
+    if (cleaning.hotPixels > 0) {
+        notes.Note(CountText(cleaning.hotPixels, cleaning.samples) + " replaced as hot pixels, " +
+                   Number(cleaning.hotExcess) + " and more above the median of their neighbours");
+    }
+    if (cleaning.tooMany > 0) {
+        notes.Note(CountText(cleaning.tooMany, cleaning.samples) +
+                   " stand alone like hot pixels; so many are the image, and none is replaced");
+    }
+    if (cleaning.background) {
+        notes.Note("background " + Number(*cleaning.background) +
+                   (cleaning.backgroundEstimated ? ", estimated," : "") + " is subtracted");
+    }
+}
+
+}  // namespace rydecon
