@@ -55,6 +55,21 @@ std::string Number(double value) {
     return text;
 }
 
+/// The numbers from the least to the largest of some.
+struct Span {
+    double least = std::numeric_limits<double>::infinity();
+    double largest = -std::numeric_limits<double>::infinity();
+
+    void Add(double value) {
+        least = std::min(least, value);
+        largest = std::max(largest, value);
+    }
+    bool empty() const { return least > largest; }
+    std::string Text() const {
+        return least == largest ? Number(least) : Number(least) + " to " + Number(largest);
+    }
+};
+
 /// "12 samples (0.3 %)"
 std::string CountText(long long count, long long all) {
     char text[80];
@@ -94,23 +109,41 @@ Cleaning PlanCleaning(PlaneSource& from, const CleaningChoice& choice, const std
 }
 
 void TellCleaning(const Cleaning& cleaning, const std::filesystem::path& path, const Messages& messages) {
+    TellCleaning(std::vector<Cleaning>{cleaning}, path, messages);
+}
+
+void TellCleaning(const std::vector<Cleaning>& cleanings, const std::filesystem::path& path,
+                  const Messages& messages) {
     const FileNotes notes(path, messages);
-    if (cleaning.saturation.samples > 0) {
-        notes.Note(CountText(cleaning.saturation.samples, cleaning.samples) + " saturated, at " +
-                   Number(cleaning.saturation.level) + "; rings around them are no structure");
+    long long all = 0;
+    for (const Cleaning& cleaning : cleanings) all += cleaning.samples;
+    // One figure of each picture where its count is not 0: the sum of counts, and the span of the figure.
+    const auto tell = [&](auto countOf, auto figureOf, const std::string& done, const std::string& more) {
+        long long count = 0;
+        Span span;
+        for (const Cleaning& cleaning : cleanings) {
+            if (countOf(cleaning) == 0) continue;
+            count += countOf(cleaning);
+            span.Add(figureOf(cleaning));
+        }
+        if (count > 0) notes.Note(CountText(count, all) + done + span.Text() + more);
+    };
+    tell([](const Cleaning& c) { return c.saturation.samples; },
+         [](const Cleaning& c) { return c.saturation.level; }, " saturated, at ",
+         "; rings around them are no structure");
+    tell([](const Cleaning& c) { return c.hotPixels; }, [](const Cleaning& c) { return c.hotExcess; },
+         " replaced as hot pixels, ", " and more above the median of their neighbours");
+    tell([](const Cleaning& c) { return c.tooMany; }, [](const Cleaning& c) { return c.hotExcess; },
+         " look like hot pixels, ",
+         " and more above the median of their neighbours; so many are the image, and none is replaced");
+    Span background;
+    bool estimated = false;
+    for (const Cleaning& cleaning : cleanings) {
+        if (cleaning.background) background.Add(*cleaning.background);
+        estimated = estimated || cleaning.backgroundEstimated;
     }
-    if (cleaning.hotPixels > 0) {
-        notes.Note(CountText(cleaning.hotPixels, cleaning.samples) + " replaced as hot pixels, " +
-                   Number(cleaning.hotExcess) + " and more above the median of their neighbours");
-    }
-    if (cleaning.tooMany > 0) {
-        notes.Note(CountText(cleaning.tooMany, cleaning.samples) +
-                   " stand alone like hot pixels; so many are the image, and none is replaced");
-    }
-    if (cleaning.background) {
-        notes.Note("background " + Number(*cleaning.background) +
-                   (cleaning.backgroundEstimated ? ", estimated," : "") + " is subtracted");
-    }
+    if (background.empty()) return;
+    notes.Note("background " + background.Text() + (estimated ? ", estimated," : "") + " is subtracted");
 }
 
 }  // namespace rydecon

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cleaning/saturation.h"
 #include "report/messages.h"
@@ -41,5 +42,9 @@ Cleaning PlanCleaning(PlaneSource& from, const CleaningChoice& choice, const std
 
 /// One note for each thing found or done.
 void TellCleaning(const Cleaning& cleaning, const std::filesystem::path& path, const Messages& messages);
+
+/// Likewise of all pictures of one file together.
+void TellCleaning(const std::vector<Cleaning>& cleanings, const std::filesystem::path& path,
+                  const Messages& messages);
 
 }  // namespace rydecon

@@ -153,9 +153,10 @@ std::optional<PhotonScale> FitTransfer(const std::vector<TransferPoint>& points,
     return PhotonScale{line.slope, offset.value_or(-line.at0 / line.slope), true, !offset};
 }
 
-PhotonScale FindPhotonScale(PlaneSource& from, const PhotonChoice& choice,
-                            const std::filesystem::path& path) {
+std::optional<PhotonScale> FindPhotonScale(PlaneSource& from, const PhotonChoice& choice,
+                                           const std::filesystem::path& path) {
     const Bounds bounds = BoundsOf(from);
+    if (bounds.least == bounds.largest) return {};
     if (!choice.offset && bounds.least < 0.0f) {
         throw Refusal(
             path, "it has samples below 0 (%g); tell the --offset of the camera, or restore the raw image",

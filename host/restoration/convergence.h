@@ -18,6 +18,8 @@ inline double DivergenceTerm(double n, double mu) {
     return n > 0.0 ? n * std::log(n / mu) - n + mu : mu;
 }
 
+inline constexpr const char* kConvergenceColumn = "i_divergence";
+
 /// Records the mean I-divergence between the image and the blurred iterate, in units of the image. Costs two
 /// transforms an iterate, two padded volumes and a copy of the image.
 class ConvergenceSink final : public IterateSink {
@@ -38,7 +40,8 @@ class ConvergenceSink final : public IterateSink {
     ForwardModel model_;
     const PaddedVolume* changingPsf_;
     double lift_;
-    Curve curve_{"mean I-divergence between the image and the blurred estimate", "i_divergence", {}, {}};
+    Curve curve_{.label = "mean I-divergence between the image and the blurred estimate",
+                 .column = kConvergenceColumn};
 };
 
 }  // namespace rydecon

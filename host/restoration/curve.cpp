@@ -42,8 +42,8 @@ void WriteCurve(const std::filesystem::path& path, bool overwrite, const Curve& 
     std::string text = "iteration," + curve.column + "\n";
     for (std::size_t n = 0; n < curve.values.size(); ++n) {
         char line[64];
-        text.append(line, static_cast<std::size_t>(
-                              std::snprintf(line, sizeof line, "%zu,%.9g\n", n + 1, curve.values[n])));
+        text.append(line, static_cast<std::size_t>(std::snprintf(line, sizeof line, "%zu,%.9g\n",
+                                                                 curve.before + n + 1, curve.values[n])));
     }
     TemporaryFile file(path, overwrite);
     file.Write(text.data(), text.size());

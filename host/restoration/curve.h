@@ -11,10 +11,11 @@
 namespace rydecon {
 
 struct Curve {
-    std::string label;             ///< one line for people
-    std::string column;            ///< one word for tables
-    std::vector<double> values;    ///< of iteration 1 and on
-    std::optional<unsigned> best;  ///< the iteration taken for it, where one was
+    std::string label;               ///< one line for people
+    std::string column;              ///< one word for tables
+    std::vector<double> values{};    ///< of iteration `before` + 1 and on
+    unsigned before = 0;             ///< iterations of an earlier run that this one went on from
+    std::optional<unsigned> best{};  ///< the iteration taken for it, where one was
 };
 
 /// The means of each value and the two to both sides, as far as there are such.

@@ -14,6 +14,7 @@
 #include "io/stack_writer.h"
 #include "io/temporary_file.h"
 #include "report/output_file.h"
+#include "restoration/convergence.h"
 #include "restoration/method_choice.h"
 #include "restoration/picture_job.h"
 #include "restoration/stack_volume.h"
@@ -71,7 +72,7 @@ void CheckCurveOutput(const RestoreJob& job) {
 
 void WriteCurveOf(const RestoreJob& job, const VolumeRecord& volume) {
     if (job.curveOutput.empty()) return;
-    const Curve none;
+    const Curve none{.label = {}, .column = job.stop.split ? kSplitColumn : kConvergenceColumn};
     WriteCurve(job.curveOutput, job.overwrite,
                volume.split ? volume.split->curve : volume.curve.value_or(none));
 }
@@ -157,8 +158,8 @@ VolumeRecord RestoreVolume(const RestoreJob& job, SelectedStack& stack, int c, i
     TellCleaning(cleaning, job.image, notes);
     CleanedPlanes from(raw, cleaning);
     if (job.stop.split) {
-        const PhotonScale scale = FindPhotonScale(from.repaired(), job.stop.photons, job.image);
-        restoration.ChooseBySplit(from.repaired(), cleaning, scale);
+        const auto scale = FindPhotonScale(from.repaired(), job.stop.photons, job.image);
+        if (scale) restoration.ChooseBySplit(from.repaired(), cleaning, *scale);
     }
     VolumeRecord record = restoration.Restore(from, to, use);
     record.name = name;

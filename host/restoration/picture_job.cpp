@@ -15,6 +15,7 @@
 #include "report/output_file.h"
 #include "report/progress_bar.h"
 #include "report/stop_request.h"
+#include "restoration/clean_pictures.h"
 #include "restoration/picture_psf.h"
 #include "restoration/stack_volume.h"
 
@@ -42,12 +43,12 @@ void RequireSides(const StackHeader& header, const std::filesystem::path& path) 
 }
 
 /// Looks at all planes before the first is restored.
-SampleRange ScanPlanes(SelectedStack& stack, const std::filesystem::path& path, std::vector<float>& plane) {
-    const StackHeader& header = stack.header();
+SampleRange ScanPlanes(CleanPictures& pictures, const StackHeader& header, const std::filesystem::path& path,
+                       std::vector<float>& plane) {
     SampleRange range;
     for (int k = 0; k < header.planes(); ++k) {
         LeaveIfStopRequested();
-        stack.ReadPlane(PlaneAt(header, k), plane.data(), header.width);
+        pictures.Read(k, plane);
         range.Add(plane.data(), plane.size());
     }
     RefuseNonFinite(range, path);
@@ -100,7 +101,7 @@ class PictureRestoration {
     }
 
     /// Restores a picture of channel c. UserError where memory does not suffice, after Ctrl-C, and for a result
-    /// that is not finite. Notes how many iterations it took, why they ended, and the PSF.
+    /// that is not finite, or the picture itself. Notes how many iterations it took and why they ended.
     void Restore(std::vector<float>& from, std::vector<float>& to, int c, PollRelay& relay,
                  VolumeRecord& record) {
         SquarePsf& psf = psfs_[static_cast<std::size_t>(c)];
@@ -127,18 +128,28 @@ class PictureRestoration {
                 "the restoration ran out of the range of numbers and gave NaN or infinite samples; scale the "
                 "image down or choose other settings");
         }
+        if (iterations() > 0 && to == from) {
+            throw UserError(
+                "the restoration gave a picture back as it was; with this PSF and these settings there is "
+                "nothing to restore");
+        }
         const unsigned long long rounds = (relay.polls - before) / method_.polls;
         account_.total += rounds;
         record.iterations = static_cast<unsigned>(rounds);
         record.limit = iterations() * tiles_.count();
         record.end = record.iterations == record.limit ? EndOfRun::Limit : EndOfRun::StopTest;
-        record.psf = psf.name;
-        record.optics = psf.optics;
         account_.most = std::max(account_.most, method_.endsByItself ? call.range.uiMax : iterations());
     }
 
+    /// Notes the PSF of channel c.
+    void Describe(int c, VolumeRecord& record) const {
+        const SquarePsf& psf = psfs_[static_cast<std::size_t>(c)];
+        record.psf = psf.name;
+        record.optics = psf.optics;
+    }
+
     /// How many iterations ran and why they ended.
-    std::string EndOfRun(int pictures) const {
+    std::string EndText(int pictures) const {
         const unsigned long long runs = 1ULL * tiles_.count() * static_cast<unsigned>(pictures);
         std::string text = ", " + std::to_string(account_.total) + " " + method_.rounds;
         const char* const reason =
@@ -177,6 +188,14 @@ double SecondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
+void NoteCopied(int copied, int pictures, const std::filesystem::path& path, const Messages& messages) {
+    if (copied == 0) return;
+    messages.Note(Quoted(path) + ": " +
+                  (pictures == 1 ? "all samples are equal; there is nothing to restore, and they are copied"
+                                 : std::to_string(copied) + " of " + std::to_string(pictures) +
+                                       " pictures have equal samples only and are copied"));
+}
+
 void RequirePlanes(const RestoreJob& job, const StackHeader& header) {
     if (SlicesOf(header) == 1 || job.perPlane) return;
     throw UserError("--method " + job.method + " restores pictures, and " + Quoted(job.image) +
@@ -192,9 +211,15 @@ VolumeRecord RestorePlane(PictureRestoration& restoration, std::vector<float>& p
     record.negativeCut = record.before.negative;
     CutNegative(plane);
     record.fluxIn = SumOf(plane);
-    const auto start = std::chrono::steady_clock::now();
-    restoration.Restore(plane, restored, c, relay, record);
-    record.coreSeconds = SecondsSince(start);
+    restoration.Describe(c, record);
+    if (std::all_of(plane.begin(), plane.end(), [&](float sample) { return sample == plane[0]; })) {
+        restored = plane;
+        record.end = EndOfRun::Copied;
+    } else {
+        const auto start = std::chrono::steady_clock::now();
+        restoration.Restore(plane, restored, c, relay, record);
+        record.coreSeconds = SecondsSince(start);
+    }
     record.fluxOut = SumOf(restored);
     record.after.Add(restored.data(), restored.size());
     return record;
@@ -242,25 +267,31 @@ RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& meth
     std::vector<float> plane(static_cast<std::size_t>(header.width) *
                              static_cast<std::size_t>(header.height));
     std::vector<float> restored(plane.size());
-    NoteNegative(ScanPlanes(stack, job.image, plane), job.image, messages);
+    CleanPictures clean(stack, job);
+    TellCleaning(clean.cleanings(), job.image, messages);
+    NoteNegative(ScanPlanes(clean, header, job.image, plane), job.image, messages);
     PollRelay relay{ProgressBar(restoration.Polls(pictures), "restoring", messages)};
     RestorationRecord all{header, {}, tiles};
+    int copied = 0;
     for (int k = 0; k < pictures; ++k) {
         LeaveIfStopRequested();
         const PlaneIndex at = PlaneAt(header, k);
         const auto startOfReading = std::chrono::steady_clock::now();
-        stack.ReadPlane(at, plane.data(), header.width);
+        clean.Read(k, plane);
         const double readSeconds = SecondsSince(startOfReading);
         VolumeRecord& record =
             all.volumes.emplace_back(RestorePlane(restoration, plane, restored, at.c, relay));
+        copied += record.end == EndOfRun::Copied ? 1 : 0;
         const auto startOfWriting = std::chrono::steady_clock::now();
         writer.WritePlane(at, restored.data(), header.width);
         record.writeSeconds = SecondsSince(startOfWriting);
         record.readSeconds = readSeconds;
         record.name = NameOfPicture(stack, at);
         record.shape = {header.width, header.height, 1};
+        record.cleaning = clean.cleanings()[static_cast<std::size_t>(k)];
     }
     relay.bar.Finish();
+    NoteCopied(copied, pictures, job.image, messages);
     writer.Commit();
     NoteClipped(writer, job, messages);
 
@@ -271,7 +302,7 @@ RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& meth
                 header.channels > 1 ? " channel by channel"
                 : pictures > 1      ? " plane by plane"
                                     : "",
-                restoration.EndOfRun(pictures).c_str(), all.seconds);
+                restoration.EndText(pictures).c_str(), all.seconds);
     return all;
 }
 

@@ -201,7 +201,7 @@ SplitRecord RunSplit(const SplitTask& task) {
     record.limit = task.job.settings.iterations.value_or(task.method.iterations);
     record.curve.label =
         "mean I-divergence between each half of the photons and the blurred estimate of the other";
-    record.curve.column = "split_divergence";
+    record.curve.column = kSplitColumn;
     ForwardModel model(task.psf);
     const std::vector<double> first = RestoreHalf(task, Half::First, record.limit, model);
     const std::vector<double> second =

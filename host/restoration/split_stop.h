@@ -20,6 +20,8 @@
 
 namespace rydecon {
 
+inline constexpr const char* kSplitColumn = "split_divergence";
+
 /// What a split came to.
 struct SplitRecord {
     Curve curve;  ///< its `best` is the number of iterations

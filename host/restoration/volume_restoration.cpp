@@ -237,7 +237,10 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
     record.coreSeconds = SecondsSince(start);
     record.split = split_;
     NoteEnd(method_, prepared, units, record);
-    if (convergence) record.curve = convergence->curve();
+    if (convergence) {
+        record.curve = convergence->curve();
+        if (resumed != nullptr) record.curve->before = resumed->iterations();
+    }
 
     record.fluxOut = CheckResult(image, shape);
     record.after = RangeOf(image, shape);

@@ -102,7 +102,7 @@ TEST_P(RestoreMethod, ConstantStackStaysConstant) {
 
 TEST_P(RestoreMethod, OneBrightSampleStaysTheBrightest) {
     const Stack image =
-        MakeStack(15, 14, 9, [](int i, int j, int k) { return i == 8 && j == 3 && k == 5 ? 1000 : 0; });
+        MakeStack(15, 14, 9, [](int i, int j, int k) { return i == 8 && j == 3 && k == 5 ? 1000 : 1; });
     const Stack restored = Restored(image, GaussianPsf(), Method());
     ASSERT_TRUE(AllFinite(restored));
     EXPECT_EQ(restored.At(8, 3, 5), *std::max_element(restored.samples.begin(), restored.samples.end()));

@@ -8,11 +8,11 @@
 #include <numeric>
 #include <vector>
 
+#include "random/random_numbers.h"
 #include "simulation/blur.h"
 #include "simulation/camera.h"
 #include "simulation/phantom.h"
 #include "simulation/point_spread.h"
-#include "random/random_numbers.h"
 
 namespace rydecon {
 namespace {
