@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "commands/command_line.h"
 
+#include <memory>
 #include <string>
 
 #include "commands/compare.h"
@@ -9,6 +10,7 @@
 #include "commands/restore.h"
 #include "commands/simulate.h"
 #include "commands/view.h"
+#include "manual/help_formatter.h"
 
 namespace rydecon {
 
@@ -26,6 +28,7 @@ std::string Footer() {
 }  // namespace
 
 void SetUpCommandLine(CLI::App& app, CommandContext& context) {
+    app.formatter(std::make_shared<HelpFormatter>());
     app.footer(Footer());
     app.fallthrough();
     app.set_help_flag("-h,--help", "Print this help and exit");

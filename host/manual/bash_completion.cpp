@@ -135,16 +135,17 @@ std::string TakesFunction(const std::vector<const CommandEntry*>& all, const Com
         "# they are, in kind (file, folder) or words\n"
         "_PROGRAM_takes() {\n    count=0 kind='' words=''\n    case \"$1 $2\" in\n";
     for (const CommandEntry* command : all) {
-        const std::string name = CommandName(*command, program);
+        const std::string prefix = CommandName(*command, program) + " ";
         for (std::size_t i = 0; i < command->arguments.size(); ++i)
-            out += Case({name + " " + std::to_string(i)}, Assignments(command->arguments[i]));
+            out += Case({prefix + std::to_string(i)}, Assignments(command->arguments[i]));
         const bool goesOn = !command->arguments.empty() && command->arguments.back().repeats;
-        if (goesOn)
-            out +=
-                "    " + Quoted(name + " ") + "[0-9]*) " + Assignments(command->arguments.back()) + " ;;\n";
+        if (goesOn) {
+            const std::string further = Quoted(prefix) + "[0-9]*";
+            out += "    " + further + ") " + Assignments(command->arguments.back()) + " ;;\n";
+        }
         for (const OptionEntry& option : OptionsBehind(*command, program)) {
             std::vector<std::string> patterns;
-            for (const std::string& form : option.names) patterns.push_back(name + " " + form);
+            for (const std::string& form : option.names) patterns.push_back(prefix + form);
             if (option.words > 0) out += Case(patterns, Assignments(option));
         }
     }

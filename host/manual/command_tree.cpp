@@ -75,7 +75,7 @@ void ReadValue(OptionEntry& entry, const CLI::Option& option) {
 }
 
 /// The names of some options of a command, in its own order.
-std::vector<std::string> LongNames(const CLI::App& command, const std::set<CLI::Option*>& some) {
+std::vector<std::string> NamesOf(const CLI::App& command, const std::set<CLI::Option*>& some) {
     std::vector<std::string> names;
     for (const CLI::Option* option : command.get_options({})) {
         const bool among =
@@ -83,6 +83,29 @@ std::vector<std::string> LongNames(const CLI::App& command, const std::set<CLI::
         if (among) names.push_back(option->get_name());
     }
     return names;
+}
+
+/// What an option excludes, without those that exclude more than it does: they say it for all.
+std::set<CLI::Option*> OwnExcludes(const CLI::Option& option) {
+    std::set<CLI::Option*> own;
+    const std::set<CLI::Option*> all = option.get_excludes();
+    for (CLI::Option* other : all) {
+        if (other->get_excludes().size() <= all.size()) own.insert(other);
+    }
+    return own;
+}
+
+/// What must be given is read first, and a group of nothing but --help last.
+void SortGroups(std::vector<OptionGroup>& groups) {
+    const auto rank = [](const OptionGroup& group) {
+        const auto& options = group.options;
+        const bool required = std::any_of(options.begin(), options.end(),
+                                          [](const OptionEntry& option) { return option.required; });
+        const bool helpOnly = options.size() == 1 && options.front().names.back() == "--help";
+        return required ? 0 : helpOnly ? 2 : 1;
+    };
+    std::stable_sort(groups.begin(), groups.end(),
+                     [rank](const OptionGroup& a, const OptionGroup& b) { return rank(a) < rank(b); });
 }
 
 std::vector<TextBlock> Details(const CLI::App& app) {
@@ -116,8 +139,8 @@ OptionEntry DescribeOption(const CLI::App& command, const CLI::Option& option) {
     }
     entry.text = ReadHelpText(option.get_description());
     entry.required = option.get_required();
-    entry.needs = LongNames(command, option.get_needs());
-    entry.excludes = LongNames(command, option.get_excludes());
+    entry.needs = NamesOf(command, option.get_needs());
+    entry.excludes = NamesOf(command, OwnExcludes(option));
     ReadValue(entry, option);
     return entry;
 }
@@ -125,7 +148,7 @@ OptionEntry DescribeOption(const CLI::App& command, const CLI::Option& option) {
 CommandEntry DescribeCommand(const CLI::App& app) {
     CommandEntry entry;
     entry.name = app.get_name();
-    entry.summary = app.get_description();
+    entry.summary = Sentence(app.get_description());
     entry.details = Details(app);
     for (const std::string& name : app.get_groups()) {
         if (name.empty()) continue;
@@ -137,6 +160,7 @@ CommandEntry DescribeCommand(const CLI::App& app) {
         }
         if (!group.options.empty()) entry.groups.push_back(std::move(group));
     }
+    SortGroups(entry.groups);
     for (const CLI::App* command : app.get_subcommands({}))
         entry.commands.push_back(DescribeCommand(*command));
     return entry;
@@ -146,11 +170,29 @@ std::vector<std::string> RemarksOn(const OptionEntry& option) {
     std::vector<std::string> remarks;
     if (option.required) remarks.emplace_back("Required.");
     if (option.repeats) remarks.emplace_back("May be given again.");
+    // Elsewhere they stand in the text or in the value.
+    const bool unsaid = option.value.find('|') == std::string::npos &&
+                        std::all_of(option.text.begin(), option.text.end(),
+                                    [](const TextBlock& block) { return block.terms.empty(); });
+    if (unsaid && !option.choices.empty()) remarks.push_back("One of " + Joined(option.choices) + ".");
     if (!option.limits.empty()) remarks.push_back("From " + option.limits + ".");
     if (!option.preset.empty()) remarks.push_back("Default: " + option.preset + ".");
     if (!option.needs.empty()) remarks.push_back("Only with " + Joined(option.needs) + ".");
     if (!option.excludes.empty()) remarks.push_back("Not with " + Joined(option.excludes) + ".");
     return remarks;
+}
+
+std::vector<TextBlock> FullText(const OptionEntry& option) {
+    std::vector<TextBlock> text = option.text;
+    if (text.empty() || !text.back().terms.empty()) text.emplace_back();
+    std::string& end = text.back().paragraph;
+    end = Sentence(end);
+    for (const std::string& remark : RemarksOn(option)) {
+        if (!end.empty()) end += ' ';
+        end += remark;
+    }
+    if (end.empty()) text.pop_back();
+    return text;
 }
 
 }  // namespace rydecon

@@ -26,7 +26,7 @@ struct OptionEntry {
     bool required = false;
     bool repeats = false;               ///< may be given again
     std::vector<std::string> needs;     ///< options that must stand beside it
-    std::vector<std::string> excludes;  ///< options that may not
+    std::vector<std::string> excludes;  ///< options that may not, unless they say so themselves of many
 
     bool takesFile() const;
     bool takesFolder() const;
@@ -39,10 +39,10 @@ struct OptionGroup {
 
 struct CommandEntry {
     std::string name;
-    std::string summary;
+    std::string summary;             ///< a sentence
     std::vector<TextBlock> details;  ///< its footer, without what the footer of the program says for all
     std::vector<OptionEntry> arguments;
-    std::vector<OptionGroup> groups;  ///< in the order of their first options
+    std::vector<OptionGroup> groups;  ///< first those with what must be given
     std::vector<CommandEntry> commands;
 };
 
@@ -55,5 +55,8 @@ CommandEntry DescribeCommand(const CLI::App& app);
 
 /// The sentences that follow from the record besides its text: "Default: 10." and the like.
 std::vector<std::string> RemarksOn(const OptionEntry& option);
+
+/// Its text with the remarks: at the end of its paragraph, or below its list.
+std::vector<TextBlock> FullText(const OptionEntry& option);
 
 }  // namespace rydecon

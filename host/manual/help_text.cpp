@@ -58,6 +58,11 @@ std::vector<TextBlock> ReadHelpText(std::string_view text) {
     return blocks;
 }
 
+std::string Sentence(std::string text) {
+    if (!text.empty() && !text.ends_with('.')) text += '.';
+    return text;
+}
+
 std::vector<std::string> WrapWords(std::string_view text, std::size_t columns) {
     std::vector<std::string> lines;
     while (!(text = Trimmed(text)).empty()) {

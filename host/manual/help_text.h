@@ -25,6 +25,9 @@ struct TextBlock {
 /// is a term, "  name: text" or "  name  text"; where it is neither, it goes on with the term above.
 std::vector<TextBlock> ReadHelpText(std::string_view text);
 
+/// Ends a text with a full stop, where it has none.
+std::string Sentence(std::string text);
+
 /// Breaks a text at its blanks into lines of at most `columns` characters; longer words stand alone.
 std::vector<std::string> WrapWords(std::string_view text, std::size_t columns);
 

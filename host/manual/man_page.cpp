@@ -41,18 +41,8 @@ std::string Tag(const OptionEntry& option) {
     return tag;
 }
 
-std::string Sentence(std::string text) {
-    if (!text.empty() && !text.ends_with('.')) text += '.';
-    return text;
-}
-
-/// A tag with what the option means; remarks end its first paragraph, or stand alone behind a list.
 std::string Tagged(const std::string& tag, const OptionEntry& option) {
-    std::vector<TextBlock> text = option.text;
-    if (text.empty() || !text.back().terms.empty()) text.emplace_back();
-    std::string& end = text.back().paragraph;
-    end = Sentence(end);
-    for (const std::string& remark : RemarksOn(option)) end += (end.empty() ? "" : " ") + remark;
+    const std::vector<TextBlock> text = FullText(option);
     std::string out = ".TP\n" + tag + "\n";
     for (const TextBlock& block : text) {
         if (&block != &text.front() && !block.paragraph.empty()) out += ".IP\n";
@@ -80,7 +70,7 @@ std::string Synopsis(const std::string& call, const CommandEntry& command) {
 
 std::string Description(const CommandEntry& command) {
     std::vector<TextBlock> blocks = command.details;
-    blocks.insert(blocks.begin(), {Sentence(command.summary), {}});
+    blocks.insert(blocks.begin(), {command.summary, {}});
     return Heading("DESCRIPTION") + RoffBlocks(blocks);
 }
 

@@ -13,6 +13,7 @@
 
 #include "manual/bash_completion.h"
 #include "manual/command_tree.h"
+#include "manual/help_formatter.h"
 #include "manual/man_page.h"
 #include "manual/roff.h"
 
@@ -72,6 +73,7 @@ TEST(Roff, NoLineOfProseIsARequest) {
 class SmallProgram : public ::testing::Test {
   protected:
     SmallProgram() {
+        app_.formatter(std::make_shared<HelpFormatter>());
         app_.footer("Common words.");
         app_.set_help_flag("-h,--help", "Print help");
         app_.set_version_flag("--version", "try-it 7.8.9");
@@ -154,6 +156,8 @@ TEST_F(SmallProgram, ChoicesComeFromTermsChecksAndAlternatives) {
 
 TEST_F(SmallProgram, RemarksSayWhatTheRecordHolds) {
     EXPECT_EQ(RemarksOn(Option("--output")), (Words{"Required."}));
+    EXPECT_EQ(RemarksOn(Option("--step")), (Words{"One of 1, 10."}));
+    EXPECT_TRUE(RemarksOn(Option("--sides")).empty());
     EXPECT_EQ(RemarksOn(Option("--level")), (Words{"From 0 to 4."}));
     EXPECT_EQ(RemarksOn(Option("--kind")), (Words{"Default: dull.", "Not with --tiles."}));
     EXPECT_EQ(RemarksOn(Option("--more")), (Words{"May be given again."}));
@@ -188,6 +192,65 @@ TEST_F(SmallProgram, PageOfACommandHasEachOptionOnce) {
     EXPECT_FALSE(Contains(page, "Common words"));
     EXPECT_FALSE(Contains(page, "hidden"));
     EXPECT_TRUE(Contains(page, ".SH \"SEE ALSO\"\n\\fBtry\\-it\\fP(1),\n\\fBtry\\-it\\-see\\fP(1)\n"));
+}
+
+TEST_F(SmallProgram, HelpFitsTheTerminal) {
+    EXPECT_EQ(app_.help(),
+              "Tries things.\n\n"
+              "Usage: try-it [OPTION]... COMMAND [ARGUMENT]...\n\n"
+              "Commands:\n"
+              "  make                    Makes a thing. And another.\n"
+              "  see                     Shows.\n"
+              "  'try-it COMMAND --help' explains a command.\n\n"
+              "Options:\n"
+              "  -h, --help              Print help.\n"
+              "  --version               Display program version information and exit.\n"
+              "  -q, --quiet             Say nothing.\n\n"
+              "Common words.\n");
+    const std::string help = app_.get_subcommand("make")->help("try-it");
+    EXPECT_TRUE(Contains(help, "Usage: try-it make IN.tif [DIR] -o OUT.tif [OPTION]...\n")) << help;
+    EXPECT_TRUE(Contains(help, "\nArguments:\n  IN.tif                  What to read. Required.\n"));
+    EXPECT_TRUE(Contains(help,
+                         "  --kind NAME             Which.\n"
+                         "                            dull: not sharp\n"
+                         "                            keen: sharp\n"
+                         "                          Default: dull. Not with --tiles.\n"))
+        << help;
+    EXPECT_TRUE(Contains(help, "\nReads it:\n  rule: meaning\n\nCommon words.\n")) << help;
+    EXPECT_FALSE(Contains(help, "hidden"));
+}
+
+TEST(HelpLines, LongTagsStandAlone) {
+    OptionEntry option;
+    option.names = {"-l", "--a-long-name-of-an-option"};
+    option.value = "VALUE";
+    option.text = ReadHelpText(std::string(11, 'w') + std::string(" 12345678") +
+                               " 12345678 12345678 12345678 123456789");
+    OptionEntry mute;
+    mute.names = {"--mute"};
+    const CommandEntry command{"c", "Does.", {}, {}, {{"Options", {option, mute}}}, {}};
+    EXPECT_EQ(MakeHelp(command, "c", {}),
+              "Does.\n\nUsage: c [OPTION]...\n\nOptions:\n"
+              "  -l, --a-long-name-of-an-option VALUE\n"
+              "                          wwwwwwwwwww 12345678 12345678 12345678 12345678\n"
+              "                          123456789.\n"
+              "  --mute\n");
+}
+
+TEST(CommandTree, GroupsWithWhatMustBeGivenGoFirst) {
+    CLI::App app("Does.", "c");
+    app.set_help_flag("-h,--help", "Help");
+    std::string text;
+    CLI::Option* const whole = app.add_option("--whole", text)->group("A");
+    for (const char* part : {"--left", "--right"}) app.add_option(part, text)->group("A")->excludes(whole);
+    app.add_option("--out", text)->required()->group("B");
+    const CommandEntry entry = DescribeCommand(app);
+    ASSERT_EQ(entry.groups.size(), 3U);
+    EXPECT_EQ(entry.groups[0].name, "B");
+    EXPECT_EQ(entry.groups[1].name, "A");
+    EXPECT_EQ(entry.groups[2].name, "Options");
+    EXPECT_EQ(entry.groups[1].options[0].excludes, (Words{"--left", "--right"}));
+    EXPECT_TRUE(entry.groups[1].options[1].excludes.empty());
 }
 
 TEST_F(SmallProgram, CompletionNamesFunctionsAsBashAllows) {

@@ -111,7 +111,7 @@ class Packages(unittest.TestCase):
         names = set()
         for line in run(self.program, *command, "--help").stdout.splitlines():
             if re.match(r"  -", line):
-                names.update(OPTION.findall(re.split(r"   +", line.strip())[0]))
+                names.update(OPTION.findall(re.split(r"  +", line.strip())[0]))
         return names
 
     # ---- Debian packages ----
