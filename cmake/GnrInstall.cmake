@@ -77,8 +77,9 @@ if(NOT gnr_is_static)
   gnr_install_papers(library ${gnr_library_package})
 endif()
 if(TARGET rydecon)
-  gnr_install_papers(program rydecon
-    rydecon.md psf-options.md benchmarks.md algorithms.md psf.md wavelets.md bibliography.md)
+  file(GLOB gnr_user_documents CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/docs ${PROJECT_SOURCE_DIR}/docs/*.md)
+  list(REMOVE_ITEM gnr_user_documents architecture.md hosting.md kernels.md memory-stock.md)
+  gnr_install_papers(program rydecon ${gnr_user_documents})
 endif()
 
 # ---- program ---------------------------------------------------------------------------------------------

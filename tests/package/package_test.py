@@ -24,7 +24,6 @@ if MISSING:
 
 # dpkg wants the tools of the system administrator in the path.
 ENVIRONMENT = {**os.environ, "LC_ALL": "C.UTF-8", "PATH": os.environ["PATH"] + ":/usr/sbin:/sbin"}
-COMMANDS = ("restore", "psf", "simulate", "compare", "view")
 OPTION = re.compile(r"(?<![\w-])--?[a-z][a-z-]*")
 
 COMPLETE = """
@@ -59,6 +58,9 @@ class Packages(unittest.TestCase):
         cls.install()
         cls.program = cls.root / "usr/bin/rydecon"
         cls.share = cls.root / "usr/share"
+        listed = run(cls.program, "--help").stdout.split("Commands:\n")[1].split("\n\n")[0]
+        cls.commands = re.findall(r"^  ([a-z][a-z-]*)  ", listed, re.MULTILINE)
+        assert {"restore", "psf", "simulate", "compare", "view"} <= set(cls.commands)
 
     @classmethod
     def install(cls):
@@ -162,7 +164,7 @@ class Packages(unittest.TestCase):
     def test_every_command_has_a_page_without_warnings(self):
         pages = sorted((self.share / "man/man1").iterdir())
         self.assertEqual([page.name for page in pages],
-                         sorted(["rydecon.1.gz", *(f"rydecon-{command}.1.gz" for command in COMMANDS)]))
+                         sorted(["rydecon.1.gz", *(f"rydecon-{command}.1.gz" for command in self.commands)]))
         for page in pages:
             finished = run("man", "--warnings", "-E", "UTF-8", "-l", "-Tutf8", "-Z", page)
             self.assertEqual(finished.stderr, "")
@@ -170,7 +172,7 @@ class Packages(unittest.TestCase):
             self.assertEqual(pathlib.Path(found), page)
 
     def test_pages_have_every_option(self):
-        for command in COMMANDS:
+        for command in self.commands:
             tags = re.findall(r"^\.TP\n(.*)$", self.page(f"rydecon-{command}"), re.MULTILINE)
             plain = re.sub(r"\\f[BIP]", "", " ".join(tags)).replace("\\-", "-")
             named = set(OPTION.findall(plain))
@@ -180,10 +182,10 @@ class Packages(unittest.TestCase):
     # ---- completion ----
 
     def test_completion_of_commands_and_options(self):
-        self.assertEqual(self.complete(""), list(COMMANDS))
+        self.assertEqual(self.complete(""), self.commands)
         self.assertEqual(self.complete("-q", "s"), ["simulate"])
         self.assertEqual(self.complete("--ver"), ["--version"])
-        for command in COMMANDS:
+        for command in self.commands:
             offered = set(self.complete(command, "-"))
             self.assertEqual(offered, self.options(command) | {"-q", "--quiet"})
         self.assertEqual(self.complete("restore", "in.tif", "--psf", "psf.tif", "--ite"), ["--iterations"])
@@ -235,7 +237,7 @@ class Packages(unittest.TestCase):
     def test_versions_agree(self):
         self.assertEqual(run(self.program, "--version").stdout, f"rydecon {VERSION}\n")
         self.assertEqual(self.field("libgnr-deconvolution-dev", "Version"), VERSION)
-        for command in ("", *(f"-{command}" for command in COMMANDS)):
+        for command in ("", *(f"-{command}" for command in self.commands)):
             self.assertIn(f'"rydecon {VERSION}"', self.page(f"rydecon{command}").split("\n")[0])
         script = (self.share / "bash-completion/completions/rydecon").read_text()
         self.assertEqual(script.split("\n")[0], f"# bash completion for rydecon {VERSION}")
