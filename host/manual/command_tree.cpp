@@ -53,6 +53,8 @@ void ReadCheck(OptionEntry& entry, const std::string& check) {
     }
 }
 
+constexpr std::string_view kAndMore = "...";  // is said of what repeats anyway
+
 void ReadValue(OptionEntry& entry, const CLI::Option& option) {
     const int most = option.get_items_expected_max();
     if (most == 0) return;
@@ -61,6 +63,7 @@ void ReadValue(OptionEntry& entry, const CLI::Option& option) {
     entry.words = many ? kManyWords : entry.repeats ? option.get_type_size() : most;
     const std::vector<std::string> parts = Split(option.get_type_name(), ':');
     entry.value = option.get_option_text().empty() ? parts.front() : option.get_option_text();
+    if (entry.value.ends_with(kAndMore)) entry.value.erase(entry.value.size() - kAndMore.size());
     entry.preset = option.get_default_str();
     const std::vector<std::string> alternatives = Split(entry.value, '|');
     for (const std::string& alternative : alternatives) {
@@ -169,7 +172,8 @@ CommandEntry DescribeCommand(const CLI::App& app) {
 std::vector<std::string> RemarksOn(const OptionEntry& option) {
     std::vector<std::string> remarks;
     if (option.required) remarks.emplace_back("Required.");
-    if (option.repeats) remarks.emplace_back("May be given again.");
+    const bool named = option.names.front().starts_with('-');
+    if (option.repeats && named) remarks.emplace_back("May be given again.");
     // Elsewhere they stand in the text or in the value.
     const bool unsaid = option.value.find('|') == std::string::npos &&
                         std::all_of(option.text.begin(), option.text.end(),

@@ -51,7 +51,10 @@ std::string Beside(const std::string& tag, const std::vector<TextBlock>& text) {
     return out + Blocks({text.begin() + 1, text.end()}, kTextColumn);
 }
 
+/// "-o, --output OUT.tif"; of an argument "IN.tif..."
 std::string Tag(const OptionEntry& option) {
+    const bool named = option.names.front().starts_with('-');
+    if (!named) return option.value + (option.repeats ? "..." : "");
     std::string tag;
     for (const std::string& name : option.names) {
         if (!tag.empty()) tag += ", ";
@@ -64,7 +67,7 @@ std::string Tag(const OptionEntry& option) {
 std::string Usage(const CommandEntry& command, const std::string& call) {
     std::string line = call;
     for (const OptionEntry& argument : command.arguments) {
-        const std::string value = argument.value + (argument.repeats ? "..." : "");
+        const std::string value = Tag(argument);
         line += argument.required ? " " + value : " [" + value + "]";
     }
     for (const OptionGroup& group : command.groups) {
@@ -87,7 +90,7 @@ std::string MakeHelp(const CommandEntry& command, const std::string& call,
     if (!command.commands.empty())
         out += Lines("", "'" + call + " COMMAND --help' explains a command.", kIndent);
     if (!command.arguments.empty()) out += "\nArguments:\n";
-    for (const OptionEntry& argument : command.arguments) out += Beside(argument.value, FullText(argument));
+    for (const OptionEntry& argument : command.arguments) out += Beside(Tag(argument), FullText(argument));
     for (const OptionGroup& group : command.groups) {
         out += "\n" + group.name + ":\n";
         for (const OptionEntry& option : group.options) out += Beside(Tag(option), FullText(option));

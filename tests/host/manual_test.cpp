@@ -97,7 +97,7 @@ class SmallProgram : public ::testing::Test {
         make->add_flag("--fast", quiet_, "Hurry")->needs(kind);
         CLI::App* const see = app_.add_subcommand("see", "Shows");
         see->footer("Common words.");
-        see->add_option("files", list_, "What to show")->type_name("IN.tif");
+        see->add_option("files", list_, "What to show")->type_name("FILE...");
         program_ = DescribeCommand(app_);
     }
     const OptionEntry& Option(const std::string& name) const {
@@ -151,7 +151,10 @@ TEST_F(SmallProgram, ChoicesComeFromTermsChecksAndAlternatives) {
     EXPECT_EQ(Option("--sides").words, 3);
     EXPECT_EQ(Option("--fast").words, 0);
     EXPECT_EQ(Option("--more").words, 1);
-    EXPECT_EQ(program_.commands[1].arguments.at(0).words, kManyWords);
+    const OptionEntry& files = program_.commands[1].arguments.at(0);
+    EXPECT_EQ(files.words, kManyWords);
+    EXPECT_TRUE(files.takesFile());
+    EXPECT_TRUE(RemarksOn(files).empty());
 }
 
 TEST_F(SmallProgram, RemarksSayWhatTheRecordHolds) {
@@ -218,6 +221,9 @@ TEST_F(SmallProgram, HelpFitsTheTerminal) {
         << help;
     EXPECT_TRUE(Contains(help, "\nReads it:\n  rule: meaning\n\nCommon words.\n")) << help;
     EXPECT_FALSE(Contains(help, "hidden"));
+    const std::string see = app_.get_subcommand("see")->help("try-it");
+    EXPECT_TRUE(Contains(see, "Usage: try-it see [FILE...] [OPTION]...\n")) << see;
+    EXPECT_TRUE(Contains(see, "\n  FILE...                 What to show.\n")) << see;
 }
 
 TEST(HelpLines, LongTagsStandAlone) {
