@@ -123,9 +123,9 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
                                               "computed from the optics")
                                  ->type_name("PSF.tif")
                                  ->allow_extra_args(false);
-    command->add_option("--channels", selection->channels, "Restores these channels only: 1,3-4")
+    command->add_option("--channels", selection->channels, "Restore these channels only: 1,3-4")
         ->type_name("LIST");
-    command->add_option("--times", selection->times, "Restores these time points only: 1,5-10")
+    command->add_option("--times", selection->times, "Restore these time points only: 1,5-10")
         ->type_name("LIST");
     command
         ->add_option("-o,--output", job->output,
@@ -146,9 +146,13 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
         ->add_option("--iterations", settings.iterations, "Most iterations; each method has its own default")
         ->check(CLI::Range(0U, kMostIterations))
         ->type_name("N");
-    command->add_option("--regularization", settings.regularization, "Strength, as the method reads it")
+    command
+        ->add_option("--regularization", settings.regularization,
+                     "How much to smooth or to damp noise; the scale is that of the method")
         ->type_name("P");
-    command->add_option("--stop-ratio", settings.stopRatio, "Threshold of the automatic stop")
+    command
+        ->add_option("--stop-ratio", settings.stopRatio,
+                     "Threshold of the automatic stop; larger ends accelerated sooner")
         ->capture_default_str()
         ->type_name("R");
     command
@@ -190,7 +194,9 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
                      "The known truth of a simulation; prints the RMSE of each iterate")
         ->type_name("TRUTH.tif");
 
-    command->add_option("--checkpoint", job->checkpoint, "Where to park the estimate as the run goes")
+    command
+        ->add_option("--checkpoint", job->checkpoint,
+                     "Park the estimate of a long run in this file (tv, tv-ictm)")
         ->type_name("FILE");
     command
         ->add_option("--checkpoint-every", settings.checkpointEvery,
@@ -198,7 +204,7 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
         ->capture_default_str()
         ->check(CLI::Range(1U, kMostIterations))
         ->type_name("N");
-    command->add_option("--resume", job->resume, "Goes on from a checkpoint of the same run")
+    command->add_option("--resume", job->resume, "Go on from a checkpoint; the other options as before")
         ->type_name("FILE");
 
     command
@@ -207,7 +213,7 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
                      "and small frames as the picture needs")
         ->default_str("1x1")
         ->type_name("auto|XxY");
-    command->add_flag("--per-plane", job->perPlane, "Restores each plane of a stack as a picture of its own");
+    command->add_flag("--per-plane", job->perPlane, "Restore each plane of a stack as a picture of its own");
 
     AddQualityOptions(*command, *quality, *job);
     for (CLI::Option* const option : AddOpticsOptions(*command, *optics, Wavelengths::ByChannel))

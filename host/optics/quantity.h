@@ -34,14 +34,16 @@ struct QuantityTraits {
 };
 
 inline constexpr std::array<QuantityTraits, kQuantities> kQuantityTraits{{
-    {Quantity::NumericalAperture, "--na", "numerical aperture", false, "Numerical aperture of the objective"},
+    {Quantity::NumericalAperture, "--na", "numerical aperture", false,
+     "Numerical aperture of the objective, as on its barrel"},
     {Quantity::RefractiveIndex, "--ri", "refractive index", false,
-     "Refractive index of the immersion medium"},
-    {Quantity::Emission, "--emission", "emission wavelength", true, "Wavelength of the light that is seen"},
+     "Refractive index of the immersion medium: air 1, water 1.333, oil 1.515"},
+    {Quantity::Emission, "--emission", "emission wavelength", true,
+     "Wavelength of the light that is seen, which the dye emits"},
     {Quantity::Excitation, "--excitation", "excitation wavelength", true,
-     "Wavelength of the light that excites"},
-    {Quantity::Pixel, "--pixel", "pixel size", true, "Distance of samples in x and y"},
-    {Quantity::ZStep, "--z-step", "distance of planes", true, "Distance of planes"},
+     "Wavelength of the light that excites the dye"},
+    {Quantity::Pixel, "--pixel", "pixel size", true, "Distance of samples in x and y, in the specimen"},
+    {Quantity::ZStep, "--z-step", "distance of planes", true, "Distance of planes, in the specimen"},
     {Quantity::SampleIndex, "--sample-ri", "sample refractive index", false,
      "Refractive index of the medium around the sample; needed with --depth"},
     {Quantity::Depth, "--depth", "depth", true, "Distance of the focal plane from the coverslip"},
