@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <map>
 
-#include "io/temporary_file.h"
 #include "report/html/markup.h"
 #include "report/html/methods_text.h"
 #include "report/html/page_assets.h"
@@ -192,11 +191,9 @@ std::string RenderHtmlReport(const RestorationReport& report) {
     return page;
 }
 
-void WriteHtmlReport(const RestorationReport& report, const std::filesystem::path& target, bool overwrite) {
-    TemporaryFile file(target, overwrite);
+void HtmlReportFile::Write(const RestorationReport& report) {
     const std::string page = RenderHtmlReport(report);
-    file.Write(page.data(), page.size());
-    file.Commit();
+    file_.Write(page.data(), page.size());
 }
 
 }  // namespace rydecon

@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <string>
 
+#include "io/temporary_file.h"
 #include "report/html/restoration_report.h"
 
 namespace rydecon {
@@ -13,7 +14,17 @@ namespace rydecon {
 /// The page: HTML with its style sheet, script and pictures inside.
 std::string RenderHtmlReport(const RestorationReport& report);
 
-/// Writes it; the file appears whole or not at all. UserError where that cannot be.
-void WriteHtmlReport(const RestorationReport& report, const std::filesystem::path& target, bool overwrite);
+/// The file of a page. Opened before a long run, it tells then whether it can be written. Not committed, it
+/// leaves nothing. Each failure is a UserError.
+class HtmlReportFile {
+  public:
+    HtmlReportFile(const std::filesystem::path& target, bool overwrite) : file_(target, overwrite) {}
+
+    void Write(const RestorationReport& report);
+    void Commit() { file_.Commit(); }
+
+  private:
+    TemporaryFile file_;
+};
 
 }  // namespace rydecon

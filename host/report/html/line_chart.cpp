@@ -61,17 +61,13 @@ class Scale {
 
     std::vector<double> Ticks() const {
         if (!axis_->logarithmic) return RoundTicks(least_, largest_, kMostTicks, axis_->whole ? 1.0 : 0.0);
+        const int first = static_cast<int>(std::ceil(least_ - 1e-9));
+        const int last = static_cast<int>(std::floor(largest_ + 1e-9));
+        if (last <= first) return RoundTicks(std::pow(10.0, least_), std::pow(10.0, largest_), kMostTicks);
         std::vector<double> ticks;
-        const double decades = std::floor(largest_) - std::ceil(least_);
-        const double step = std::max(1.0, std::ceil(decades / kMostTicks));
-        const bool narrow = decades < 1.0;
-        for (double e = std::floor(least_); e <= largest_; e += step) {
-            for (const double digit : {1.0, 2.0, 5.0}) {
-                const double tick = digit * std::pow(10.0, e);
-                const double at = std::log10(tick);
-                if (digit > 1.0 && !narrow) break;
-                if (at >= least_ - 1e-9 && at <= largest_ + 1e-9) ticks.push_back(tick);
-            }
+        const int step = (last - first + kMostTicks - 1) / kMostTicks;
+        for (int exponent = first; exponent <= last; exponent += step) {
+            ticks.push_back(std::pow(10.0, exponent));
         }
         return ticks;
     }
@@ -157,11 +153,11 @@ class Drawing {
             }
             const std::string x = Coordinate(x_.At(point.x));
             const std::string y = Coordinate(y_.At(point.y));
-            path += (pen ? "L" : "M") + x + " " + y;
+            path.append(pen ? "L" : "M").append(x).append(" ").append(y);
             pen = true;
             if (!chart_.dots || series.points.size() > kMostDots) continue;
-            dots += "<circle cx=\"" + x + "\" cy=\"" + y + "\" r=\"2.5\">" +
-                    Element("title", ShownNumber(point.x) + ": " + ShownNumber(point.y)) + "</circle>";
+            dots.append("<circle cx=\"").append(x).append("\" cy=\"").append(y).append("\" r=\"2.5\">");
+            dots += Element("title", ShownNumber(point.x) + ": " + ShownNumber(point.y)) + "</circle>";
         }
         if (path.empty()) return "";
         return "<g class=\"curve " + series.style + "\"><path d=\"" + path + "\"/>" + dots + "</g>";
@@ -195,10 +191,12 @@ std::vector<double> RoundTicks(double least, double largest, int most, double le
         if (digit * decade * most >= range) step = digit * decade;
     }
     step = std::max(step, leastStep);
+    const double first = std::ceil(least / step - 1e-9);
+    const int count = static_cast<int>(std::floor(largest / step + 1e-9) - first) + 1;
     std::vector<double> ticks;
-    const double last = std::floor(largest / step + 1e-9);
-    for (double n = std::ceil(least / step - 1e-9); n <= last; n += 1.0) {
-        ticks.push_back(n == 0.0 ? 0.0 : n * step);  // no negative zero
+    for (int n = 0; n < count; ++n) {
+        const double steps = first + n;
+        ticks.push_back(steps == 0.0 ? 0.0 : steps * step);  // no negative zero
     }
     return ticks;
 }

@@ -127,8 +127,9 @@ std::string ScaleNotes(const PanelGeometry& geometry, const VolumeViews& views) 
                  " samples along each axis.";
     }
     const std::uint64_t left = views.numbersBefore.nonFinite + views.numbersAfter.nonFinite;
-    if (left > 0)
+    if (left > 0) {
         notes.append(" ").append(std::to_string(left)).append(" samples that are not finite are left out.");
+    }
     return notes;
 }
 

@@ -3,10 +3,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
 #include <limits>
 #include <regex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "report/html/line_chart.h"
@@ -52,6 +53,14 @@ TEST(LineChart, LogarithmicAxisSpacesDecadesEvenly) {
     const auto at = NumbersIn(PathOf(DrawLineChart(ChartOf({{0, 1}, {1, 100}, {2, 10000}}, true))));
     ASSERT_EQ(at.size(), 6u);
     EXPECT_NEAR(at[1] - at[3], at[3] - at[5], 0.11);
+}
+
+TEST(LineChart, LogarithmicAxisHasLabelsHoweverShortOrLong) {
+    for (const auto& [least, largest] : {std::pair(3.1, 4.4), {2.0, 30.0}, {0.9, 1.1}, {1e-9, 1e12}}) {
+        const std::string svg = DrawLineChart(ChartOf({{0, least}, {1, largest}}, true));
+        const std::string ticks = svg.substr(0, svg.find("text-anchor=\"middle\""));
+        EXPECT_NE(ticks.find("text-anchor=\"end\""), std::string::npos) << least;
+    }
 }
 
 TEST(LineChart, WhatIsNotFiniteLeavesAGap) {

@@ -198,12 +198,15 @@ TEST(ReportPage, FileAppearsWholeAndReplacesNothingUnasked) {
     const test::TemporaryFolder folder;
     const RestorationReport report = SmallReport(20, 16, 5, {});
     const std::filesystem::path target = folder.path() / "a <b> & 'c'.html";
-    WriteHtmlReport(report, target, false);
-    EXPECT_THROW(WriteHtmlReport(report, target, false), UserError);
-    WriteHtmlReport(report, target, true);
-    std::ifstream file(target, std::ios::binary);
+    { HtmlReportFile(target, false).Write(report); }
+    EXPECT_TRUE(folder.Entries().empty());
+    HtmlReportFile file(target, false);
+    file.Write(report);
+    file.Commit();
+    EXPECT_THROW(HtmlReportFile(target, false), UserError);
+    std::ifstream written(target, std::ios::binary);
     std::ostringstream text;
-    text << file.rdbuf();
+    text << written.rdbuf();
     EXPECT_EQ(text.str(), RenderHtmlReport(report));
     EXPECT_EQ(folder.Entries().size(), 1u);
 }

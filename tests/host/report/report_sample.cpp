@@ -83,6 +83,8 @@ int main(int count, char** words) {
     if (count != 3) return 2;
     const std::string kind = words[1];
     const auto report = kind == "channels" ? Channels() : kind == "stack" ? OneStack() : Awkward();
-    rydecon::WriteHtmlReport(report, words[2], true);
+    rydecon::HtmlReportFile file(words[2], true);
+    file.Write(report);
+    file.Commit();
     return 0;
 }
