@@ -91,6 +91,26 @@ TEST_F(TemporaryFiles, ReservedRoomIsNoContent) {
     EXPECT_EQ(TextOf(File("out.tif")), "abc");
 }
 
+TEST_F(TemporaryFiles, PlacesAreWrittenInAnyOrder) {
+    TemporaryFile file(File("out.tif"), false);
+    file.WriteAt(4, "ef", 2);
+    WriteText(file, "ab");  // from the start, wherever WriteAt was
+    file.WriteAt(2, "cd", 2);
+    file.WriteAt(4, "", 0);
+    file.Commit();
+    EXPECT_EQ(TextOf(File("out.tif")), "abcdef");
+}
+
+TEST_F(TemporaryFiles, APlaceBeyondTheLimitIsAnError) {
+    const std::string line = RefusalOf(File("out.tif"), [&] {
+        const FileSizeLimit limit(10000);
+        TemporaryFile file(File("out.tif"), false);
+        file.WriteAt(9000, std::string(2000, 'x').data(), 2000);
+    });
+    EXPECT_NE(line.find("largest file"), std::string::npos) << line;
+    EXPECT_EQ(NamesInFolder(), Names{});
+}
+
 TEST_F(TemporaryFiles, ExistingTargetStaysUnlessReplaced) {
     WriteBytes(File("out.tif"), {'o', 'l', 'd'});
     ExpectRefusal(File("out.tif"), false, "exists already");
