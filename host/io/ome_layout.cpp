@@ -110,8 +110,8 @@ std::vector<std::vector<TiffPage>> PagesOf(const TiffFile& file, const FileSet& 
 }
 
 std::vector<OmePlace> NaturalPlaces(int planes) {
-    std::vector<OmePlace> places;
-    for (int k = 0; k < planes; ++k) places.push_back({0, k});
+    std::vector<OmePlace> places(static_cast<std::size_t>(planes), OmePlace{0, 0});
+    for (int k = 0; k < planes; ++k) places[static_cast<std::size_t>(k)].page = k;
     return places;
 }
 
@@ -120,6 +120,7 @@ std::vector<TiffPage> PagesInOrder(const TiffFile& file, const OmeMetadata& meta
                                    const std::vector<std::vector<TiffPage>>& pages,
                                    const std::vector<int>& fileOfRun) {
     std::vector<int> pagesOfFile;
+    pagesOfFile.reserve(pages.size());
     for (const auto& of : pages) pagesOfFile.push_back(CountOf(of));
     std::vector<OmePlace> places = PlacesOf(metadata.runs, fileOfRun, pagesOfFile, paged);
     if (places.empty()) {

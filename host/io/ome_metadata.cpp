@@ -193,6 +193,7 @@ std::vector<OmePlace> PlacesOf(const std::vector<OmePlaneRun>& runs, const std::
     if (planes > held) return {};
     std::vector<OmePlace> places(static_cast<std::size_t>(planes));
     std::vector<std::vector<bool>> taken;
+    taken.reserve(pagesOfFile.size());
     for (const int pages : pagesOfFile) taken.emplace_back(static_cast<std::size_t>(pages), false);
     std::int64_t told = 0;
     for (std::size_t n = 0; n < runs.size(); ++n) {
