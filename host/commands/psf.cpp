@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "commands/optics_options.h"
+#include "commands/settings_file.h"
 #include "io/file_error.h"
 #include "io/stack_reader.h"
 #include "io/stack_writer.h"
@@ -145,6 +146,7 @@ void AddPsfCommand(CLI::App& app, CommandContext& context) {
         app.add_subcommand("psf", "Computes a point spread function from the optics of a microscope");
     command->footer(kDetails + app.get_footer());
     auto options = std::make_shared<PsfOptions>();
+    const auto sources = AddSettingsFile(*command, SettingsPrinting::NotOffered);
     AddOpticsOptions(*command, options->optics);
     CLI::Option* const size =
         command->add_option("--size", options->size, "Sides in samples; the recommended ones if not given")
@@ -158,7 +160,8 @@ void AddPsfCommand(CLI::App& app, CommandContext& context) {
         ->required()
         ->type_name("PSF.tif");
     command->add_flag("--overwrite", options->overwrite, "Replace an existing output");
-    command->callback([options, &context] { Run(*options, context.messages); });
+    command->callback(
+        [options, sources, &context] { sources->Run([&] { Run(*options, context.messages); }); });
 }
 
 }  // namespace rydecon

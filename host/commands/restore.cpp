@@ -7,10 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "commands/optics_options.h"
-#include "commands/quality_options.h"
+#include "commands/restore_line.h"
+#include "commands/settings_file.h"
 #include "report/user_error.h"
-#include "restoration/job.h"
 #include "restoration/picture_method.h"
 
 namespace rydecon {
@@ -45,7 +44,7 @@ struct Theme {
 
 /// Headings of --help and of the manual, and what stands under them.
 const std::vector<Theme> kThemes = {
-    {"Input and output", {"--output", "--overwrite", "--dtype", "--channels", "--times", "--truth"}},
+    {kFilesGroup, {"--output", "--overwrite", "--dtype", "--channels", "--times", "--truth"}},
     {kOpticsGroup, {"--psf", "--psf-out"}},
     {"Method",
      {"--method", "--regularization", "--threshold-scale", "--wiener-start", "--noise", "--inner",
@@ -62,13 +61,6 @@ void GroupByTheme(CLI::App& command) {
 
 const std::map<std::string, SampleType> kSampleTypes = {
     {"float32", SampleType::Float32}, {"u16", SampleType::UInt16}, {"u8", SampleType::UInt8}};
-
-/// What differs from channel to channel, and which of them to take, as given.
-struct Selection {
-    std::vector<std::filesystem::path> psfs;
-    std::string channels;
-    std::string times;
-};
 
 /// One PSF, or one for each channel.
 void TakeSelection(const Selection& selection, const OpticsOptions& optics, RestoreJob& job) {
@@ -94,15 +86,13 @@ std::vector<std::string> GivenOptions(const CLI::App& command) {
 
 }  // namespace
 
-void AddRestoreCommand(CLI::App& app, CommandContext& context) {
-    CLI::App* const command = app.add_subcommand(
-        "restore", "Restores a blurred 3D stack with the point spread function that blurred it");
-    command->footer(kDetails + app.get_footer());
-    auto job = std::make_shared<RestoreJob>();
-    auto optics = std::make_shared<OpticsOptions>();
-    auto selection = std::make_shared<Selection>();
-    auto quality = std::make_shared<QualityOptions>();
-    auto tiles = std::make_shared<std::optional<std::string>>();
+void AddRestoreOptions(CLI::App& app, RestoreLine& line) {
+    CLI::App* const command = &app;
+    RestoreJob* const job = &line.job;
+    OpticsOptions* const optics = &line.optics;
+    Selection* const selection = &line.selection;
+    QualityOptions* const quality = &line.quality;
+    std::optional<std::string>* const tiles = &line.tiles;
     job->method = Methods().front().name;
     MethodSettings& settings = job->settings;
 
@@ -113,8 +103,9 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     }
     for (const Method& method : Methods()) methods += "\n  " + method.name + ": " + method.summary;
 
-    command->add_option("image", job->image, "The blurred stack, a TIFF file")
-        ->required()
+    command
+        ->add_option("image", line.images,
+                     "The blurred stack, a TIFF file; or several, patterns such as 'day*/*.tif', folders")
         ->type_name("IN.tif");
     CLI::Option* const psf = command
                                  ->add_option("--psf", selection->psfs,
@@ -128,9 +119,10 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     command->add_option("--times", selection->times, "Restore these time points only: 1,5-10")
         ->type_name("LIST");
     command
-        ->add_option("-o,--output", job->output,
-                     "Where to write the restored stack: TIFF, OME-TIFF where it ends in .ome.tif")
-        ->required()
+        ->add_option(
+            "-o,--output", job->output,
+            "Where to write the restored stack: TIFF, OME-TIFF where it ends in .ome.tif; of several "
+            "images a folder")
         ->type_name("OUT.tif");
     command
         ->add_option("--dtype", job->sampleType,
@@ -219,13 +211,27 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     for (CLI::Option* const option : AddOpticsOptions(*command, *optics, Wavelengths::ByChannel))
         psf->excludes(option);
     GroupByTheme(*command);
+    AddBatchOptions(*command, line.batch);
+}
 
-    command->callback([job, optics, selection, quality, tiles, command, &context] {
-        TakeQualityOptions(*quality, *job);
-        job->given = GivenOptions(*command);
-        if (*tiles) job->tiles = ParseTiles(**tiles);
-        TakeSelection(*selection, *optics, *job);
-        RunRestoreJob(*job, context.messages);
+RestoreJob JobOf(const CLI::App& command, const RestoreLine& line) {
+    RestoreJob job = line.job;
+    TakeQualityOptions(line.quality, job);
+    job.given = GivenOptions(command);
+    if (line.tiles) job.tiles = ParseTiles(*line.tiles);
+    TakeSelection(line.selection, line.optics, job);
+    return job;
+}
+
+void AddRestoreCommand(CLI::App& app, CommandContext& context) {
+    CLI::App* const command = app.add_subcommand(
+        "restore", "Restores a blurred 3D stack with the point spread function that blurred it");
+    command->footer(kDetails + app.get_footer());
+    auto line = std::make_shared<RestoreLine>();
+    const auto sources = AddSettingsFile(*command, SettingsPrinting::Offered);
+    AddRestoreOptions(*command, *line);
+    command->callback([line, command, sources, &context] {
+        sources->Run([&] { RunRestoreLine(*command, *line, context.messages); });
     });
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 #include <system_error>
 
+#include "commands/settings_file.h"
 #include "simulation/job.h"
 
 namespace rydecon {
@@ -37,6 +38,7 @@ void AddSimulateCommand(CLI::App& app, CommandContext& context) {
         app.add_subcommand("simulate", "Makes a blurred, noisy stack whose truth and PSF are known");
     command->footer(kDetails + app.get_footer());
     auto job = std::make_shared<SimulationJob>();
+    const auto sources = AddSettingsFile(*command, SettingsPrinting::NotOffered);
     command->add_option("-o,--output", job->folder, "Folder of the three files; made if it does not exist")
         ->required()
         ->type_name("DIR");
@@ -70,7 +72,8 @@ void AddSimulateCommand(CLI::App& app, CommandContext& context) {
         ->capture_default_str();
     command->add_flag("--no-noise", job->camera.noiseFree, "Give the expected photons, without any noise");
     command->add_flag("--overwrite", job->overwrite, "Replace existing files");
-    command->callback([job, &context] { RunSimulationJob(*job, context.messages); });
+    command->callback(
+        [job, sources, &context] { sources->Run([&] { RunSimulationJob(*job, context.messages); }); });
 }
 
 }  // namespace rydecon

@@ -144,4 +144,14 @@ std::string DescribeUsageError(const CLI::App& app, const CLI::ParseError& error
     return Reworded(error, parts) + seeHelp;
 }
 
+std::string DescribeValueError(const CLI::App& command, const CLI::ParseError& error) {
+    return Reworded(error, {&command});
+}
+
+std::string SimilarOption(const std::string& name, const CLI::App& command) {
+    std::vector<std::string> names = OptionNames({&command});
+    for (std::string& option : names) option.erase(0, 2);
+    return DidYouMean(name, names);
+}
+
 }  // namespace rydecon

@@ -12,4 +12,10 @@ namespace rydecon {
 /// One line: what is wrong, and what would be right or where to read it.
 std::string DescribeUsageError(const CLI::App& app, const CLI::ParseError& error);
 
+/// What is wrong with the value of an option, wherever it stands.
+std::string DescribeValueError(const CLI::App& command, const CLI::ParseError& error);
+
+/// " (did you mean 'iterations'?)" where an option of the command is called like the name; else empty.
+std::string SimilarOption(const std::string& name, const CLI::App& command);
+
 }  // namespace rydecon

@@ -60,7 +60,7 @@ class Quickstart(unittest.TestCase):
             self.assertLess(after, before)
             self.assertEqual(sorted(path.name for path in self.output.iterdir()),
                              ["before-and-after.png", "blurred.tif", "optics.tif", "psf.tif", "restored.tif",
-                              "truth.tif"])
+                              "restored.tif.json", "truth.tif"])
             self.assertIn(str(self.output / "before-and-after.png"), finished.stdout)
 
         subprocess.run([PROGRAM, "simulate", "-q", "-o", self.elsewhere, "--size", "24", "20", "16"], check=True)
@@ -70,7 +70,7 @@ class Quickstart(unittest.TestCase):
         finished = self.run_script("my image.tif", str(self.elsewhere / "psf.tif"))
         self.assertEqual(finished.returncode, 0, finished.stderr)
         self.assertIn("24 x 20 x 16 samples", finished.stdout)
-        self.assertEqual(sorted(path.name for path in self.output.iterdir()), ["before-and-after.png", "restored.tif"])
+        self.assertEqual(sorted(path.name for path in self.output.iterdir()), ["before-and-after.png", "restored.tif", "restored.tif.json"])
         self.assertEqual(sorted((path.name, path.read_bytes()) for path in self.elsewhere.iterdir()), mine)
 
 

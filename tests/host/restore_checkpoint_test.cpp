@@ -82,7 +82,7 @@ TEST_P(RestoreParked, CheckpointsChangeNothing) {
     WriteScene();
     const std::string plain = Result({"--iterations", "23", "--checkpoint-every", "5"});
     EXPECT_EQ(Result({"--iterations", "23", "--checkpoint-every", "5", "--checkpoint", "run.ckpt"}), plain);
-    EXPECT_EQ(folder_.Entries(), (Words{"in.tif", "out.tif", "psf.tif", "run.ckpt"}));
+    EXPECT_EQ(folder_.Entries(), (Words{"in.tif", "out.tif", "out.tif.json", "psf.tif", "run.ckpt"}));
 }
 
 TEST_P(RestoreParked, AnEndedRunCanBeLengthened) {
@@ -311,7 +311,7 @@ TEST_P(RestoreParked, ADiskTooSmallForTheCheckpointCostsANote) {
         std::regex_match(result.err, std::regex("rydecon: note: cannot write 'run\\.ckpt': .*; the run goes "
                                                 "on without a new checkpoint\n")))
         << result.err;
-    EXPECT_EQ(folder_.Entries(), (Words{"in.tif", "out.tif", "psf.tif"}));
+    EXPECT_EQ(folder_.Entries(), (Words{"in.tif", "out.tif", "out.tif.json", "psf.tif"}));
 }
 
 TEST_P(RestoreParked, MethodsThatCannotBeParkedSaySo) {

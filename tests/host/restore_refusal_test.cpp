@@ -76,7 +76,6 @@ TEST_F(RestoreRefusal, WordsThatDoNotExist) {
         "lucy-richardson-auto, landweber, landweber-auto, landweber-wavelet, tv, tv-ictm, blind, wiener, "
         "rltm, rltv, rltv-real, landweber-plain");
     ExpectWrongUsage({"--iteration", "3"}, "did you mean '--iterations'?");
-    ExpectWrongUsage({"more.tif"}, "unexpected argument 'more.tif'");
     ExpectRefusal({"restore", "in.tif", "--psf", "psf.tif"}, 2, "option --output OUT.tif is missing");
     ExpectRefusal({"restore", "in.tif", "-o", "out.tif"}, 2, "--psf");
     ExpectRefusal({"restore", "--psf", "psf.tif", "-o", "out.tif"}, 2, "argument image (IN.tif) is missing");
@@ -155,7 +154,7 @@ TEST_F(RestoreRefusal, ExistingOutputUnlessAllowed) {
     EXPECT_EQ(test::FileBytes(In("out.tif")), "mine");
     EXPECT_EQ(Restore().exitCode, 0);
     EXPECT_EQ(test::ReadStack(In("out.tif")).header.width, 13);
-    EXPECT_EQ(folder_.Entries(), (Words{"in.tif", "out.tif", "psf.tif"}));
+    EXPECT_EQ(folder_.Entries(), (Words{"in.tif", "out.tif", "out.tif.json", "psf.tif"}));
 }
 
 TEST_F(RestoreRefusal, FailureKeepsTheOldOutput) {

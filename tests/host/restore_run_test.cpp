@@ -57,7 +57,7 @@ TEST_F(RestoreRun, StopsAtTheNextStepOfWorkAndLeavesNothing) {
     }
     const ProgramResult again = Restore({"--iterations", "2"});
     EXPECT_EQ(again.exitCode, 0) << again.err;
-    EXPECT_EQ(folder_.Entries(), (Words{"in.tif", "out.tif", "psf.tif"}));
+    EXPECT_EQ(folder_.Entries(), (Words{"in.tif", "out.tif", "out.tif.json", "psf.tif"}));
 }
 
 TEST_F(RestoreRun, StopAtAnyTimeIsAllOrNothing) {
@@ -68,14 +68,15 @@ TEST_F(RestoreRun, StopAtAnyTimeIsAllOrNothing) {
         // On a busy machine a short run may be over before the signal arrives.
         for (int attempt = 0; attempt < 8 && exitCode == 0; ++attempt) {
             std::filesystem::remove(In("out.tif"));
+            std::filesystem::remove(In("out.tif.json"));
             RunningProgram program(folder_.path(), {"restore", "in.tif", "--psf", "psf.tif", "-o", "out.tif",
                                                     "--method", method});
             WaitForTemporaryFile();
             program.Signal(SIGINT);
             exitCode = program.Wait().exitCode;
             const bool whole = exitCode == 0;
-            EXPECT_EQ(folder_.Entries(),
-                      whole ? (Words{"in.tif", "out.tif", "psf.tif"}) : (Words{"in.tif", "psf.tif"}));
+            EXPECT_EQ(folder_.Entries(), whole ? (Words{"in.tif", "out.tif", "out.tif.json", "psf.tif"})
+                                               : (Words{"in.tif", "psf.tif"}));
         }
         EXPECT_EQ(exitCode, 3) << method;
     }

@@ -50,6 +50,7 @@ class RunningProgram {
     RunningProgram& operator=(const RunningProgram&) = delete;
 
     void Signal(int kind) const;
+    int process() const { return process_; }
     ProgramResult Wait();
 
   private:
