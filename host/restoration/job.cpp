@@ -208,9 +208,11 @@ RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, cons
         for (int t = 0; t < header.times; ++t) {
             const bool last = t + 1 == header.times;
             WrittenVolume to(*writer, c, t);
+            const long long clippedBefore = ClippedIn(*writer);
             record.volumes.push_back(RestoreVolume(
                 channel, stack, c, t, restoration, to,
                 last ? VolumeRestoration::PsfUse::Last : VolumeRestoration::PsfUse::Again, messages));
+            record.volumes.back().clipped = ClippedIn(*writer) - clippedBefore;
         }
         TellBleaching(job, record, c, messages);
         if (c + 1 < header.channels) continue;
@@ -242,6 +244,10 @@ MethodChoice MethodsForImage(const RestoreJob& job) {
 }
 
 }  // namespace
+
+long long ClippedIn(const StackWriter& writer) {
+    return static_cast<long long>(writer.clipped().low + writer.clipped().high);
+}
 
 void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Messages& messages) {
     const ClippedSamples& clipped = writer.clipped();

@@ -10,6 +10,9 @@
 
 namespace rydecon {
 
+/// Samples so far that the type of the file could not hold.
+long long ClippedIn(const StackWriter& writer);
+
 /// Tells of samples that the integers of the output could not hold.
 void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Messages& messages);
 

@@ -282,9 +282,11 @@ RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& meth
         VolumeRecord& record =
             all.volumes.emplace_back(RestorePlane(restoration, plane, restored, at.c, relay));
         copied += record.end == EndOfRun::Copied ? 1 : 0;
+        const long long clippedBefore = ClippedIn(writer);
         const auto startOfWriting = std::chrono::steady_clock::now();
         writer.WritePlane(at, restored.data(), header.width);
         record.writeSeconds = SecondsSince(startOfWriting);
+        record.clipped = ClippedIn(writer) - clippedBefore;
         record.readSeconds = readSeconds;
         record.name = NameOfPicture(stack, at);
         record.shape = {header.width, header.height, 1};

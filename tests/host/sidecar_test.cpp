@@ -163,6 +163,17 @@ TEST_F(Sidecar, OfPicturesTellsEachPlaneAndTheTiles) {
     }
 }
 
+TEST_F(Sidecar, CountsWhatTheSampleTypeCannotHold) {
+    Write("in.tif", MakeStack(40, 30, 1, [](int i, int j, int) { return i == 20 && j == 15 ? 3e5 : 100.0; }));
+    Write("psf.tif", MakeStack(3, 3, 1, [](int i, int j, int) { return i == 1 && j == 1 ? 4.0 : 1.0; }));
+    for (const char* method : {"lucy-richardson", "rltv"}) {
+        const Json record = RecordOf({"--method", method, "--iterations", "1", "--dtype", "u16"});
+        EXPECT_GE(record["volumes"][0]["clipped"], 1) << method;
+        EXPECT_EQ(record["settings"]["dtype"], "uint16");
+        EXPECT_GT(record["volumes"][0]["samples_out"]["largest"], 65535.0) << "before they were written";
+    }
+}
+
 TEST_F(Sidecar, LeftOutWhereAskedAndNeverOfAnEarlierOutput) {
     ASSERT_EQ(Restore({"--iterations", "1"}).exitCode, 0);
     ASSERT_TRUE(std::filesystem::exists(In("out.tif.json")));
@@ -218,9 +229,11 @@ TEST_F(Sidecar, HashFollowsSettingsAndContentsAlone) {
     EXPECT_NE(hash({"--iterations", "3", "--dtype", "u16"}), plain);
     EXPECT_NE(hash({"--iterations", "3", "--background", "2"}), plain);
     EXPECT_NE(hash({"--iterations", "3", "--hot-pixels", "auto"}), plain);
-    const std::string split = hash({"--iterations", "3", "--stop", "split", "--gain", "1"});
+    const std::string split =
+        hash({"--iterations", "3", "--stop", "split", "--gain", "1", "--offset", "-40"});
     EXPECT_NE(split, plain);
-    EXPECT_NE(hash({"--iterations", "3", "--stop", "split", "--gain", "1", "--seed", "2"}), split);
+    EXPECT_NE(hash({"--iterations", "3", "--stop", "split", "--gain", "1", "--offset", "-40", "--seed", "2"}),
+              split);
     EXPECT_NE(hash({"--iterations", "3", "--method", "lucy-richardson"}), plain);
     EXPECT_NE(hash({"--iterations", "3", "--pixel", "0.2"}), plain);
 
