@@ -103,7 +103,26 @@ Json PsfAsJson(const VolumeRecord& volume) {
 }
 
 Json CleaningAsJson(const Cleaning& cleaning) {
-    return {{"background", Known(cleaning.background)}, {"hot_pixels", cleaning.hotPixels}};
+    return {{"background", Known(cleaning.background)},
+            {"background_estimated", cleaning.backgroundEstimated},
+            {"hot_pixels", cleaning.hotPixels},
+            {"saturated", cleaning.saturation.samples}};
+}
+
+Json CurveAsJson(const Curve& curve) {
+    return {{"label", curve.label},
+            {"first_iteration", curve.before + 1},
+            {"best", curve.best ? Json(*curve.best) : Json()},
+            {"values", curve.values}};
+}
+
+Json SplitAsJson(const SplitRecord& split) {
+    Json json = CurveAsJson(split.curve);
+    json["gain"] = split.scale.gain;
+    json["gain_estimated"] = split.scale.gainEstimated;
+    json["offset"] = split.scale.offset;
+    json["seed"] = split.seed;
+    return json;
 }
 
 Json VolumeAsJson(const VolumeRecord& volume) {
@@ -123,6 +142,8 @@ Json VolumeAsJson(const VolumeRecord& volume) {
     json["psf"] = PsfAsJson(volume);
     if (!volume.psfWidths.empty()) json["psf_widths"] = volume.psfWidths;
     json["cleaning"] = CleaningAsJson(volume.cleaning);
+    if (volume.curve) json["curve"] = CurveAsJson(*volume.curve);
+    if (volume.split) json["split"] = SplitAsJson(*volume.split);
     return json;
 }
 
