@@ -74,14 +74,19 @@ std::vector<TransferPoint> WithoutStructure(const std::vector<TransferPoint>& po
 struct Bounds {
     float least = std::numeric_limits<float>::infinity();
     float largest = -std::numeric_limits<float>::infinity();
+    bool finite = true;
 };
 
 Bounds BoundsOf(PlaneSource& from) {
     const Extent shape = from.shape();
     Bounds bounds;
     ForEachPlane(from, [&](const float* plane, int) {
-        const auto [least, largest] = std::minmax_element(plane, plane + std::ptrdiff_t{shape.x} * shape.y);
-        bounds = {std::min(bounds.least, *least), std::max(bounds.largest, *largest)};
+        const std::ptrdiff_t samples = std::ptrdiff_t{shape.x} * shape.y;
+        for (const float* sample = plane; sample != plane + samples; ++sample) {
+            bounds.least = std::min(bounds.least, *sample);
+            bounds.largest = std::max(bounds.largest, *sample);
+            bounds.finite = bounds.finite && std::isfinite(*sample);
+        }
     });
     return bounds;
 }
@@ -156,7 +161,7 @@ std::optional<PhotonScale> FitTransfer(const std::vector<TransferPoint>& points,
 std::optional<PhotonScale> FindPhotonScale(PlaneSource& from, const PhotonChoice& choice,
                                            const std::filesystem::path& path) {
     const Bounds bounds = BoundsOf(from);
-    if (bounds.least == bounds.largest) return {};
+    if (!bounds.finite || bounds.least == bounds.largest) return {};
     if (!choice.offset && bounds.least < 0.0f) {
         throw Refusal(
             path, "it has samples below 0 (%g); tell the --offset of the camera, or restore the raw image",

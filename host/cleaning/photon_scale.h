@@ -44,8 +44,8 @@ std::vector<TransferPoint> MeasureTransfer(PlaneSource& from, double least, doub
 std::optional<PhotonScale> FitTransfer(const std::vector<TransferPoint>& points,
                                        std::optional<double> offset);
 
-/// As told, completed by what the image tells; empty for an image of one level, which nothing is to be done
-/// with. Without a told offset it is 0 beside a told gain. UserError
+/// As told, completed by what the image tells; empty for an image of one level or with samples that are not
+/// finite, which is not restored. Without a told offset it is 0 beside a told gain. UserError
 /// where the image does not tell, and where no photon or more than 1e9 of them are in the brightest sample, or
 /// samples below 0 are no counts.
 std::optional<PhotonScale> FindPhotonScale(PlaneSource& from, const PhotonChoice& choice,

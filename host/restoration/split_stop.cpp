@@ -10,10 +10,9 @@
 #include "io/file_error.h"
 #include "report/stop_request.h"
 #include "report/user_error.h"
-#include "restoration/convergence.h"
 #include "restoration/core_run.h"
 #include "restoration/forward_model.h"
-#include "restoration/iterate_sink.h"
+#include "restoration/held_out_sink.h"
 #include "restoration/margin.h"
 #include "restoration/stack_volume.h"
 #include "restoration/truth.h"
@@ -22,11 +21,6 @@
 namespace rydecon {
 
 namespace {
-
-/// Photons that the blurred estimate expects in a sample at least: the logarithm of 0 would outweigh all.
-constexpr double kLeastExpected = 1.0e-3;
-
-constexpr double kLargestGain = 1.0e9;
 
 /// The planes of one half, as the method takes them.
 class HalfPlanes {
@@ -74,66 +68,15 @@ void LoadHalf(const SplitTask& task, Half half, const PaddedVolume& volume) {
     FillMargin(volume, shape);
 }
 
-/// Asks each iterate of one half for the likelihood of the other.
-class HeldOutSink final : public IterateSink {
-  public:
-    /// lift  what the method adds to the half before it iterates
-    HeldOutSink(const SplitTask& task, SampleBox counts, ForwardModel& model, bool ends)
-        : counts_(std::move(counts)),
-          model_(model),
-          ground_(task.background.value_or(0.0) - task.scale.offset),
-          perPhoton_(2.0 * task.scale.gain),
-          ends_(ends) {}
-
-    /// For a method that steps too far where the image is smooth: judges each iterate after one plain step
-    /// towards the half that it was restored from, which is `own` and the lift.
-    void SettleBy(const PaddedVolume& own, double lift) {
-        lift_ = lift;
-        own_.emplace(own.logical());
-        std::transform(own.data(), own.data() + own.sizes().total, own_->data(),
-                       [lift](float sample) { return std::max(0.0f, sample + static_cast<float>(lift)); });
-    }
-    const bool* enough() const { return &enough_; }
-    const std::vector<double>& values() const { return values_; }
-
-    void OnIterate(float scale, const float* iterate) override {
-        const PaddedVolume& blurred = own_ ? model_.BlurStepped(iterate, *own_) : model_.Blur(iterate);
-        if (own_) scale = 1.0f;
-        const Extent& shape = counts_.size();
-        double sum = 0.0;
-        for (int k = 0; k < shape.z; ++k) {
-            for (int j = 0; j < shape.y; ++j) {
-                const float* const count = counts_.Row(j, k);
-                const float* const expected = blurred.Row(j, k);
-                for (int i = 0; i < shape.x; ++i) {
-                    const double light = double{scale} * expected[i] - lift_ + ground_;
-                    sum += DivergenceTerm(double{count[i]}, std::max(light / perPhoton_, kLeastExpected));
-                }
-            }
-        }
-        values_.push_back(sum / static_cast<double>(counts_.samples().size()));
-        enough_ = ends_ && HasTurned(values_);
-    }
-
-  private:
-    SampleBox counts_;
-    ForwardModel& model_;
-    double ground_;
-    double perPhoton_;
-    bool ends_;
-    double lift_ = 0.0;
-    std::optional<PaddedVolume> own_;
-    bool enough_ = false;
-    std::vector<double> values_;
-};
-
 /// The figure of each iterate of one half. The first one ends where its curve has turned.
 std::vector<double> RestoreHalf(const SplitTask& task, Half half, unsigned limit, ForwardModel& model) {
     const bool first = half == Half::First;
-    HeldOutSink sink(task, CountsOf(task, first ? Half::Second : Half::First), model, first);
+    const double ground = task.background.value_or(0.0) - task.scale.offset;
+    HeldOutSink sink(CountsOf(task, first ? Half::Second : Half::First), ground, 2.0 * task.scale.gain, model,
+                     first);
     const PaddedVolume image(task.psf.logical());
     LoadHalf(task, half, image);
-    if (task.job.method == "accelerated") sink.SettleBy(image, PedestalOfAccelerated(image));
+    if (task.method.liftsNegative) sink.SettleBy(image, PedestalOfAccelerated(image));
     MethodSettings settings = task.job.settings;
     settings.iterations = limit;
     settings.noAutoStop = true;
@@ -153,45 +96,15 @@ std::string Text(const char* format, double a, double b = 0.0) {
 void TellScale(const SplitTask& task) {
     const DFT3D& sizes = task.psf.sizes();
     const PhotonScale& scale = task.scale;
-    const double megabytes = 3.0 * sizeof(float) * static_cast<double>(sizes.total) / 1.0e6;
+    const double volumes = task.method.liftsNegative ? 4.0 : 3.0;
+    const double megabytes = volumes * sizeof(float) * static_cast<double>(sizes.total) / 1.0e6;
     task.messages.Note(
         Quoted(task.job.image) + ": " + Text("a photon is %.4g above %.4g", scale.gain, scale.offset) +
         (scale.gainEstimated ? ", estimated from the noise" : "") +
         Text("; two halves of them are restored to find when to stop, with %.3g MB more memory", megabytes));
 }
 
-std::string MethodsThatSplit() {
-    std::string names;
-    for (const Method& method : Methods()) {
-        if (method.showsIterates && !method.refinesPsf) names += (names.empty() ? "" : ", ") + method.name;
-    }
-    return names;
-}
-
-void RequireUsage(bool holds, const std::string& refusal) {
-    if (!holds) throw UserError(refusal, ExitCode::Usage);
-}
-
 }  // namespace
-
-void CheckStop(const RestoreJob& job, const Method* method) {
-    const StopChoice& stop = job.stop;
-    const auto refuseWithout = [&](const char* option, bool given) {
-        RequireUsage(!given || stop.split, std::string(option) + " means nothing without --stop split");
-    };
-    refuseWithout("--gain", stop.photons.gain.has_value());
-    refuseWithout("--offset", stop.photons.offset.has_value());
-    refuseWithout("--seed", stop.seed.has_value());
-    if (!stop.split) return;
-    const bool can = method != nullptr && method->showsIterates && !method->refinesPsf;
-    RequireUsage(can, "--stop split cannot end --method " + job.method +
-                          (method == nullptr ? " on pictures" : "") +
-                          "; it needs iterates of an image whose PSF stays: " + MethodsThatSplit());
-    RequireUsage(job.checkpoint.empty() && job.resume.empty(),
-                 "--stop split goes without --checkpoint and --resume");
-    if (stop.photons.gain) RequireRange("--gain", *stop.photons.gain, 1.0 / kLargestGain, kLargestGain);
-    if (stop.photons.offset) RequireRange("--offset", *stop.photons.offset, -kLargestGain, kLargestGain);
-}
 
 SplitRecord RunSplit(const SplitTask& task) {
     TellScale(task);

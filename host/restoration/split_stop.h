@@ -30,10 +30,6 @@ struct SplitRecord {
     unsigned limit = 0;  ///< iterations that the halves were allowed
 };
 
-/// UserError (usage) where the job asks for a split that the method cannot make, or tells of photons without
-/// asking for one. method is null for pictures.
-void CheckStop(const RestoreJob& job, const Method* method);
-
 /// Everything that the halves of one image are restored with.
 struct SplitTask {
     const RestoreJob& job;
@@ -46,7 +42,7 @@ struct SplitTask {
 };
 
 /// Restores both halves, one after the other, up to the method's --iterations. Memory besides that of one
-/// restoration: three padded volumes. UserError where a half has one level only, and after Ctrl-C.
+/// restoration: three padded volumes, four for a method that lifts the image. UserError where a half has one level only, and after Ctrl-C.
 SplitRecord RunSplit(const SplitTask& task);
 
 }  // namespace rydecon

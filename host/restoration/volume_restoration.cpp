@@ -177,8 +177,10 @@ void VolumeRestoration::CopyConstant(const PaddedVolume& image, const Extent& sh
                                      VolumeRecord& record) {
     char level[32];
     std::snprintf(level, sizeof level, "%.6g", double{image.data()[0]});
-    messages_.Note(Quoted(job_.image) + ": every sample is " + level +
-                   "; there is nothing to restore, and it is copied");
+    if (!blocks_) {
+        messages_.Note(Quoted(job_.image) + ": every sample is " + level +
+                       "; there is nothing to restore, and it is copied");
+    }
     record.end = EndOfRun::Copied;
     record.fluxOut = record.fluxIn;
     WritePlanes(image, shape, to);
@@ -215,7 +217,7 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
     const std::uint32_t checksum = ChecksumOfStack(image, shape);
     FillMargin(image, shape);
     record.readSeconds = SecondsSince(startOfReading);
-    const double lift = job_.method == "accelerated" ? PedestalOfAccelerated(image) : 0.0;
+    const double lift = method_.liftsNegative ? PedestalOfAccelerated(image) : 0.0;
     if (truth != nullptr) truth->set_pedestal(lift);
     const Extent psfSides = SidesOfRefinedPsf(psf_->size(), frame);
     const PaddedVolume psf(frame);
@@ -244,7 +246,7 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
 
     record.fluxOut = CheckResult(image, shape);
     record.after = RangeOf(image, shape);
-    if (!method_.iterative() || prepared.params->uiIterations > 0) {
+    if (!blocks_ && (!method_.iterative() || prepared.params->uiIterations > 0)) {
         RefuseUnchanged(image, checksum, from, !method_.liftsNegative);
     }
     const auto startOfWriting = std::chrono::steady_clock::now();

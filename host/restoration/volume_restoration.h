@@ -30,6 +30,10 @@ class VolumeRestoration {
     /// repaired  the image with the background that `cleaning` takes off still in it. See RunSplit
     void ChooseBySplit(PlaneSource& repaired, const Cleaning& cleaning, const PhotonScale& scale);
 
+    /// The volumes are blocks of one: those of one level are copied without a note, and one that comes back as it
+    /// was is no error.
+    void TakeBlocks() { blocks_ = true; }
+
     /// Whether the PSF is needed for more volumes; its memory is freed before the last run.
     enum class PsfUse { Again, Last };
 
@@ -51,6 +55,7 @@ class VolumeRestoration {
     const Messages& messages_;
     MethodSettings settings_;  // the job's, but for what a split chose
     std::optional<SplitRecord> split_;
+    bool blocks_ = false;
     VoxelSize voxel_;
     std::optional<PsfSource> psf_;
     std::optional<RefinedPsfFile> refinedPsf_;

@@ -261,6 +261,10 @@ TEST_F(StopOfRestore, WhatCannotBeSplitIsRefusedInOneLine) {
     image.samples[100] = -3.0f;
     Write("in.tif", image);
     ExpectRefused({"--stop", "split"}, 1, "'in.tif': it has samples below 0 (-3)");
+    image.samples[100] = std::nanf("");
+    image.samples[101] = HUGE_VALF;
+    Write("in.tif", image);
+    ExpectRefused({"--stop", "split", "--gain", "1"}, 1, "2 samples are NaN or infinite");
     Write("in.tif", Blurred(SmallObject(), GaussianPsf()));
     Write("psf.tif", GaussianPsf());
     ExpectRefused({"--stop", "split"}, 1, "'in.tif': it shows no noise of its own");
