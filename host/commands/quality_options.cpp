@@ -40,8 +40,8 @@ void AddQualityOptions(CLI::App& command, QualityOptions& options, RestoreJob& j
         .add_option(
             "--stop", options.stop,
             "own: the method's own rule; split: the photons are dealt to two halves, both are restored, "
-            "and the image takes the iterations at which they agree best, --iterations at most; about "
-            "three times as long")
+            "and the image takes the iterations at which they agree best, --iterations at most; three "
+            "to five times as long")
         ->capture_default_str()
         ->check(CLI::IsMember({"own", "split"}))
         ->option_text("own|split");

@@ -8,7 +8,10 @@
 
 #include "io/tiff_fixture.h"
 #include "random/random_numbers.h"
+#include "restoration/method_choice.h"
+#include "restoration/volume_restoration.h"
 #include "support/picture_scene.h"
+#include "support/plane_box.h"
 #include "support/restore_scene.h"
 
 namespace rydecon {
@@ -166,6 +169,57 @@ TEST_F(CleanImage, AResultThatIsTheImageIsRefused) {
     ExpectRefusal(
         {"restore", "in.tif", "--psf", "psf.tif", "-o", "out.tif", "--method", "lucy-richardson"}, 1,
         "gave the image back as it was; with this PSF and these settings there is nothing to restore");
+}
+
+/// Keeps the planes in memory.
+class KeptPlanes final : public PlaneSink {
+  public:
+    explicit KeptPlanes(const Extent& size) : size_(size) {}
+    void WritePlane(int /*k*/, const float* rows, std::ptrdiff_t rowStride) override {
+        for (int j = 0; j < size_.y; ++j) {
+            samples_.insert(samples_.end(), rows + j * rowStride, rows + j * rowStride + size_.x);
+        }
+    }
+    const std::vector<float>& samples() const { return samples_; }
+
+  private:
+    Extent size_;
+    std::vector<float> samples_;
+};
+
+/// The notes of a job.
+class KeptMessages final : public Messages {
+  public:
+    void Note(const std::string& line) const override { said += line + "\n"; }
+    mutable std::string said;
+};
+
+TEST_F(CleanImage, BlocksOfAnImageMayBeConstantOrUnchanged) {
+    Write("psf.tif", GaussianPsf());
+    RestoreJob job;
+    job.image = "in.tif";
+    job.psf.file = In("psf.tif");
+    job.method = "lucy-richardson";
+    const KeptMessages messages;
+    const Method& method = *FindMethods(job.method).volume;
+    VolumeRestoration restoration(job, method, StackHeader{}, messages);
+    const auto restored = [&](test::PlaneBox from) {
+        KeptPlanes to(from.shape());
+        const EndOfRun end = restoration.Restore(from, to, VolumeRestoration::PsfUse::Again).end;
+        EXPECT_EQ(to.samples(), from.samples());
+        return end;
+    };
+    const test::PlaneBox constant({9, 8, 7}, [](int, int, int) { return 3; });
+    const test::PlaneBox point({15, 14, 9},
+                               [](int i, int j, int k) { return i == 8 && j == 3 && k == 5 ? 1000 : 0; });
+    EXPECT_EQ(restored(constant), EndOfRun::Copied);
+    EXPECT_NE(messages.said.find("every sample is 3"), std::string::npos);
+    EXPECT_THROW(restored(point), UserError);
+    messages.said.clear();
+    restoration.TakeBlocks();
+    EXPECT_EQ(restored(constant), EndOfRun::Copied);
+    EXPECT_EQ(restored(point), EndOfRun::Limit);
+    EXPECT_EQ(messages.said, "");
 }
 
 TEST_F(CleanImage, NoIterationsGiveTheImageBack) {
