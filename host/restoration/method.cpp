@@ -40,7 +40,8 @@ PreparedMethod Iterative(const Method& method, const MethodSettings& settings,
     return {std::move(core), params, params->uiIterations};
 }
 
-/// A core that ends by itself as it looks at the image box goes on to its limit without one.
+/// A core that ends by its mean divergence over the image box goes on to its limit without one: the mean of no
+/// samples is no number, and compares with none.
 PreparedMethod WithoutStop(const MethodSettings& settings, PreparedMethod prepared) {
     prepared.looksAtBox = !settings.noAutoStop;
     return prepared;
