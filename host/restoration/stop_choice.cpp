@@ -4,7 +4,7 @@
 #include <string>
 
 #include "report/user_error.h"
-#include "restoration/job.h"
+#include "restoration/restore_job.h"
 #include "restoration/method.h"
 
 namespace rydecon {
