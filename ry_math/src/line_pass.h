@@ -10,6 +10,7 @@
 #include <cstddef>
 
 #include "filter_pair.h"
+#include "sample_loops.h"
 
 namespace gnr::detail {
 
@@ -29,22 +30,6 @@ void WalkPeriodic(std::size_t start, std::size_t count, std::size_t period, Body
         body(position, done, run);
         done += run;
         position = 0;
-    }
-}
-
-template <class T>
-void PartPairs(const T* __restrict line, std::size_t count, T* __restrict even, T* __restrict odd) {
-    for (std::size_t i = 0; i < count; ++i) {
-        even[i] = line[2 * i];
-        odd[i] = line[2 * i + 1];
-    }
-}
-
-template <class T>
-void JoinPairs(const T* __restrict even, const T* __restrict odd, std::size_t count, T* __restrict line) {
-    for (std::size_t i = 0; i < count; ++i) {
-        line[2 * i] = even[i];
-        line[2 * i + 1] = odd[i];
     }
 }
 

@@ -9,6 +9,7 @@
 
 #include "filter_pair.h"
 #include "line_pass.h"
+#include "sample_loops.h"
 
 namespace gnr::detail {
 

@@ -10,6 +10,7 @@
 #include "filter_pair.h"
 #include "parallel.h"
 #include "row_pair.h"
+#include "sample_loops.h"
 #include "volume_geometry.h"
 
 namespace gnr::detail {
