@@ -8,9 +8,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
+#include "detail/extremes.h"
 #include "detail/float_bounds.h"
+#include "detail/lanes8.h"
 #include "detail/parallel.h"
+#include "detail/vector_clones.h"
 
 using namespace gnr::detail;
 
@@ -44,45 +49,93 @@ InteriorColumns PlaneTestedInterior(const DFT3D& s, std::int64_t k, std::int64_t
     return inside ? InteriorColumns{1, s.rowLength} : kNoColumns;
 }
 
-/// L of a group; this order of sums is part of the result.
-template <class Group>
-Lanes4 Laplacian(const DFT3D& s, const float* p, Group group) {
-    const Lanes4 sixNeighbours =
-        ((((group.Load(p - s.planeStride) + group.Load(p + s.planeStride)) + group.Load(p - s.rowLength)) +
-          group.Load(p + s.rowLength)) +
-         group.Load(p - 1)) +
-        group.Load(p + 1);
-    return sixNeighbours - group.Load(p) * Lanes4(6.0f);
+/// What a sample of the field depends on: the row of the estimate from the interior's first column on.
+struct Source {
+    const float* row;
+    std::int64_t rowLength;
+    std::int64_t planeStride;
+};
+
+/// u[i] := lambda L; this order of sums is part of the result.
+GNR_VECTOR_CLONES
+void LaplacianTerms(const Source& source, float lambda, float* u, std::int64_t n) {
+    const auto [p, rowLength, planeStride] = source;
+    for (std::int64_t i = 0; i < n; ++i) {
+        const float sixNeighbours =
+            ((((p[i - planeStride] + p[i + planeStride]) + p[i - rowLength]) + p[i + rowLength]) + p[i - 1]) +
+            p[i + 1];
+        u[i] = (sixNeighbours - p[i] * 6.0f) * lambda;
+    }
 }
 
-/// Field of a term u.
-Lanes4 Damping(Lanes4 u) {
-    const Lanes4 one(1.0f);
-    return one / (u + one);
+/// Extremes of n terms, eight side by side.
+GNR_VECTOR_CLONES
+Extremes ExtremesOfRow(const float* u, std::int64_t n) {
+    constexpr std::int64_t width = 8;
+    Floats8 least{};
+    Floats8 greatest{};
+    std::int64_t i = 0;
+    for (; i + width <= n; i += width) {
+        Floats8 term;
+        std::memcpy(&term, u + i, sizeof term);
+        least = term < least ? term : least;
+        greatest = term > greatest ? term : greatest;
+    }
+    Extremes all;
+    for (int w = 0; w < width; ++w) all.Join({least[w], greatest[w]});
+    for (; i < n; ++i) all.Join({u[i], u[i]});
+    return all;
 }
 
-/// Writes one row of a field: field(p, group) inside the interior, 1 elsewhere.
+/// Terms u become their field.
+GNR_VECTOR_CLONES
+void DampRow(float* u, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) u[i] = 1.0f / (u[i] + 1.0f);
+}
+
+/// The same of terms that are clamped first; a NaN counts as the upper bound.
+GNR_VECTOR_CLONES
+void DampClampedRow(float* u, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) {
+        const float below = u[i] < kClamp ? u[i] : kClamp;
+        const float within = below > -kClamp ? below : -kClamp;
+        u[i] = 1.0f / (within + 1.0f);
+    }
+}
+
+// gx, gy, gz  forward differences; m their norm
+GNR_VECTOR_CLONES
+void DampByDirection(const Source& source, float lambda, float* field, std::int64_t n) {
+    const auto [p, rowLength, planeStride] = source;
+    for (std::int64_t i = 0; i < n; ++i) {
+        const float gx = p[i + 1] - p[i];
+        const float gy = p[i + rowLength] - p[i];
+        const float gz = p[i + planeStride] - p[i];
+        const float m = std::sqrt((gy * gy + gx * gx) + gz * gz);
+        const float damped = 1.0f / (1.0f - (((gy + gx) + gz) / m) * lambda);
+        field[i] = m > kLeastGradient ? damped : 1.0f;
+    }
+}
+
+/// Writes one row of a field: field(source, out, count) inside the interior, 1 elsewhere. What field gives.
 template <class Field>
-void WriteRow(const DFT3D& s, std::int64_t r, float* out, const float* estimate, InteriorColumns interior,
+auto WriteRow(const DFT3D& s, std::int64_t r, float* out, const float* estimate, InteriorColumns interior,
               Field field) {
     float* const outRow = out + r * s.rowLength;
     const float* const row = estimate + r * s.rowLength;
     std::fill(outRow, outRow + interior.begin, 1.0f);
-    EachGroup<CallingThread>(interior.end - interior.begin, [=](std::int64_t column, auto group) {
-        const std::int64_t i = interior.begin + column;
-        group.Store(outRow + i, field(row + i, group));
-    });
     std::fill(outRow + interior.end, outRow + s.rowLength, 1.0f);
+    return field(Source{row + interior.begin, s.rowLength, s.planeStride}, outRow + interior.begin,
+                 std::int64_t{interior.end} - interior.begin);
 }
 
-// u  lambda * L, clamped; a NaN counts as the upper bound
 template <class Where>
 void Regularize(const DFT3D& s, float* out, const float* estimate, float lambda) {
     Where::For(RowsOfVolume(s), [=](std::int64_t r) {
         const InteriorColumns interior = PlaneTestedInterior(s, r / s.rows, r % s.rows);
-        WriteRow(s, r, out, estimate, interior, [=](const float* p, auto group) {
-            const Lanes4 u = Laplacian(s, p, group) * Lanes4(lambda);
-            return Damping(Max(Min(u, Lanes4(kClamp)), Lanes4(-kClamp)));
+        WriteRow(s, r, out, estimate, interior, [=](const Source& source, float* field, std::int64_t n) {
+            LaplacianTerms(source, lambda, field, n);
+            DampClampedRow(field, n);
         });
     });
 }
@@ -103,34 +156,26 @@ template <class Where>
 void RegularizeUntilStable(const DFT3D& s, float* out, const float* estimate, float& lambda) {
     for (;;) {
         const Extremes u = Where::ExtremesOf(RowsOfVolume(s), [=, weight = lambda](std::int64_t r) {
-            LaneExtremes extremes;
             const InteriorColumns interior = OwnInterior(s, r / s.rows, r % s.rows);
-            WriteRow(s, r, out, estimate, interior, [=, &extremes](const float* p, auto group) {
-                const Lanes4 term = Laplacian(s, p, group) * Lanes4(weight);
-                extremes.Take(term);
-                return Damping(term);
-            });
-            return extremes.AllLanes();
+            return WriteRow(s, r, out, estimate, interior,
+                            [=](const Source& source, float* field, std::int64_t n) {
+                                LaplacianTerms(source, weight, field, n);
+                                const Extremes extremes = ExtremesOfRow(field, n);
+                                DampRow(field, n);
+                                return extremes;
+                            });
         });
         if (!(u.least < -kStable || u.greatest > kStable)) return;
         lambda = (lambda * kClamp) / std::max(std::fabs(u.least), std::fabs(u.greatest));
     }
 }
 
-// gx, gy, gz  forward differences; m their norm
 template <class Where>
 void RegularizeTotalVariation(const DFT3D& s, float* out, const float* estimate, float lambda) {
     Where::For(RowsOfVolume(s), [=](std::int64_t r) {
         const InteriorColumns interior = PlaneTestedInterior(s, r / s.rows, r % s.rows);
-        WriteRow(s, r, out, estimate, interior, [=](const float* p, auto group) {
-            const Lanes4 one(1.0f);
-            const Lanes4 sample = group.Load(p);
-            const Lanes4 gx = group.Load(p + 1) - sample;
-            const Lanes4 gy = group.Load(p + s.rowLength) - sample;
-            const Lanes4 gz = group.Load(p + s.planeStride) - sample;
-            const Lanes4 m = Sqrt((gy * gy + gx * gx) + gz * gz);
-            const Lanes4 field = one / (one - (((gy + gx) + gz) / m) * Lanes4(lambda));
-            return Select(m > Lanes4(kLeastGradient), field, one);
+        WriteRow(s, r, out, estimate, interior, [=](const Source& source, float* field, std::int64_t n) {
+            DampByDirection(source, lambda, field, n);
         });
     });
 }
