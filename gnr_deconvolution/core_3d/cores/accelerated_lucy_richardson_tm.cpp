@@ -98,12 +98,10 @@ int CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DD
 
     for (unsigned k = 0; k < params->uiIterations; ++k) {
         if ((stopped = progress.StopAtBegin())) break;
-        CopyVolume(sizes, pfWork, x);
-        CopyVolume(sizes, pfPrevious, x);
-        BlurWithOtf(sizes, pfWork, pfOtf);
-        CopyVolume(sizes, pfBlurredOld, pfWork);
+        CopyVolume(sizes, pfBlurredOld, x);
+        BlurWithOtf(sizes, pfBlurredOld, pfOtf);
         if ((stopped = progress.StopAtPoll())) break;
-        ComputeDampedRatio3D(pfObserved, pfWork, &sizes, kDampingScale, N);
+        DampedRatio3D(sizes, pfWork, pfObserved, pfBlurredOld, kDampingScale, N);
         if ((stopped = progress.StopAtPoll())) break;
         BackProjectWithOtf(sizes, pfWork, pfOtf);
 

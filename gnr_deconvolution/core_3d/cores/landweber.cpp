@@ -110,6 +110,8 @@ int CRy3DLandweberDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunParameters
     step.correction = c;
     Momentum momentum;
     DivergenceStop stop(bAutomatic ? automatic->dStopRatio : 0.0);
+    const Comparison ofPoint = {pfObserved, params->rcImage};
+    double divergence = 0.0;
     unsigned done = 0;
     bool stopped = false;
 
@@ -118,11 +120,7 @@ int CRy3DLandweberDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunParameters
     for (std::int32_t k = 0; k < limit; ++k) {
         const bool first = k == 0;
         if ((stopped = progress.StopAtBegin())) break;
-        if (bAutomatic && !first &&
-            stop.IsLast(static_cast<unsigned>(k),
-                        MeanDivergence(sizes, pfPoint, pfObserved, params->rcImage))) {
-            k = limit - 1;
-        }
+        if (bAutomatic && !first && stop.IsLast(static_cast<unsigned>(k), divergence)) k = limit - 1;
         LandweberGradient(sizes, pfWorkB, pfWorkA, pfObserved, pfPoint, pfOtf);
         if ((stopped = progress.StopAtPoll())) break;
 
@@ -131,12 +129,13 @@ int CRy3DLandweberDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunParameters
             step.extrapolates = !first;
         }
         const CyclicShift shift = shrinks ? DrawShift(shape) : CyclicShift{};
+        const Comparison* const comparison = bAutomatic && k + 1 < limit ? &ofPoint : nullptr;
         if (shrinks) PackStep(sizes, pfWorkA, shift, pfPoint, pfWorkB, step.length);
         if (shrinks &&
             ShrinkByWavelets3D(shape, filters, pfWorkA, T, apfBands, apfWaveletWork) == gnr::kSuccess) {
-            FinishStep(sizes, x, pfPoint, pfWorkB, step, pfWorkA, shift);
+            divergence = FinishStep(sizes, x, pfPoint, pfWorkB, step, pfWorkA, shift, comparison);
         } else {
-            FinishStep(sizes, x, pfPoint, pfWorkB, step);
+            divergence = FinishStep(sizes, x, pfPoint, pfWorkB, step, comparison);
         }
         ++done;
         if ((stopped = progress.StopAtEnd())) break;

@@ -90,15 +90,15 @@ int CRy3DLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunPar
     float lambda = RegularizationWeight(params->dRegularization, bAutomatic);
 
     DivergenceStop stop(bAutomatic ? automatic->dStopRatio : 0.0);
+    const Comparison comparison = {pfObserved, params->rcImage};
+    double divergence = 0.0;
     unsigned done = 0;
     std::vector<std::pair<unsigned, double>> quality;
     bool stopped = false;
 
     for (unsigned k = 0; k < params->uiIterations; ++k) {
         if ((stopped = progress.StopAtBegin())) break;
-        if (bAutomatic && k > 0 && stop.IsLast(k, MeanDivergence(sizes, x, pfObserved, params->rcImage))) {
-            k = params->uiIterations - 1;
-        }
+        if (bAutomatic && k > 0 && stop.IsLast(k, divergence)) k = params->uiIterations - 1;
         BlurWithOtf(sizes, pfWork, x, pfOtf);
         Low::SSE_Divide(pfWork, pfObserved, sizes.total);
         BackProjectWithOtf(sizes, pfWork, pfOtf);
@@ -110,7 +110,9 @@ int CRy3DLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunPar
                 RegularizeParallel(sizes, pfRegularization, x, lambda);
             }
         }
-        RichardsonLucyUpdate(sizes, x, regularized ? pfRegularization : nullptr, pfWork, c, bAutomatic);
+        const bool compares = bAutomatic && k + 1 < params->uiIterations;
+        divergence = RichardsonLucyUpdate(sizes, x, regularized ? pfRegularization : nullptr, pfWork, c,
+                                          bAutomatic, compares ? &comparison : nullptr);
         if (bAutomatic) ++done;
         if ((stopped = progress.StopAtEnd())) break;
         if (params->pfReference != nullptr) {

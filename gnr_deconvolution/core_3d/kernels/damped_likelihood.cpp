@@ -37,13 +37,13 @@ float DampedRatio(float g, float h, float c, float N) {
 
 /// DampedRatio for N = 1, where the factor in u is exactly 1.
 GNR_VECTOR_CLONES
-void UndampedRatios(const float* observed, float* work, std::int64_t n) {
+void UndampedRatios(float* ratios, const float* observed, const float* blurred, std::int64_t n) {
     for (std::int64_t i = 0; i < n; ++i) {
         const float g = observed[i];
-        const float h = work[i];
+        const float h = blurred[i];
         const float ratio = (g - h) / h + 1.0f;
         const float ofLargeG = g < kLeastForRatio ? 0.0f : ratio;
-        work[i] = h < kLeastForRatio ? 0.0f : ofLargeG;
+        ratios[i] = h < kLeastForRatio ? 0.0f : ofLargeG;
     }
 }
 
@@ -57,7 +57,7 @@ void DeviationsAt(const float* observed, const float* blurredNew, const float* b
         const float h = (blurredNew[i] - blurredOld[i]) * alpha + blurredOld[i];
         const float quotient = h / limited;
         const float ratio = quotient > kLeastForLog ? quotient : kLeastForLog;
-        const float deviation = (NaturalLog(ratio) * g - h + g) * c;
+        const float deviation = (NaturalLogOfNormal(ratio) * g - h + g) * c;
         u[i] = deviation < 0.0f ? 0.0f : deviation;
     }
 }
@@ -104,16 +104,22 @@ float DampedPenalty(float u, float N) {
     return PenaltyOfPositive(u < 0.0f ? 0.0f : u, N);
 }
 
-void ComputeDampedRatio3D(const float* pfObserved, float* pfWork, const DFT3D* pSizes, float c, float N) {
-    const std::int64_t length = pSizes->rowLength;
-    ParallelRows(*pSizes, pfWork, [=](float* row, std::int64_t r) {
-        const float* const observed = pfObserved + r * length;
+void DampedRatio3D(const DFT3D& s, float* ratio, const float* observed, const float* blurred, float c,
+                   float N) {
+    const std::int64_t length = s.rowLength;
+    ParallelRows(s, ratio, [=](float* row, std::int64_t r) {
+        const float* const g = observed + r * length;
+        const float* const h = blurred + r * length;
         if (N == 1.0f) {
-            UndampedRatios(observed, row, length);
+            UndampedRatios(row, g, h, length);
             return;
         }
-        for (std::int64_t i = 0; i < length; ++i) row[i] = DampedRatio(observed[i], row[i], c, N);
+        for (std::int64_t i = 0; i < length; ++i) row[i] = DampedRatio(g[i], h[i], c, N);
     });
+}
+
+void ComputeDampedRatio3D(const float* pfObserved, float* pfWork, const DFT3D* pSizes, float c, float N) {
+    DampedRatio3D(*pSizes, pfWork, pfObserved, pfWork, c, N);
 }
 
 void SampleLine(const LikelihoodLine& line, float alpha, int trials, LineSample* samples) {

@@ -20,11 +20,15 @@ float DampedDeviation(float g, float h, float c);
 /// F(u, N), in float; u below 0 counts as 0.
 float DampedPenalty(float u, float N);
 
-/// The damped ratio of observed and blurred, whole buffer, parallel; it replaces the blur in pfWork.
+/// ratio := the damped ratio of observed and blurred, whole buffer, parallel.
 ///
 ///   u^(N - 1) (N - (N - 1) u) (g - h) / h + 1,  u = max(0, DampedDeviation(g, h, c))
 ///
 /// and 0 where g or h is below 1e-10. For N = 1 this is g / h.
+void DampedRatio3D(const DFT3D& s, float* ratio, const float* observed, const float* blurred, float c,
+                   float N);
+
+/// The same; the ratio replaces the blur in pfWork.
 void ComputeDampedRatio3D(const float* pfObserved, float* pfWork, const DFT3D* pSizes, float c, float N);
 
 /// Sums over the image box of one point on the line between two blurs.

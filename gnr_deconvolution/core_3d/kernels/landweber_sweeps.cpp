@@ -72,21 +72,22 @@ void PackStep(const DFT3D& s, float* packed, const CyclicShift& shift, const flo
     });
 }
 
-void FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step) {
+double FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step,
+                  const Comparison* comparison) {
     const std::int32_t columns = ImageColumns(s);
     const std::int32_t rowLength = s.rowLength;
-    ParallelFor(RowsOfVolume(s), [=](std::int64_t row) {
+    return FinishRows(s, y, comparison, [=](std::int64_t row) {
         const std::int64_t first = row * rowLength;
         StepAlong(y + first, y + first, r + first, step.length, rowLength);
         FinishRow(x + first, y + first, step, columns, rowLength);
     });
 }
 
-void FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step,
-                const float* packed, const CyclicShift& shift) {
+double FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step,
+                  const float* packed, const CyclicShift& shift, const Comparison* comparison) {
     const std::int32_t columns = ImageColumns(s);
     const std::int32_t head = columns - shift.x;
-    ParallelFor(RowsOfVolume(s), [=, &s](std::int64_t row) {
+    return FinishRows(s, y, comparison, [=, &s](std::int64_t row) {
         const std::int64_t first = row * s.rowLength;
         float* const point = y + first;
         const float* const source = packed + ShiftedRow(s, shift, row);

@@ -9,6 +9,7 @@
 #include <gnr_deconvolution/kernels_3d.h>
 
 #include "kernels/cyclic_shift.h"
+#include "kernels/mean_divergence.h"
 
 namespace gnr::detail {
 
@@ -30,12 +31,14 @@ void PackStep(const DFT3D& s, float* packed, const CyclicShift& shift, const flo
 /// x' := y + length r, times the correction, negatives cut
 /// y  := x', or x' + extrapolation (x' - x)
 /// x  := x'
-/// Whole buffer; the extrapolation of the padding has no factor.
-void FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step);
+/// Whole buffer; the extrapolation of the padding has no factor. The mean divergence of y from what it is compared
+/// with, if anything.
+double FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step,
+                  const Comparison* comparison = nullptr);
 
 /// The same, with image columns that come from a packed volume, shifted back, in the place of y + length r.
-void FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step,
-                const float* packed, const CyclicShift& shift);
+double FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step,
+                  const float* packed, const CyclicShift& shift, const Comparison* comparison = nullptr);
 
 /// Rows of the image columns side by side, and back. The padding of the volume stays.
 void PackColumns(const DFT3D& s, float* packed, const float* volume);

@@ -23,14 +23,32 @@ float NotBelowZero(float v) {
 constexpr float kLeastSample = 1e-30f;
 constexpr float kLargest = std::numeric_limits<float>::max();
 
-GNR_VECTOR_CLONES
-void ScaleRow(float* row, float c, std::int64_t n) {
-    for (std::int64_t i = 0; i < n; ++i) row[i] *= c;
+/// How the factors of an update go together: what is skipped leaves no rounding.
+struct UpdateForm {
+    float c;
+    bool scales;
+    bool clips;
+};
+
+/// row[i] := the row's sample times its factors in turn; `first` may be null.
+template <bool kTwoFactors>
+inline void UpdateSamples(float* row, const float* first, const float* second, const UpdateForm& form,
+                          std::int64_t n) {
+    const auto [c, scales, clips] = form;
+    for (std::int64_t i = 0; i < n; ++i) {
+        const float v = second[i] * (kTwoFactors ? first[i] * row[i] : row[i]);
+        const float scaled = scales ? v * c : v;
+        row[i] = clips ? NotBelowZero(scaled) : scaled;
+    }
 }
 
 GNR_VECTOR_CLONES
-void ClipRow(float* row, std::int64_t n) {
-    for (std::int64_t i = 0; i < n; ++i) row[i] = NotBelowZero(row[i]);
+void UpdateRow(float* row, const float* first, const float* second, const UpdateForm& form, std::int64_t n) {
+    if (first != nullptr) {
+        UpdateSamples<true>(row, first, second, form, n);
+    } else {
+        UpdateSamples<false>(row, first, second, form, n);
+    }
 }
 
 /// The step at which the line from previous through x reaches 0; the largest float where it never does.
@@ -66,21 +84,24 @@ void MultiplyBy(const float* factors, float* row, std::int64_t n) {
     for (std::int64_t i = 0; i < n; ++i) row[i] = factors[i] * row[i];
 }
 
+GNR_VECTOR_CLONES
+void OverRelaxRow(float* row, const float* previous, float beyond, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) row[i] = NotBelowZero(row[i] + beyond * (row[i] - previous[i]));
+}
+
 }  // namespace
 
 void MultiplyRow(float* row, const float* factors, std::int64_t n) {
     MultiplyBy(factors, row, n);
 }
 
-void RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization, const float* correction,
-                          float c, bool clip) {
+double RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization, const float* correction,
+                            float c, bool clip, const Comparison* comparison) {
     const std::int32_t length = s.rowLength;
-    const bool scale = c != 1.0f;
-    ParallelRows(s, x, [=](float* row, std::int64_t r) {
-        if (regularization != nullptr) MultiplyRow(row, regularization + r * length, length);
-        MultiplyRow(row, correction + r * length, length);
-        if (scale) ScaleRow(row, c, length);
-        if (clip) ClipRow(row, length);
+    const UpdateForm form = {c, c != 1.0f, clip};
+    return FinishRows(s, x, comparison, [=](std::int64_t r) {
+        const float* const field = regularization == nullptr ? nullptr : regularization + r * length;
+        UpdateRow(x + r * length, field, correction + r * length, form, length);
     });
 }
 
@@ -95,14 +116,15 @@ void CopyVolume(const DFT3D& s, float* target, const float* source) {
     });
 }
 
-float MultiplyAndBoundStep(const DFT3D& s, float* x, const float* correction, float* copy,
-                           const float* previous) {
+float MultiplyAndBoundStep(const DFT3D& s, float* x, const float* correction, float* copy, float* previous) {
     const std::int32_t length = s.rowLength;
     const std::int32_t columns = ImageColumns(s);
     const auto [bound] = ParallelLeast<1>(RowsOfVolume(s), {kLargest}, [=](std::int64_t r, float* least) {
         const std::int64_t first = r * length;
+        const auto bytes = static_cast<std::size_t>(length) * sizeof(float);
+        std::memcpy(previous + first, x + first, bytes);
         MultiplyRow(x + first, correction + first, length);
-        std::memcpy(copy + first, x + first, static_cast<std::size_t>(length) * sizeof(float));
+        std::memcpy(copy + first, x + first, bytes);
         least[0] = std::min(least[0], BoundOfRow(x + first, previous + first, columns));
     });
     return bound;
@@ -111,12 +133,8 @@ float MultiplyAndBoundStep(const DFT3D& s, float* x, const float* correction, fl
 void OverRelax(const DFT3D& s, float* x, const float* previous, float alpha) {
     const std::int32_t length = s.rowLength;
     const float beyond = alpha - 1.0f;
-    ParallelRows(s, x, [=](float* row, std::int64_t r) {
-        const float* const previousRow = previous + r * length;
-        for (std::int32_t i = 0; i < length; ++i) {
-            row[i] = NotBelowZero(row[i] + beyond * (row[i] - previousRow[i]));
-        }
-    });
+    ParallelRows(
+        s, x, [=](float* row, std::int64_t r) { OverRelaxRow(row, previous + r * length, beyond, length); });
 }
 
 }  // namespace gnr::detail

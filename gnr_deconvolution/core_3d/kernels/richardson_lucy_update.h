@@ -8,12 +8,15 @@
 
 #include <cstdint>
 
+#include "kernels/mean_divergence.h"
+
 namespace gnr::detail {
 
 /// SSE_Multiply of x by `regularization` (skipped when null) and by `correction`, SSE_MulFloatC3DXX by c
-/// (skipped at 1), and ClipSmallerThanZero where `clip`. Whole buffer.
-void RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization, const float* correction,
-                          float c, bool clip);
+/// (skipped at 1), and ClipSmallerThanZero where `clip`. Whole buffer. The mean divergence of x from what it is
+/// compared with, if anything.
+double RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization, const float* correction,
+                            float c, bool clip, const Comparison* comparison = nullptr);
 
 /// KERNEL3D_Divide on all threads: blurred := observed / blurred, whole buffer; a 0 of either sign stays.
 void RatioOrKeep(const DFT3D& s, float* blurred, const float* observed);
@@ -24,11 +27,10 @@ void MultiplyRow(float* row, const float* factors, std::int64_t n);
 /// KERNEL3D_Copy on all threads: target := source, whole buffer.
 void CopyVolume(const DFT3D& s, float* target, const float* source);
 
-/// x := x * correction, `copy` := the same, whole buffer. Returns the largest step from `previous` along
-/// x - previous that leaves every image sample of x at or above 0: the least of -previous / d over samples
+/// `previous` := x, x := x * correction, `copy` := the same, whole buffer. Returns the largest step from
+/// `previous` along x - previous that leaves every image sample of x at or above 0: the least of -previous / d over samples
 /// with d = x - previous below 0 and x above 1e-30; the largest float where there is none.
-float MultiplyAndBoundStep(const DFT3D& s, float* x, const float* correction, float* copy,
-                           const float* previous);
+float MultiplyAndBoundStep(const DFT3D& s, float* x, const float* correction, float* copy, float* previous);
 
 /// x := x + (alpha - 1) (x - previous), then ClipSmallerThanZero. Whole buffer.
 void OverRelax(const DFT3D& s, float* x, const float* previous, float alpha);

@@ -91,15 +91,15 @@ int CRy3DDeconvolution::Landweber_Automatic(DFT3D* s, float* pfPsf, float* pfIma
 
     const Progress progress(kLegacyDeconvolution3D, pfn, pData);
     DivergenceStop stop(dStopRatio);
+    const Comparison ofPoint = {g, rcImage};
+    double divergence = 0.0;
     unsigned done = 0;
     bool stopped = false;
     for (int k = 0; k < iIterations; ++k) {
         if ((stopped = progress.StopAtBegin())) break;
-        if (k > 0 && stop.IsLast(static_cast<unsigned>(k), MeanDivergence(*s, y, g, rcImage))) {
-            k = iIterations - 1;
-        }
+        if (k > 0 && stop.IsLast(static_cast<unsigned>(k), divergence)) k = iIterations - 1;
         LandweberGradient(*s, r, blurred, g, y, H);
-        FinishStep(*s, x, y, r, step);
+        divergence = FinishStep(*s, x, y, r, step, k + 1 < iIterations ? &ofPoint : nullptr);
         ++done;
         if ((stopped = progress.StopAtEnd())) break;
     }

@@ -52,17 +52,17 @@ int CRy3DDeconvolution::LucyRichardsonTM_Automatic(DFT3D* s, float* pfPsf, float
 
     const Progress progress(kLegacyDeconvolution3D, pfn, pData);
     DivergenceStop stop(dStopRatio);
+    const Comparison comparison = {g, rcImage};
+    double divergence = 0.0;
     unsigned done = 0;
     bool stopped = false;
     for (int k = 0; k < iIterations; ++k) {
         if ((stopped = progress.StopAtBegin())) break;
-        if (k > 0 && stop.IsLast(static_cast<unsigned>(k), MeanDivergence(*s, x, g, rcImage))) {
-            k = iIterations - 1;
-        }
+        if (k > 0 && stop.IsLast(static_cast<unsigned>(k), divergence)) k = iIterations - 1;
         ObservedRatio(*s, t, x, g, H);
         BackProjectWithOtf(*s, t, H);
         if (regularized) RegularizeUntilStableParallel(*s, R, x, lambda);
-        RichardsonLucyUpdate(*s, x, R, t, c, true);
+        divergence = RichardsonLucyUpdate(*s, x, R, t, c, true, k + 1 < iIterations ? &comparison : nullptr);
         ++done;
         if ((stopped = progress.StopAtEnd())) break;
     }
