@@ -49,4 +49,18 @@ void PutToSpectrum(const PackedSides& s, const ColumnBlock& block, fftwf_complex
 void PutToFrame(const PackedSides& s, const ColumnBlock& block, const PackedFrame& frame, float scale);
 void TakeFromFrame(const PackedSides& s, const PackedFrame& frame, const ColumnBlock& block, float scale);
 
+/// Values that a transfer frame holds of a block: its columns one after the other, without gaps; of the joined column
+/// F(0, v) at v and F(W / 2, v) at H - v. To be had where a frame has at least two columns.
+void PutToTransfer(const PackedSides& s, const ColumnBlock& block, float* transfer, float scale);
+
+/// Block := block times transfer, or its conjugate, as PutToFrame with `forwardScale`, a product of packed frames and
+/// TakeFromFrame with `inverseScale` give it.
+struct TransferProduct {
+    const float* transfer;
+    bool conjugate;
+    float forwardScale;
+    float inverseScale;
+};
+void MultiplyBlock(const PackedSides& s, const ColumnBlock& block, const TransferProduct& product);
+
 }  // namespace gnr::fft

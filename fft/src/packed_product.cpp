@@ -1,31 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <fft/ippi.h>
 
+#include "complex_product.h"
 #include "parallel.h"
 #include "strided_rows.h"
 
 namespace {
 
 using namespace gnr::fft;
-
-struct Product {
-    float re;
-    float im;
-};
-
-/// a b
-struct Multiply {
-    static Product Of(float ar, float ai, float br, float bi) {
-        return {ar * br - ai * bi, ar * bi + ai * br};
-    }
-};
-
-/// a conj(b)
-struct MultiplyConjugate {
-    static Product Of(float ar, float ai, float br, float bi) {
-        return {ar * br + ai * bi, ai * br - ar * bi};
-    }
-};
 
 struct Operands {
     const float* a;

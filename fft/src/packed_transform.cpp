@@ -4,6 +4,7 @@
 // between half spectrum and packed frame.
 
 #include <fft/ippi.h>
+#include <fft/transfer.h>
 #include <fftw3.h>
 #include <omp.h>
 
@@ -70,74 +71,106 @@ class WorkRoom {
     fftwf_complex* place_ = nullptr;
 };
 
-int DenseStep(const PackedSides& s) {
-    return static_cast<int>(s.width * static_cast<std::ptrdiff_t>(sizeof(float)));
-}
-
-/// One transform: the frame, its room, and the two passes.
+/// A plan at work in its room: the passes that transforms are made of.
 class Run {
   public:
-    Run(const FFT2DSpec_R_32f& spec, const PackedFrame& frame, Direction direction, void* buffer)
-        : spec_(spec), frame_(frame), room_(spec, buffer), direction_(direction) {}
+    Run(const FFT2DSpec_R_32f& spec, void* buffer) : spec_(spec), room_(spec, buffer) {}
 
     /// The room was had.
     explicit operator bool() const { return room_.Spectrum() != nullptr; }
 
-    void Rows() const {
+    /// Rows of samples to the half spectrum.
+    void TransformRows(const float* samples, int step) const {
+        ForEachChunk([&](std::ptrdiff_t firstRow, fftwf_complex* spectrum) {
+            const PackedSides& s = spec_.sides;
+            for (std::ptrdiff_t j = 0; j < RowsOfChunk(s); ++j) {
+                std::copy_n(Row(samples, step, firstRow + j), s.width, spectrum[j * s.SpectrumStride()]);
+            }
+            fftwf_execute_dft_r2c(spec_.rowsForward.get(), *spectrum, spectrum);
+        });
+    }
+    /// The half spectrum to rows of samples.
+    void InvertRows(float* samples, int step) const {
+        ForEachChunk([&](std::ptrdiff_t firstRow, fftwf_complex* spectrum) {
+            const PackedSides& s = spec_.sides;
+            fftwf_execute_dft_c2r(spec_.rowsBackward.get(), spectrum, *spectrum);
+            for (std::ptrdiff_t j = 0; j < RowsOfChunk(s); ++j) {
+                std::copy_n(spectrum[j * s.SpectrumStride()], s.width, Row(samples, step, firstRow + j));
+            }
+        });
+    }
+
+    /// Columns of the half spectrum to the packed frame.
+    void TransformColumns(const PackedFrame& frame) const {
+        ForEachBlock([&](const ColumnBlock& block) {
+            TakeTransformed(block);
+            PutToFrame(spec_.sides, block, frame, spec_.forwardScale);
+        });
+    }
+    /// The packed frame to columns of the half spectrum.
+    void InvertColumns(const PackedFrame& frame) const {
+        ForEachBlock([&](const ColumnBlock& block) {
+            TakeFromFrame(spec_.sides, frame, block, spec_.inverseScale);
+            PutInverted(block);
+        });
+    }
+    /// Columns of the half spectrum to the transfer frame.
+    void TransformColumnsToTransfer(float* transfer) const {
+        ForEachBlock([&](const ColumnBlock& block) {
+            TakeTransformed(block);
+            PutToTransfer(spec_.sides, block, transfer, spec_.forwardScale);
+        });
+    }
+    /// Columns of the half spectrum, there and back, times the transfer frame in between.
+    void MultiplyColumns(const float* transfer, bool conjugate) const {
+        const TransferProduct product = {transfer, conjugate, spec_.forwardScale, spec_.inverseScale};
+        ForEachBlock([&](const ColumnBlock& block) {
+            TakeTransformed(block);
+            MultiplyBlock(spec_.sides, block, product);
+            PutInverted(block);
+        });
+    }
+
+  private:
+    /// body(first row, its place in the half spectrum), the chunks shared among the threads.
+    template <class Body>
+    void ForEachChunk(Body body) const {
         const std::ptrdiff_t together = RowsOfChunk(spec_.sides);
         ParallelShares(spec_.shares, spec_.sides.height / together,
                        [&](std::ptrdiff_t, std::ptrdiff_t first, std::ptrdiff_t last) {
-                           for (std::ptrdiff_t n = first; n < last; ++n) Chunk(n * together);
+                           for (std::ptrdiff_t n = first * together; n < last * together; n += together) {
+                               body(n, room_.Spectrum() + n * spec_.sides.SpectrumStride());
+                           }
                        });
     }
-
-    void Columns() const {
+    template <class Body>
+    void ForEachBlock(Body body) const {
         const std::ptrdiff_t together = ColumnsOfBlock(spec_.sides);
         ParallelShares(spec_.shares, spec_.sides.Columns() / together,
                        [&](std::ptrdiff_t share, std::ptrdiff_t first, std::ptrdiff_t last) {
                            for (std::ptrdiff_t n = first; n < last; ++n) {
-                               Block({n * together, together, room_.Block(spec_, share)});
+                               body(ColumnBlock{n * together, together, room_.Block(spec_, share)});
                            }
                        });
     }
-
-  private:
-    void Chunk(std::ptrdiff_t firstRow) const {
-        const PackedSides& s = spec_.sides;
-        fftwf_complex* const spectrum = room_.Spectrum() + firstRow * s.SpectrumStride();
-        const auto inPlace = [&](std::ptrdiff_t j) { return spectrum[j * s.SpectrumStride()]; };
-        const auto inFrame = [&](std::ptrdiff_t j) { return Row(frame_.first, frame_.step, firstRow + j); };
-        const std::ptrdiff_t rows = RowsOfChunk(s);
-        if (direction_ == Direction::kForward) {
-            for (std::ptrdiff_t j = 0; j < rows; ++j) std::copy_n(inFrame(j), s.width, inPlace(j));
-            fftwf_execute_dft_r2c(spec_.rowsForward.get(), *spectrum, spectrum);
-        } else {
-            fftwf_execute_dft_c2r(spec_.rowsBackward.get(), spectrum, *spectrum);
-            for (std::ptrdiff_t j = 0; j < rows; ++j) std::copy_n(inPlace(j), s.width, inFrame(j));
-        }
+    void TakeTransformed(const ColumnBlock& block) const {
+        TakeFromSpectrum(spec_.sides, room_.Spectrum(), block);
+        fftwf_execute_dft(spec_.columnsForward.get(), block.values, block.values);
     }
-
-    void Block(const ColumnBlock& block) const {
-        if (direction_ == Direction::kForward) {
-            TakeFromSpectrum(spec_.sides, room_.Spectrum(), block);
-            fftwf_execute_dft(spec_.columnsForward.get(), block.values, block.values);
-            PutToFrame(spec_.sides, block, frame_, spec_.forwardScale);
-        } else {
-            TakeFromFrame(spec_.sides, frame_, block, spec_.inverseScale);
-            fftwf_execute_dft(spec_.columnsBackward.get(), block.values, block.values);
-            PutToSpectrum(spec_.sides, block, room_.Spectrum());
-        }
+    void PutInverted(const ColumnBlock& block) const {
+        fftwf_execute_dft(spec_.columnsBackward.get(), block.values, block.values);
+        PutToSpectrum(spec_.sides, block, room_.Spectrum());
     }
 
     const FFT2DSpec_R_32f& spec_;
-    PackedFrame frame_;
     WorkRoom room_;
-    Direction direction_;
 };
 
 IppStatus CheckTransform(const float* frame, int step, const FFT2DSpec_R_32f* spec) {
     if (frame == nullptr || spec == nullptr) return ippStsNullPtrErr;
-    if (step < DenseStep(spec->sides) || step % static_cast<int>(sizeof(float)) != 0) return ippStsStepErr;
+    if (step < spec->sides.width * static_cast<std::ptrdiff_t>(sizeof(float)) ||
+        step % static_cast<int>(sizeof(float)) != 0)
+        return ippStsStepErr;
     return ippStsNoErr;
 }
 
@@ -209,10 +242,10 @@ IppStatus ippiFFTFwd_RToPack_32f_C1IR(Ipp32f* pSrcDst, int step, const FFT2DSpec
                                       Ipp8u* pBuffer) {
     const IppStatus status = CheckTransform(pSrcDst, step, pSpec);
     if (status != ippStsNoErr) return status;
-    const Run run(*pSpec, {pSrcDst, step}, Direction::kForward, pBuffer);
+    const Run run(*pSpec, pBuffer);
     if (!run) return ippStsMemAllocErr;
-    run.Rows();
-    run.Columns();
+    run.TransformRows(pSrcDst, step);
+    run.TransformColumns({pSrcDst, step});
     return ippStsNoErr;
 }
 
@@ -220,9 +253,43 @@ IppStatus ippiFFTInv_PackToR_32f_C1IR(Ipp32f* pSrcDst, int step, const FFT2DSpec
                                       Ipp8u* pBuffer) {
     const IppStatus status = CheckTransform(pSrcDst, step, pSpec);
     if (status != ippStsNoErr) return status;
-    const Run run(*pSpec, {pSrcDst, step}, Direction::kBackward, pBuffer);
+    const Run run(*pSpec, pBuffer);
     if (!run) return ippStsMemAllocErr;
-    run.Columns();
-    run.Rows();
+    run.InvertColumns({pSrcDst, step});
+    run.InvertRows(pSrcDst, step);
     return ippStsNoErr;
 }
+
+namespace gnr::fft {
+
+IppStatus MakeTransfer(float* frame, const IppiSize& size, const FFT2DSpec_R_32f* pSpec,
+                       unsigned char* pBuffer) {
+    const int step = DenseStep(size);
+    if (size.width < 2) return ippiFFTFwd_RToPack_32f_C1IR(frame, step, pSpec, pBuffer);
+    const IppStatus status = CheckTransform(frame, step, pSpec);
+    if (status != ippStsNoErr) return status;
+    const Run run(*pSpec, pBuffer);
+    if (!run) return ippStsMemAllocErr;
+    run.TransformRows(frame, step);
+    run.TransformColumnsToTransfer(frame);
+    return ippStsNoErr;
+}
+
+IppStatus MultiplyByTransfer(float* dst, const float* src, const float* transfer, TransferUse use,
+                             const IppiSize& size, const FFT2DSpec_R_32f* pSpec, unsigned char* pBuffer) {
+    if (size.width < 2) return MultiplyByPackedSpectrum(dst, src, transfer, use, size, pSpec, pBuffer);
+    const int step = DenseStep(size);
+    if (transfer == nullptr) return ippStsNullPtrErr;
+    for (const float* const frame : {static_cast<const float*>(dst), src}) {
+        const IppStatus status = CheckTransform(frame, step, pSpec);
+        if (status != ippStsNoErr) return status;
+    }
+    const Run run(*pSpec, pBuffer);
+    if (!run) return ippStsMemAllocErr;
+    run.TransformRows(src, step);
+    run.MultiplyColumns(transfer, use == TransferUse::kConjugate);
+    run.InvertRows(dst, step);
+    return ippStsNoErr;
+}
+
+}  // namespace gnr::fft

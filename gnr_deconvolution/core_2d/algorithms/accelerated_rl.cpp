@@ -3,6 +3,7 @@
 
 #include "driver/preparation.h"
 #include "kernels/acceleration.h"
+#include "kernels/convolution.h"
 #include "kernels/frame_arithmetic.h"
 
 using namespace gnr::detail;
@@ -18,10 +19,13 @@ int CRy2DDeconvolutionFamily::AccRLProcessInner(float* x, float* h, unsigned W, 
     AcceleratedSteps steps({W, H, x, y, otf, b, c, d, e, f, pBuffer, iBufferSize, pSpec}, h);
     const Progress progress(kPictureDeconvolution, pfn, pData);
     for (unsigned k = 0; k < uiIterations; ++k) {
-        if (progress.StopAtPoll()) return gnr::kSuccess;
+        if (progress.StopAtPoll()) break;
         ClipSmallerThanZero2D(x, W, H);
         steps.Correct();
         steps.Advance(Negatives::kStay);
     }
+    // The caller's frame shall hold the packed spectrum.
+    CopyFrame(otf, h, W, H);
+    ForwardTransform(otf, W, pBuffer, pSpec);
     return gnr::kSuccess;
 }

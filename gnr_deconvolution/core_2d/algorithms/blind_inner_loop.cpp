@@ -4,6 +4,7 @@
 #include <gnr_deconvolution/deconvolution_2d.h>
 
 #include "driver/preparation.h"
+#include "kernels/convolution.h"
 #include "kernels/frame_arithmetic.h"
 
 using namespace gnr::detail;
@@ -34,6 +35,9 @@ int CRy2DDeconvolutionFamily::AccIBDProcessInner(float* x, float* h, unsigned W,
                                                  void* pData) {
     RunBlindSteps({W, H, x, y, otf, b, c, d, e, f, pBuffer, iBufferSize, pSpec}, h, uiIterations, bImageStep,
                   fStop, Progress(kPictureDeconvolution, pfn, pData));
+    // The caller's frame shall hold the packed spectrum.
+    CopyFrame(otf, h, W, H);
+    ForwardTransform(otf, W, pBuffer, pSpec);
     // deliberate: the caller does not learn of a stop
     return gnr::kSuccess;
 }

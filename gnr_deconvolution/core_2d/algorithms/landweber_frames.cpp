@@ -20,7 +20,7 @@ LandweberFrames::operator bool() const {
 
 void LandweberFrames::KeepObserved() const {
     CopyFrame(y(), x(), size.width, size.height);
-    plan.Forward(h());
+    plan.MakeTransfer(h());
 }
 
 bool LandweberFrames::StartFromPicture() const {
@@ -42,11 +42,9 @@ bool LandweberFrames::Rebuild() const {
 
 bool LandweberFrames::FindGradient() const {
     const auto [W, H, orderX, orderY] = size;
-    plan.Forward(x());
-    MultiplySpectra(h(), x(), W, H);
-    InverseTransform(x(), W, plan.Buffer(), plan.Spec());
+    plan.Blur(x(), x(), h());
     SubtractFrom(x(), y(), W, H);
-    plan.Correlate(x(), x(), h());
+    plan.BackProject(x(), x(), h());
     CropCorner(samples_.get(), corner.width, corner.height, x(), W);
     return gradient.Decompose(filters, samples_.get());
 }

@@ -26,7 +26,7 @@ class LandweberFrames {
     /// the sum of the PSF, as far as the wavelets' frame holds it. False without memory.
     template <AnyPicture P>
     [[nodiscard]] bool LayOut(const P& source, const float* psf, unsigned psfSize);
-    /// y := x, h := its packed spectrum.
+    /// y := x, h := its transfer frame.
     void KeepObserved() const;
 
     /// cur := W(img), or W(the corner of x)
@@ -50,7 +50,7 @@ class LandweberFrames {
 
     float* x() const { return frames_[0]; }    ///< estimate
     float* y() const { return frames_[1]; }    ///< observed
-    float* h() const { return frames_[2]; }    ///< PSF, then its packed spectrum
+    float* h() const { return frames_[2]; }    ///< PSF, then its transfer frame
     float* img() const { return img_.get(); }  ///< in the wavelets' frame: observed, then restored
 
   private:

@@ -21,7 +21,7 @@ struct PsfSquare {
 //
 // x  estimate, at first the picture       r  ratio, then regularisation
 // y  observed picture                     t  forward image, then correction
-// H  packed spectrum of the PSF, which lies in its frame before Observe
+// H  transfer frame of the PSF, which lies in its frame before Observe
 class RichardsonLucyFrames {
   public:
     template <AnyPicture P>
@@ -36,16 +36,16 @@ class RichardsonLucyFrames {
     /// Memory, a usable size and the plan were had; else nothing but this may be asked.
     explicit operator bool() const { return filled_ && plan_ && work_; }
 
-    /// y := x; the PSF becomes its spectrum.
+    /// y := x; the PSF becomes its transfer frame.
     void Observe() const {
         CopyFrame(y(), x(), W(), H());
-        plan_.Forward(Psf());
+        plan_.MakeTransfer(Psf());
     }
-    /// t := H^T (y / (H x)); r is left holding a spectrum.
+    /// r := y / (H x), t := H^T r
     void Correct() const {
-        plan_.Convolve(t(), x(), Psf());
+        plan_.Blur(t(), x(), Psf());
         RatioOrZero(r(), y(), t(), W(), H());
-        plan_.Correlate(t(), r(), Psf());
+        plan_.BackProject(t(), r(), Psf());
     }
     /// x := ((x first) second) / sum of PSF, each product rounded; first may be null.
     void Update(const float* first, const float* second) const;

@@ -49,22 +49,32 @@ void ReplaceByLog(float* d, std::int64_t n) {
     }
 }
 
+/// What each sample adds to the sums of the exponent, from the logarithms e and f of the last two corrections: c
+/// becomes the term of the numerator, f that of the denominator.
+GNR_VECTOR_CLONES
+void ReplaceByTerms(const float* __restrict x, float* __restrict c, const float* __restrict e,
+                    float* __restrict f, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) {
+        const float p = f[i] * c[i];
+        const float forNumerator = e[i] * x[i] * p;
+        const float forDenominator = p * p;
+        const bool counts = (e[i] == e[i]) & (f[i] == f[i]);
+        c[i] = counts ? forNumerator : 0.0f;
+        f[i] = counts ? forDenominator : 0.0f;
+    }
+}
+
 /// Sums over the samples, in their order.
 struct StepSums {
     float numerator = 0.0f;
     float denominator = 0.0f;
     EnergySums estimate;
 
-    /// Logarithms of the last two corrections in e and f.
-    void Add(const float* x, const float* c, const float* e, const float* f, std::int64_t n) {
+    void Add(const float* x, const float* forNumerator, const float* forDenominator, std::int64_t n) {
         StepSums sums = *this;
         for (std::int64_t i = 0; i < n; ++i) {
-            const float p = f[i] * c[i];
-            const float forNumerator = e[i] * x[i] * p;
-            const float forDenominator = p * p;
-            const bool counts = e[i] == e[i] && f[i] == f[i];
-            sums.denominator = sums.denominator + (counts ? forDenominator : 0.0f);
-            sums.numerator = sums.numerator + (counts ? forNumerator : 0.0f);
+            sums.denominator = sums.denominator + forDenominator[i];
+            sums.numerator = sums.numerator + forNumerator[i];
             sums.estimate.Add(x[i]);
         }
         *this = sums;
@@ -89,15 +99,18 @@ float Recompute_dAlphaK2D(const float* x, const float* c, const float* e, const 
                           unsigned H) {
     std::array<float, kTogether> logOfE;
     std::array<float, kTogether> logOfF;
+    std::array<float, kTogether> before;
     StepSums sums;
     const auto samples = static_cast<std::int64_t>(Samples(W, H));
     for (std::int64_t first = 0; first < samples; first += kTogether) {
         const std::int64_t count = std::min(kTogether, samples - first);
         std::copy_n(e + first, count, logOfE.data());
         std::copy_n(f + first, count, logOfF.data());
+        std::copy_n(c + first, count, before.data());
         ReplaceByLog(logOfE.data(), count);
         ReplaceByLog(logOfF.data(), count);
-        sums.Add(x + first, c + first, logOfE.data(), logOfF.data(), count);
+        ReplaceByTerms(x + first, before.data(), logOfE.data(), logOfF.data(), count);
+        sums.Add(x + first, before.data(), logOfF.data(), count);
     }
     return ExponentOf(sums.numerator, sums.denominator);
 }
@@ -106,36 +119,31 @@ AcceleratedSteps::AcceleratedSteps(const AcceleratedFrames& frames, const float*
     : frames_(frames), inverseSum_(InverseOfSum(SumOfFrame(h, frames.W, frames.H))) {
     const auto& [W, H, x, y, otf, b, c, d, e, f, buffer, bufferSize, spec] = frames_;
     CopyFrame(otf, h, W, H);
-    ForwardTransform(otf, W, buffer, spec);
+    MakeTransfer(otf, W, H, buffer, spec);
     for (float* const ones : {b, d, e, f}) SetOnes2D(ones, W, H);
     CopyFrame(c, x, W, H);
 }
 
-/// x := x b^alpha, and a copy of it in d.
+/// x := x b^alpha
 void AcceleratedSteps::Extrapolate() const {
     float* const x = frames_.x;
     float* const b = frames_.b;
-    float* const d = frames_.d;
     const float alpha = alpha_;
+    if (alpha == 0.0f) return;
     ForEachPiece(SamplesOf(frames_), kBlock, [=](std::int64_t first, std::int64_t count) {
-        if (alpha != 0.0f) {
-            PowVkAlpha2D(b + first, RowOf(count), 1, alpha);
-            for (std::int64_t i = first; i < first + count; ++i) x[i] = x[i] * b[i];
-        }
-        std::copy_n(x + first, count, d + first);
+        PowVkAlpha2D(b + first, RowOf(count), 1, alpha);
+        for (std::int64_t i = first; i < first + count; ++i) x[i] = x[i] * b[i];
     });
 }
 
 void AcceleratedSteps::Correct() const {
     Extrapolate();
     const auto& [W, H, x, y, otf, b, c, d, e, f, buffer, bufferSize, spec] = frames_;
-    ForwardTransform(d, W, buffer, spec);
-    MultiplySpectra(otf, d, W, H);
-    InverseTransform(d, W, buffer, spec);
+    BlurByTransfer(d, x, otf, W, H, buffer, spec);
     ForEachPiece(SamplesOf(frames_), kBlock, [b = b, y = y, d = d](std::int64_t first, std::int64_t count) {
         RatioOrZero(b + first, y + first, d + first, RowOf(count), 1);
     });
-    CorrelateWithOTF(d, b, otf, W, H, buffer, bufferSize, spec);
+    BackProjectByTransfer(d, b, otf, W, H, buffer, spec);
 }
 
 EnergySums AcceleratedSteps::Advance(Negatives negatives) {
@@ -149,19 +157,21 @@ EnergySums AcceleratedSteps::Advance(Negatives negatives) {
     StepSums sums;
     ParallelThenInTurn(
         blocks, blocks,
-        [=, x = x, b = b, c = c, d = d, inverseSum = inverseSum_](std::int64_t block) {
+        [=, x = x, b = b, c = c, d = d, e = e, f = f, inverseSum = inverseSum_](std::int64_t block) {
             const std::int64_t first = block * kBlock;
             const std::int64_t count = countOf(block);
             for (std::int64_t i = first; i < first + count; ++i) x[i] = x[i] * d[i] * inverseSum;
             if (negatives == Negatives::kCut) ClipSmallerThanZero2D(x + first, RowOf(count), 1);
             RatioOrOne(b + first, x + first, c + first, RowOf(count), 1);
             ReplaceByLog(d + first, count);
+            // Neither c nor f is asked for again.
+            if (hasHistory) ReplaceByTerms(x + first, c + first, e + first, f + first, count);
         },
-        [&, x = x, c = c, e = e, f = f](std::int64_t block) {
+        [&, x = x, c = c, f = f](std::int64_t block) {
             const std::int64_t first = block * kBlock;
             const std::int64_t count = countOf(block);
             if (hasHistory) {
-                sums.Add(x + first, c + first, e + first, f + first, count);
+                sums.Add(x + first, c + first, f + first, count);
             } else {
                 sums.AddEstimate(x + first, count);
             }

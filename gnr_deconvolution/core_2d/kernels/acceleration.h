@@ -27,7 +27,7 @@ struct AcceleratedFrames {
     unsigned H;
     float* x;    ///< estimate
     float* y;    ///< what it is compared with
-    float* otf;  ///< packed spectrum of the partner
+    float* otf;  ///< transfer frame of the partner
     float* b;    ///< base of the next power; in between the ratio
     float* c;    ///< estimate of the iteration before
     float* d;    ///< correction of this iteration; d, e and f change places

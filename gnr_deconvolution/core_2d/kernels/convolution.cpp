@@ -2,6 +2,7 @@
 #include "kernels/convolution.h"
 
 #include <fft/ippi.h>
+#include <fft/transfer.h>
 
 #include "kernels/frame_arithmetic.h"
 #include "kernels/frame_steps.h"
@@ -33,6 +34,20 @@ void CorrelateWithOTF(float* dst, float* src, const float* otf, unsigned W, unsi
     ForwardTransform(src, W, pBuffer, pSpec);
     ippiMulPackConj_32f_C1R(src, StepOf(W), otf, StepOf(W), dst, StepOf(W), SizeOf(W, H));
     InverseTransform(dst, W, pBuffer, pSpec);
+}
+
+void MakeTransfer(float* frame, unsigned W, unsigned H, unsigned char* pBuffer, FFT2DSpec_R_32f* pSpec) {
+    fft::MakeTransfer(frame, SizeOf(W, H), pSpec, pBuffer);
+}
+
+void BlurByTransfer(float* dst, const float* src, const float* transfer, unsigned W, unsigned H,
+                    unsigned char* pBuffer, FFT2DSpec_R_32f* pSpec) {
+    fft::MultiplyByTransfer(dst, src, transfer, fft::TransferUse::kPlain, SizeOf(W, H), pSpec, pBuffer);
+}
+
+void BackProjectByTransfer(float* dst, const float* src, const float* transfer, unsigned W, unsigned H,
+                           unsigned char* pBuffer, FFT2DSpec_R_32f* pSpec) {
+    fft::MultiplyByTransfer(dst, src, transfer, fft::TransferUse::kConjugate, SizeOf(W, H), pSpec, pBuffer);
 }
 
 }  // namespace gnr::detail

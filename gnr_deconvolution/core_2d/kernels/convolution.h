@@ -23,4 +23,15 @@ void ConvolveWithOTF(float* dst, const float* src, const float* otf, unsigned W,
 void CorrelateWithOTF(float* dst, float* src, const float* otf, unsigned W, unsigned H,
                       unsigned char* pBuffer, int iBufferSize, FFT2DSpec_R_32f* pSpec);
 
+// What loops use, since no packed frame is made on the way (fft/transfer.h):
+
+/// frame := its spectrum, for the next two alone
+void MakeTransfer(float* frame, unsigned W, unsigned H, unsigned char* pBuffer, FFT2DSpec_R_32f* pSpec);
+/// ConvolveWithOTF by a transfer frame, bit for bit. dst may be src.
+void BlurByTransfer(float* dst, const float* src, const float* transfer, unsigned W, unsigned H,
+                    unsigned char* pBuffer, FFT2DSpec_R_32f* pSpec);
+/// CorrelateWithOTF by a transfer frame, bit for bit, but that src keeps its samples. dst may be src.
+void BackProjectByTransfer(float* dst, const float* src, const float* transfer, unsigned W, unsigned H,
+                           unsigned char* pBuffer, FFT2DSpec_R_32f* pSpec);
+
 }  // namespace gnr::detail

@@ -43,6 +43,18 @@ class PicturePlan {
         CorrelateWithOTF(dst, src, otf, size_.width, size_.height, Buffer(), BufferSize(), Spec());
     }
 
+    /// frame := its spectrum, for the next two alone
+    void MakeTransfer(float* frame) const {
+        detail::MakeTransfer(frame, size_.width, size_.height, Buffer(), Spec());
+    }
+    /// Convolve and Correlate by a transfer frame; src keeps its samples, unless it is dst.
+    void Blur(float* dst, const float* src, const float* transfer) const {
+        BlurByTransfer(dst, src, transfer, size_.width, size_.height, Buffer(), Spec());
+    }
+    void BackProject(float* dst, const float* src, const float* transfer) const {
+        BackProjectByTransfer(dst, src, transfer, size_.width, size_.height, Buffer(), Spec());
+    }
+
   private:
     struct FreePlan {
         void operator()(FFT2DSpec_R_32f* spec) const { ippiFFTFree_R_32f(spec); }
