@@ -17,8 +17,6 @@ namespace {
 
 using Low = CRy3DDeconvolutionLow;
 
-/// Planes of the scratch buffer; the exponent of the acceleration needs two of them.
-constexpr int kScratchPlanes = 4;
 /// First row and first column of the box whose sum scales iterates for the comparison with the reference.
 constexpr int kMarginOfQuality = 30;
 /// Sums not above this are not compared with the reference's.

@@ -13,6 +13,9 @@
 
 namespace gnr::detail {
 
+/// Planes of the scratch buffer; the exponent of the acceleration needs two of them.
+inline constexpr std::int32_t kScratchPlanes = 4;
+
 enum class StopTest { BeforeUpdate, AfterUpdate };
 
 /// What tells the forms apart. One cell of the table is none: the serial and the structured-illumination form

@@ -16,8 +16,6 @@ namespace {
 
 using Low = CRy3DDeconvolutionLow;
 
-/// Planes of the scratch buffer; the exponent of the acceleration needs two of them.
-constexpr std::int32_t kScratchPlanes = 4;
 /// Switches the stop test off and the reports of single sweeps on.
 constexpr float kNoStopTest = -1.0f;
 
