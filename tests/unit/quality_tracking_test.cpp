@@ -126,17 +126,36 @@ TEST_F(QualityTracking, TheStreamLocaleOfTheHostDoesNotShow) {
     EXPECT_EQ(written, "1234.500000");
 }
 
-TEST_F(QualityTracking, TheCLocaleOfTheHostDoesNotShow) {
-    const std::string before = std::setlocale(LC_ALL, nullptr);
-    const char* set = nullptr;
-    for (const char* name :
-         {"de_DE.UTF-8", "de_DE.utf8", "de_DE", "fr_FR.UTF-8", "cs_CZ.UTF-8", "it_IT.UTF-8"}) {
-        if (set == nullptr) set = std::setlocale(LC_ALL, name);
+/// The C locale of the process with a decimal comma, compiled into the working folder for as long as it is wanted.
+class CommaLocale {
+  public:
+    CommaLocale() : before_(std::setlocale(LC_ALL, nullptr)) {
+        const int status = std::system("localedef -i de_DE -f UTF-8 ./de_DE.UTF-8 >localedef.log 2>&1");
+        ::setenv("LOCPATH", fs::current_path().c_str(), 1);
+        set_ = status == 0 && std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
     }
-    if (set == nullptr) GTEST_SKIP() << "no locale with a decimal comma is installed";
-    ASSERT_STREQ(std::localeconv()->decimal_point, ",");
-    const auto written = Log({{0, 1234.5}}, 1);
-    std::setlocale(LC_ALL, before.c_str());
+    CommaLocale(const CommaLocale&) = delete;
+    CommaLocale& operator=(const CommaLocale&) = delete;
+    ~CommaLocale() {
+        ::unsetenv("LOCPATH");
+        std::setlocale(LC_ALL, before_.c_str());
+    }
+
+    explicit operator bool() const { return set_; }
+
+  private:
+    std::string before_;
+    bool set_ = false;
+};
+
+TEST_F(QualityTracking, TheCLocaleOfTheHostDoesNotShow) {
+    std::optional<std::string> written;
+    {
+        const CommaLocale locale;
+        if (!locale) GTEST_SKIP() << "localedef made no locale with a decimal comma (package locales)";
+        ASSERT_STREQ(std::localeconv()->decimal_point, ",");
+        written = Log({{0, 1234.5}}, 1);
+    }
     EXPECT_EQ(written, "1234.500000");
 }
 
