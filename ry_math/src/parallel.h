@@ -25,4 +25,12 @@ void ParallelRanges(std::size_t tasks, bool worthThreads, Body body) {
     }
 }
 
+/// Threads that a body may run on, at the most, and the one that it runs on.
+inline std::size_t MostThreads() {
+    return static_cast<std::size_t>(omp_get_max_threads());
+}
+inline std::size_t ThisThread() {
+    return static_cast<std::size_t>(omp_get_thread_num());
+}
+
 }  // namespace gnr::detail

@@ -23,18 +23,21 @@ struct PictureGeometry {
     std::size_t RowLength() const { return 2 * half; }
     std::size_t Tasks() const { return (bandRows + kStripRows - 1) / kStripRows; }
     std::size_t WorkSize() const { return 4 * half; }
+    /// Samples for all threads.
+    std::size_t ScratchSize() const { return (WorthThreads() ? MostThreads() : 1) * WorkSize(); }
     /// Below this many samples a fork costs as much as it saves.
     static constexpr std::size_t kForkSamples = 16384;
     bool WorthThreads() const { return 4 * half * bandRows >= kForkSamples; }
 };
 
-/// makeRow(row, work) for each band row, in parallel over strips; work: Tasks() blocks of WorkSize() samples.
+/// makeRow(row, work) for each band row, in parallel over strips; work: ScratchSize() samples.
 template <class T, class MakeRow>
 void ForEachBandRow(const PictureGeometry& s, T* work, MakeRow makeRow) {
     ParallelRanges(s.Tasks(), s.WorthThreads(), [&](std::size_t first, std::size_t last) {
+        T* const ownWork = work + (s.WorthThreads() ? ThisThread() : 0) * s.WorkSize();
         const std::size_t end = std::min(s.bandRows, last * PictureGeometry::kStripRows);
         for (std::size_t row = first * PictureGeometry::kStripRows; row < end; ++row) {
-            makeRow(row, work + first * s.WorkSize());
+            makeRow(row, ownWork);
         }
     });
 }

@@ -15,7 +15,7 @@ int CRyWavelet2D::WaveletDecompositionImage(double*& a, double*& b, double*& c, 
         return kWaveletBadArgument;
     }
     const PictureGeometry s{w / 2, h / 2};
-    const ScratchBlock<double> work = NewScratch<double>(s.Tasks() * s.WorkSize());
+    const ScratchBlock<double> work = NewScratch<double>(s.ScratchSize());
     if (work == nullptr) return kWaveletNoMemory;
     AnalyzePicture<double>(s, AnalysisPair(pMother, pFather, uiLength), pIn, {a, b, c, d}, work.get());
     uiOutW = w / 2;
@@ -30,7 +30,7 @@ int CRyWavelet2D::WaveletReconstructionImage(double*& pOut, unsigned& uiOutW, un
         return kWaveletBadArgument;
     }
     const PictureGeometry s{w, h};
-    const ScratchBlock<double> work = NewScratch<double>(s.Tasks() * s.WorkSize());
+    const ScratchBlock<double> work = NewScratch<double>(s.ScratchSize());
     if (work == nullptr) return kWaveletNoMemory;
     SynthesizePicture<double>(s, SynthesisPair(pMother, pFather, uiLength), {a, b, c, d}, pOut, work.get());
     uiOutW = 2 * w;
