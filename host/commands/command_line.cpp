@@ -38,6 +38,7 @@ void SetUpCommandLine(CLI::App& app, CommandContext& context) {
         "Print errors and results only: no notes, no progress");
     app.require_subcommand(1);
     AddRestoreCommand(app, context);
+    AddEstimateCommand(app, context);
     AddPsfCommand(app, context);
     AddSimulateCommand(app, context);
     AddCompareCommand(app, context);

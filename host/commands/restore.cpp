@@ -10,6 +10,9 @@
 #include "commands/restore_line.h"
 #include "commands/settings_file.h"
 #include "report/user_error.h"
+#include "restoration/blocks/memory_limit.h"
+#include "restoration/checkpoint.h"
+#include "restoration/estimate_job.h"
 #include "restoration/picture_method.h"
 
 namespace rydecon {
@@ -49,8 +52,11 @@ const std::vector<Theme> kThemes = {
     {"Method",
      {"--method", "--regularization", "--threshold-scale", "--wiener-start", "--noise", "--inner",
       "--guard"}},
-    {"Stop", {"--iterations", "--stop-ratio", "--no-auto-stop", "--energy-stop"}},
-    {"Resuming", {"--checkpoint", "--checkpoint-every", "--resume"}},
+    {"Stop",
+     {"--iterations", "--stop", "--stop-ratio", "--no-auto-stop", "--energy-stop", "--gain", "--offset",
+      "--seed", "--curve"}},
+    {"Memory and resuming", {"--max-memory", "--resume", "--checkpoint", "--checkpoint-every"}},
+    {"Cleaning", {"--background", "--hot-pixels"}},
     {"Pictures", {"--tiles", "--per-plane"}}};
 
 void GroupByTheme(CLI::App& command) {
@@ -84,9 +90,7 @@ std::vector<std::string> GivenOptions(const CLI::App& command) {
     return given;
 }
 
-}  // namespace
-
-void AddRestoreOptions(CLI::App& app, RestoreLine& line) {
+void AddImageOptions(CLI::App& app, RestoreLine& line) {
     CLI::App* const command = &app;
     RestoreJob* const job = &line.job;
     OpticsOptions* const optics = &line.optics;
@@ -196,8 +200,17 @@ void AddRestoreOptions(CLI::App& app, RestoreLine& line) {
         ->capture_default_str()
         ->check(CLI::Range(1U, kMostIterations))
         ->type_name("N");
-    command->add_option("--resume", job->resume, "Go on from a checkpoint; the other options as before")
-        ->type_name("FILE");
+    command
+        ->add_option("--resume", line.resume,
+                     "Go on with the finished pieces of a run that was stopped or killed, which stand in "
+                     "OUT.tif.parts; with FILE from that checkpoint; the other options as before")
+        ->expected(0, 1)
+        ->type_name("[FILE]");
+    command
+        ->add_option("--max-memory", line.maxMemory,
+                     "Most memory to take, as 500M or 4G; a stack that needs more is restored in overlapping "
+                     "blocks; without it what the machine has free")
+        ->type_name("SIZE");
 
     command
         ->add_option("--tiles", *tiles,
@@ -211,13 +224,34 @@ void AddRestoreOptions(CLI::App& app, RestoreLine& line) {
     for (CLI::Option* const option : AddOpticsOptions(*command, *optics, Wavelengths::ByChannel))
         psf->excludes(option);
     GroupByTheme(*command);
-    AddBatchOptions(*command, line.batch);
+}
+
+/// Whether --resume speaks of pieces: it stands alone, or before the image.
+bool ResumesPieces(const CLI::App& command, const RestoreLine& line) {
+    return command.count("--resume") > 0 && line.resume.empty();
+}
+
+}  // namespace
+
+void AddRestoreOptions(CLI::App& app, RestoreLine& line) {
+    AddImageOptions(app, line);
+    AddBatchOptions(app, line.batch);
+}
+
+void TakeImageFromResume(RestoreLine& line) {
+    if (!line.images.empty() || line.resume.empty() || Checkpoint::IsOne(line.resume)) return;
+    line.images.push_back(line.resume);
+    line.resume.clear();
 }
 
 RestoreJob JobOf(const CLI::App& command, const RestoreLine& line) {
     RestoreJob job = line.job;
     TakeQualityOptions(line.quality, job);
     job.given = GivenOptions(command);
+    job.resumePieces = ResumesPieces(command, line);
+    job.resume = line.resume;
+    if (job.resumePieces) std::erase(job.given, "--resume");  // every method does
+    if (line.maxMemory) job.maxMemory = ParseByteSize("--max-memory", *line.maxMemory);
     if (line.tiles) job.tiles = ParseTiles(*line.tiles);
     TakeSelection(line.selection, line.optics, job);
     return job;
@@ -232,6 +266,23 @@ void AddRestoreCommand(CLI::App& app, CommandContext& context) {
     AddRestoreOptions(*command, *line);
     command->callback([line, command, sources, &context] {
         sources->Run([&] { RunRestoreLine(*command, *line, context.messages); });
+    });
+}
+
+void AddEstimateCommand(CLI::App& app, CommandContext& context) {
+    CLI::App* const command = app.add_subcommand(
+        "estimate", "Tells what 'restore' with the same options would take: blocks, memory, time");
+    command->footer(app.get_footer());
+    auto line = std::make_shared<RestoreLine>();
+    AddImageOptions(*command, *line);
+    command->callback([line, command, &context] {
+        TakeImageFromResume(*line);
+        if (line->images.size() != 1) {
+            throw UserError("an estimate is for one image; give one", ExitCode::Usage);
+        }
+        RestoreJob job = JobOf(*command, *line);
+        job.image = line->images.front();
+        RunEstimateJob(job, context.messages);
     });
 }
 

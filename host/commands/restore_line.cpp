@@ -128,8 +128,10 @@ void AddBatchOptions(CLI::App& command, BatchOptions& batch) {
         ->group(kFilesGroup);
 }
 
-void RunRestoreLine(const CLI::App& command, const RestoreLine& line, const Messages& messages) {
-    if (line.batch.manifest.empty()) RequireOption(command, "image");
+void RunRestoreLine(const CLI::App& command, const RestoreLine& given, const Messages& messages) {
+    RestoreLine line = given;
+    TakeImageFromResume(line);
+    if (line.batch.manifest.empty() && line.images.empty()) RequireOption(command, "image");
     if (AsksForOne(command, line)) {
         RunOne(command, line, messages);
     } else {

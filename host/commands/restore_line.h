@@ -43,8 +43,13 @@ struct RestoreLine {
     Selection selection;
     QualityOptions quality;
     std::optional<std::string> tiles;
+    std::optional<std::string> maxMemory;
+    std::string resume;
     BatchOptions batch;
 };
+
+/// A word behind --resume that is no checkpoint is the image, where there is no other.
+void TakeImageFromResume(RestoreLine& line);
 
 /// Adds all options of restore; `line` outlives the parsing.
 void AddRestoreOptions(CLI::App& app, RestoreLine& line);

@@ -30,7 +30,7 @@ std::string NameOf(const CLI::Option& option) {
 }
 
 bool IsFlag(const CLI::Option& option) {
-    return option.get_expected_min() == 0;
+    return option.get_expected_max() == 0;
 }
 
 /// The options of restore that count for each image of several.
@@ -40,6 +40,12 @@ std::vector<const CLI::Option*> OptionsOfImage(const CLI::App& command) {
         if (OptionsOfRun().count(NameOf(*option)) == 0) options.push_back(option);
     }
     return options;
+}
+
+/// A flag, or an option that was given without the value that it may have.
+bool StandsAlone(const CLI::Option& option) {
+    const bool maybe = option.get_expected_min() == 0 && option.get_expected_max() > 0;
+    return maybe ? option.results().empty() || option.results().back().empty() : IsFlag(option);
 }
 
 bool Truth(const std::string& column, const std::string& text) {
@@ -91,16 +97,18 @@ std::vector<std::string> RestoreWords::WordsFor(const std::string& image, const 
     for (const CLI::Option* option : OptionsOfImage(command_)) {
         if (option->count() == 0 || decided.count(option) > 0) continue;
         const std::string name = NameOf(*option);
-        if (std::find(std::begin(kSingleFiles), std::end(kSingleFiles), "--" + name) !=
-            std::end(kSingleFiles)) {
+        const bool file = std::find(std::begin(kSingleFiles), std::end(kSingleFiles), "--" + name) !=
+                          std::end(kSingleFiles);
+        if (file && !StandsAlone(*option)) {
             throw UserError(
                 "--" + name + " names one file for several images; give each its own in a manifest",
                 ExitCode::Usage);
         }
-        if (IsFlag(*option)) words.push_back("--" + name);
-        for (const std::string& text : option->results()) {
-            if (!IsFlag(*option)) words.push_back("--" + name + "=" + text);
+        if (StandsAlone(*option)) {
+            words.push_back("--" + name);
+            continue;
         }
+        for (const std::string& text : option->results()) words.push_back("--" + name + "=" + text);
     }
     for (const char* flag : {"--overwrite", "--no-sidecar"}) {
         if (command_.count(flag) > 0) words.emplace_back(flag);

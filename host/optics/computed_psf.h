@@ -5,6 +5,8 @@
 
 #include <gnr_deconvolution/psf_3d.h>
 
+#include <cstdint>
+
 #include "optics/optics.h"
 #include "optics/widths.h"
 #include "report/messages.h"
@@ -22,6 +24,9 @@ class ComputedPsf {
     ComputedPsf(const Optics& optics, const Extent& size, const Messages& messages);
 
     const Extent& size() const { return size_; }
+
+    /// Memory of its volume.
+    std::uint64_t bytes() const { return sizeof(float) * static_cast<std::uint64_t>(volume_.sizes.total); }
 
     /// The focus: side / 2 on each axis.
     Extent centre() const { return {size_.x / 2, size_.y / 2, size_.z / 2}; }

@@ -128,6 +128,8 @@ Json SplitAsJson(const SplitRecord& split) {
 Json VolumeAsJson(const VolumeRecord& volume) {
     Json json = {{"name", volume.name}, {"shape", SidesOf(volume.shape)}};
     json["padded"] = volume.frame == Extent() ? Json() : SidesOf(volume.frame);
+    json["blocks"] = SidesOf(volume.blocks);
+    json["blocks_taken_over"] = volume.takenOver;
     json["iterations"] = volume.iterations;
     json["limit"] = volume.limit;
     json["end"] = NameOf(volume.end);

@@ -22,6 +22,9 @@ class Messages {
     /// One line, "rydecon: note: <line>", on standard error; nothing when quiet.
     virtual void Note(const std::string& line) const;
 
+    /// A note on how a run goes about its work, of which nothing depends: not kept in records.
+    virtual void Announce(const std::string& line) const { Note(line); }
+
   private:
     bool quiet_;
 };
@@ -36,6 +39,7 @@ class PrefixedMessages final : public Messages {
     void Note(const std::string& line) const override {
         inner_.Note(prefix_.empty() ? line : prefix_ + ": " + line);
     }
+    void Announce(const std::string& line) const override { inner_.Announce(line); }
 
   private:
     const Messages& inner_;

@@ -20,6 +20,7 @@ class RecordedMessages final : public Messages {
         lines_.push_back(line);
         to_.Note(line);
     }
+    void Announce(const std::string& line) const override { to_.Announce(line); }
 
     const std::vector<std::string>& lines() const { return lines_; }
 

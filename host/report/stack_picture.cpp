@@ -111,8 +111,9 @@ GreyPicture DrawStack(const Projections& projections, const std::string& label) 
     DrawText(picture, 0, 0, label);
     picture.Draw(Render(projections.xy(), header.width, header.height, layout.width, layout.height, contrast),
                  0, labelHeight);
-    picture.Draw(Render(projections.xz(), header.width, header.planes(), layout.width, layout.depth, contrast),
-                 0, labelHeight + layout.height + kGap);
+    picture.Draw(
+        Render(projections.xz(), header.width, header.planes(), layout.width, layout.depth, contrast), 0,
+        labelHeight + layout.height + kGap);
     DrawScaleBar(picture, 0, height - kScaleBarHeight, bar);
     return picture;
 }

@@ -126,6 +126,15 @@ Checkpoint::Checkpoint(const std::filesystem::path& path) : path_(path) {
     estimate_ = head.estimate;
 }
 
+bool Checkpoint::IsOne(const std::filesystem::path& path) {
+    std::error_code failure;
+    if (!std::filesystem::is_regular_file(path, failure)) return false;
+    std::ifstream file(path, std::ios::binary);
+    std::array<char, 8> magic{};
+    file.read(magic.data(), magic.size());
+    return file && magic == kMagic;
+}
+
 void Checkpoint::RequireFit(const RunIdentity& identity) const {
     const auto refuse = [this](const std::string& difference) {
         throw ReadError(path_, "the checkpoint belongs to " + difference);

@@ -54,6 +54,9 @@ class Checkpoint {
     /// another version.
     explicit Checkpoint(const std::filesystem::path& path);
 
+    /// Whether a file begins like a checkpoint, of whatever version.
+    static bool IsOne(const std::filesystem::path& path);
+
     const std::filesystem::path& path() const { return path_; }
     unsigned iterations() const { return iterations_; }
 

@@ -69,7 +69,7 @@ class RelayedCore final : public Core {
 
 /// A core that hands its iterates to a sink instead of writing the library's diagnostic file.
 template <class Core>
-class ObservedCore final : public Core {
+class ObservedCore : public Core {
   public:
     template <class... Arguments>
     explicit ObservedCore(IterateSink* sink, Arguments... arguments) : Core(arguments...), sink_(sink) {}

@@ -12,10 +12,12 @@
 #include "io/file_error.h"
 #include "io/stack_reader.h"
 #include "io/stack_writer.h"
-#include "io/temporary_file.h"
 #include "report/output_file.h"
+#include "restoration/blocks/piecewise_restoration.h"
+#include "restoration/blocks/run_forecast.h"
 #include "restoration/convergence.h"
 #include "restoration/method_choice.h"
+#include "restoration/output_checks.h"
 #include "restoration/picture_job.h"
 #include "restoration/stack_volume.h"
 #include "restoration/volume_restoration.h"
@@ -23,52 +25,6 @@
 namespace rydecon {
 
 namespace {
-
-/// Finds out now, and not after hours, that no checkpoint can be written there.
-void CheckCheckpointFile(const RestoreJob& job) {
-    if (job.checkpoint.empty()) return;
-    std::error_code ignored;
-    const auto place = [&ignored](const auto& path) {
-        return std::filesystem::weakly_canonical(std::filesystem::absolute(path), ignored);
-    };
-    if (place(job.checkpoint) == place(job.output)) {
-        throw WriteError(job.checkpoint, "it is the output of this command; give another name");
-    }
-    const bool goesOn = std::filesystem::equivalent(job.checkpoint, job.resume, ignored);
-    CheckOutputFile(job.checkpoint, job.overwrite || goesOn, InputsOf(job));
-    const TemporaryFile probe(job.checkpoint, true);
-}
-
-/// Two outputs need two files, neither of which is an input.
-void CheckPsfOutput(const RestoreJob& job) {
-    if (job.psfOutput.empty()) return;
-    const auto whole = [](const std::filesystem::path& path) {
-        return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
-    };
-    if (whole(job.psfOutput) == whole(job.output)) {
-        throw UserError("--psf-out and --output name the same file; give them different names",
-                        ExitCode::Usage);
-    }
-    CheckOutputFile(job.psfOutput, job.overwrite, {job.image, job.psf.file, job.truth});
-}
-
-/// A curve goes to a file of its own.
-void CheckCurveOutput(const RestoreJob& job) {
-    if (job.curveOutput.empty()) return;
-    const auto whole = [](const std::filesystem::path& path) {
-        return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
-    };
-    for (const auto& [path, option] :
-         {std::pair{job.output, "--output"}, std::pair{job.psfOutput, "--psf-out"},
-          std::pair{job.checkpoint, "--checkpoint"}}) {
-        if (path.empty() || whole(path) != whole(job.curveOutput)) continue;
-        throw UserError(
-            std::string("--curve and ") + option + " name the same file; give them different names",
-            ExitCode::Usage);
-    }
-    CheckOutputFile(job.curveOutput, job.overwrite, InputsOf(job));
-    const TemporaryFile probe(job.curveOutput, job.overwrite);
-}
 
 void WriteCurveOf(const RestoreJob& job, const VolumeRecord& volume) {
     if (job.curveOutput.empty()) return;
@@ -104,11 +60,26 @@ std::string EndText(const Method& method, const VolumeRecord& volume) {
            ")";
 }
 
+/// "2 x 2 x 1 blocks, 3 of them from an earlier run, each "; empty for a volume in one piece.
+std::string BlocksText(const VolumeRecord& volume) {
+    if (volume.blocks == Extent{1, 1, 1}) return "";
+    const std::string taken =
+        volume.takenOver > 0 ? ", " + std::to_string(volume.takenOver) + " of them from an earlier run" : "";
+    return ToString(volume.blocks) + " blocks" + taken + ", each ";
+}
+
+/// The head of a run. The probe of the time is only for somebody who reads it.
+void TellPlan(const RestoreJob& job, const Method& method, const RunPlan& plan, const Messages& messages) {
+    if (messages.quiet()) return;
+    messages.Announce(PlanText(plan, method, ForecastSeconds(method, job.settings, plan)));
+}
+
 void PrintVolume(const RestoreJob& job, const Method& method, const VolumeRecord& volume, double seconds) {
     const std::string name = volume.name.empty() ? "" : " of " + volume.name;
-    std::printf("%s: %s samples%s, method %s%s, padded to %s, %.2f s\n", job.output.string().c_str(),
+    std::printf("%s: %s samples%s, method %s%s, %spadded to %s, %.2f s\n", job.output.string().c_str(),
                 ToString(volume.shape).c_str(), name.c_str(), job.method.c_str(),
-                EndText(method, volume).c_str(), ToString(volume.frame).c_str(), seconds);
+                EndText(method, volume).c_str(), BlocksText(volume).c_str(), ToString(volume.frame).c_str(),
+                seconds);
     if (method.refinesPsf) {
         std::printf("width of the PSF at half maximum: %s\n", volume.psfWidths.c_str());
     }
@@ -143,10 +114,18 @@ void RequireOneVolume(const RestoreJob& job, const StackHeader& header) {
     }
 }
 
-/// One channel at one time, from the file to its place in the output.
-VolumeRecord RestoreVolume(const RestoreJob& job, SelectedStack& stack, int c, int t,
-                           VolumeRestoration& restoration, PlaneSink& to, VolumeRestoration::PsfUse use,
-                           const Messages& messages) {
+/// One channel at one time of a job.
+struct VolumeTask {
+    const RestoreJob& job;  // with the PSF of the channel
+    SelectedStack& stack;
+    int c;
+    int t;
+};
+
+/// From the file to its place in the output.
+VolumeRecord RestoreVolume(const VolumeTask& task, VolumeRestoration& restoration,
+                           PiecewiseRestoration& pieces, StackWriter& writer, const Messages& messages) {
+    const auto& [job, stack, c, t] = task;
     const StackHeader& header = stack.header();
     const std::string name = stack.NameOf(c, t);
     const PrefixedMessages notes(messages, name);
@@ -161,7 +140,11 @@ VolumeRecord RestoreVolume(const RestoreJob& job, SelectedStack& stack, int c, i
         const auto scale = FindPhotonScale(from.repaired(), job.stop.photons, job.image);
         if (scale) restoration.ChooseBySplit(from.repaired(), cleaning, *scale);
     }
-    VolumeRecord record = restoration.Restore(from, to, use);
+    WrittenVolume to(writer, c, t);
+    const bool last = t + 1 == header.times;
+    VolumeRecord record =
+        pieces.Restore(static_cast<unsigned>(c * header.times + t), from, to,
+                       last ? VolumeRestoration::PsfUse::Last : VolumeRestoration::PsfUse::Again);
     record.name = name;
     record.cleaning = cleaning;
     return record;
@@ -188,9 +171,7 @@ RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, cons
     std::vector<std::filesystem::path> inputs = InputsOf(job);
     inputs.push_back(job.resume);
     CheckOutputFile(job.output, job.overwrite, inputs);
-    CheckCheckpointFile(job);
-    CheckPsfOutput(job);
-    CheckCurveOutput(job);
+    CheckFilesBeside(job);
     RequireSound(job.psf.optics);
 
     StackReader reader(job.image, messages, Accept::AnyStack);
@@ -199,25 +180,33 @@ RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, cons
     const StackHeader& header = record.header = WithStatedVoxel(stack.header(), job.psf.optics);
     RequireOneVolume(job, header);
     const std::vector<PsfChoice> psfs = PsfsOfChannels(job, stack);
+    const auto times = static_cast<unsigned>(header.times);
+    const unsigned volumes = static_cast<unsigned>(header.channels) * times;
     std::optional<StackWriter> writer;
+    std::optional<PartFolder> parts;
     for (int c = 0; c < header.channels; ++c) {
         RestoreJob channel = job;
         channel.psf = psfs[static_cast<std::size_t>(c)];
         VolumeRestoration restoration(channel, method, HeaderOfChannel(header, c), messages);
-        if (!writer) writer.emplace(job.output, header, WriteOptions{job.overwrite, job.sampleType, {}, {}});
+        if (!writer) {
+            writer.emplace(job.output, header, WriteOptions{job.overwrite, job.sampleType, {}, {}});
+            parts.emplace(job.output, job.resumePieces, messages);
+        }
+        const unsigned first = static_cast<unsigned>(c) * times;
+        PiecewiseRestoration pieces(*parts, channel, method, restoration,
+                                    {header.width, header.height, header.slices}, {first, volumes}, messages);
+        TellPlan(job, method, pieces.plan(), messages);
         for (int t = 0; t < header.times; ++t) {
-            const bool last = t + 1 == header.times;
-            WrittenVolume to(*writer, c, t);
             const long long clippedBefore = ClippedIn(*writer);
-            record.volumes.push_back(RestoreVolume(
-                channel, stack, c, t, restoration, to,
-                last ? VolumeRestoration::PsfUse::Last : VolumeRestoration::PsfUse::Again, messages));
+            record.volumes.push_back(
+                RestoreVolume({channel, stack, c, t}, restoration, pieces, *writer, messages));
             record.volumes.back().clipped = ClippedIn(*writer) - clippedBefore;
         }
         TellBleaching(job, record, c, messages);
         if (c + 1 < header.channels) continue;
         WriteCurveOf(job, record.volumes.back());
         writer->Commit();
+        parts->Remove();
         restoration.CommitRefinedPsf();
     }
     NoteClipped(*writer, job, messages);
@@ -226,21 +215,9 @@ RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, cons
     return record;
 }
 
-/// Narrows a name that means a method for volumes and one for pictures to that of this image.
-MethodChoice MethodsForImage(const RestoreJob& job) {
-    MethodChoice methods = FindMethods(job.method);
-    RefuseUnread(methods, job.given, "");
-    if (methods.volume == nullptr || methods.picture == nullptr) return methods;
-    CheckSettings(*methods.volume, job.settings);
-    const bool onePlane = SlicesOf(StackReader(job.image, Messages(true), Accept::AnyStack).header()) == 1;
-    if (onePlane || job.perPlane) {
-        methods.volume = nullptr;
-        RefuseUnread(methods, job.given, " on pictures");
-    } else {
-        methods.picture = nullptr;
-        RefuseUnread(methods, job.given, " on stacks");
-    }
-    return methods;
+void RefuseMemoryLimit(const RestoreJob& job) {
+    if (!job.maxMemory) return;
+    throw UserError("--max-memory cuts stacks; pictures are cut by --tiles", ExitCode::Usage);
 }
 
 }  // namespace
@@ -263,6 +240,7 @@ void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Message
 RestorationRecord RunRestoreJob(const RestoreJob& job, const Messages& messages) {
     const MethodChoice methods = MethodsForImage(job);
     CheckStop(job, methods.picture == nullptr ? methods.volume : nullptr);
+    if (methods.picture != nullptr) RefuseMemoryLimit(job);
     if (methods.picture != nullptr) return RunPictureJob(job, *methods.picture, messages);
     return RunVolumeJob(job, *methods.volume, messages);
 }

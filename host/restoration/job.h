@@ -22,4 +22,7 @@ void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Message
 /// padded PSF, the core's buffers, and what MakePsfSource takes.
 RestorationRecord RunRestoreJob(const RestoreJob& job, const Messages& messages);
 
+/// Prints what the job would take, on standard output: padded size, blocks, memory, time. Writes no file.
+void RunEstimateJob(const RestoreJob& job, const Messages& messages);
+
 }  // namespace rydecon

@@ -64,9 +64,12 @@ void Fade(float* target, const float* source, int count, float weight, float mea
 }  // namespace
 
 void FillMargin(const PaddedVolume& volume, const Extent& image) {
+    FillMargin(volume, image, BorderMean(volume, image));
+}
+
+void FillMargin(const PaddedVolume& volume, const Extent& image, float mean) {
     const std::int32_t rowLength = volume.sizes().rowLength;
     const Extent side = volume.logical();
-    const float mean = BorderMean(volume, image);
     const auto gapX = MirrorGap(image.x, side.x);
     const auto gapY = MirrorGap(image.y, side.y);
     const auto gapZ = MirrorGap(image.z, side.z);

@@ -12,4 +12,7 @@ namespace rydecon {
 /// border meets a step, and nothing rings across.
 void FillMargin(const PaddedVolume& volume, const Extent& image);
 
+/// Likewise, fading to a mean that is known, as that of the image from which a block is cut.
+void FillMargin(const PaddedVolume& volume, const Extent& image, float mean);
+
 }  // namespace rydecon

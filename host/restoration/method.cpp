@@ -142,6 +142,25 @@ PreparedMethod MakeWiener(const Method& /*method*/, const MethodSettings& settin
     return wiener;
 }
 
+/// Richardson-Lucy keeps a volume for its regularisation, which stays idle without one.
+double IdleWithoutWholeStrength(double strength) {
+    return std::trunc(strength) == 0.0 ? 1.0 : 0.0;
+}
+double IdleWithoutStrength(double strength) {
+    return strength == 0.0 ? 1.0 : 0.0;
+}
+
+/// The reserve of the accelerated form is for a regularisation that it does not have.
+double IdleOfAccelerated(double /*strength*/) {
+    return 1.0;
+}
+
+/// One volume and the work space, 28 bands of the first level; without shrinkage those eight bands as well.
+double IdleOfLandweber(double strength) {
+    constexpr double kWorkSpace = 28.0 / 8.0;
+    return 1.0 + kWorkSpace + (strength == 0.0 ? 1.0 : 0.0);
+}
+
 }  // namespace
 
 const std::vector<Method>& Methods() {
@@ -156,18 +175,22 @@ const std::vector<Method>& Methods() {
          .regularization = 1.0,
          .leastRegularization = 1.0,
          .liftsNegative = true,
+         .idleVolumes = IdleOfAccelerated,
          .make = MakeAccelerated},
         {.name = "lucy-richardson",
          .summary = "plain Richardson-Lucy, all --iterations; --regularization from 1 smooths",
          .reads = {"--iterations", "--regularization", "--truth", "--curve"},
          .iterations = 30,
          .showsIterates = true,
+         .idleVolumes = IdleWithoutWholeStrength,
          .make = MakeManual},
         {.name = "lucy-richardson-auto",
          .summary = "Richardson-Lucy that ends by itself; --regularization of about 0.1 smooths",
          .reads = {"--iterations", "--regularization", "--stop-ratio", "--truth", "--curve"},
          .iterations = 100,
          .showsIterates = true,
+         .scalesStrength = true,
+         .idleVolumes = IdleWithoutStrength,
          .make = MakeAutomatic},
         {.name = "landweber",
          .summary = "least squares with momentum, noise shrunk in wavelets, all --iterations; "
@@ -177,6 +200,7 @@ const std::vector<Method>& Methods() {
          .showsIterates = true,
          .regularization = 2.0,
          .sides = Sides::Wavelets,
+         .idleVolumes = IdleOfLandweber,
          .make = MakeLandweber},
         {.name = "landweber-auto",
          .summary = "least squares without momentum that ends by itself, noise shrunk in wavelets",
@@ -185,6 +209,7 @@ const std::vector<Method>& Methods() {
          .showsIterates = true,
          .regularization = 2.0,
          .sides = Sides::Wavelets,
+         .idleVolumes = IdleOfLandweber,
          .make = MakeLandweberAutomatic},
         {.name = "landweber-wavelet",
          .summary = "least squares on wavelet coefficients, all --iterations; --regularization is whole",
@@ -229,6 +254,10 @@ const std::vector<Method>& Methods() {
          .make = MakeWiener},
     };
     return methods;
+}
+
+bool Method::endsByItself() const {
+    return std::find(reads.begin(), reads.end(), "--stop-ratio") != reads.end();
 }
 
 void RequireRange(const std::string& what, double value, double least, double greatest) {

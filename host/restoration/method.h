@@ -25,7 +25,7 @@ struct MethodSettings {
     std::optional<unsigned> iterations;    ///< most iterations
     std::optional<double> regularization;  ///< strength
     double stopRatio = 1.0007;             ///< threshold of the automatic stop
-    bool noAutoStop = false;               ///< runs all iterations
+    bool noAutoStop = false;               ///< runs all iterations, whatever the method's stop test
     bool wienerStart = false;              ///< begins from a Wiener filtered image
     double thresholdScale = 1.0;           ///< factor of the threshold of wavelet coefficients
     unsigned checkpointEvery = 10;         ///< iterations of a stage of a staged method
@@ -52,10 +52,16 @@ struct Method {
     double regularization = 0.0;       ///< default strength
     double leastRegularization = 0.0;  ///< smallest strength that makes sense
     bool liftsNegative = false;        ///< raises an image with negative samples above 0 by itself
+    bool scalesStrength = false;  ///< its strength counts for samples divided by the largest of the volume
     bool wholeRegularization = false;  ///< takes whole strengths only
     bool refinesPsf = false;           ///< changes the PSF too, and counts sweeps of both
     Sides sides = Sides::Any;          ///< what it asks of the padded volume
+    /// Volumes' worth of the core's buffers that a run never touches, so that the system hands out addresses for
+    /// them and no memory; empty where there are none.
+    std::function<double(double strength)> idleVolumes = {};
+
     bool iterative() const { return iterations > 0; }
+    bool endsByItself() const;  ///< has a stop test
 
     /// A core and its parameters for these settings. sink may be null.
     std::function<PreparedMethod(const Method&, const MethodSettings&, IterateSink* sink)> make;

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 
+#include "io/stack_reader.h"
 #include "report/user_error.h"
+#include "restoration/stack_volume.h"
 
 namespace rydecon {
 
@@ -56,6 +58,22 @@ void RefuseUnread(const MethodChoice& choice, const std::vector<std::string>& gi
                             NamesWhere([&option](const auto& method) { return Reads(&method, option); }),
                         ExitCode::Usage);
     }
+}
+
+MethodChoice MethodsForImage(const RestoreJob& job) {
+    MethodChoice methods = FindMethods(job.method);
+    RefuseUnread(methods, job.given, "");
+    if (methods.volume == nullptr || methods.picture == nullptr) return methods;
+    CheckSettings(*methods.volume, job.settings);
+    const bool onePlane = SlicesOf(StackReader(job.image, Messages(true), Accept::AnyStack).header()) == 1;
+    if (onePlane || job.perPlane) {
+        methods.volume = nullptr;
+        RefuseUnread(methods, job.given, " on pictures");
+    } else {
+        methods.picture = nullptr;
+        RefuseUnread(methods, job.given, " on stacks");
+    }
+    return methods;
 }
 
 }  // namespace rydecon

@@ -8,6 +8,7 @@
 
 #include "restoration/method.h"
 #include "restoration/picture_method.h"
+#include "restoration/restore_job.h"
 
 namespace rydecon {
 
@@ -24,5 +25,8 @@ MethodChoice FindMethods(const std::string& name);
 /// A setting that no method of the choice reads is a mistake, not something to pass over: UserError (usage).
 /// on  what the choice is narrowed to, such as " on one plane"; may be empty
 void RefuseUnread(const MethodChoice& choice, const std::vector<std::string>& given, const std::string& on);
+
+/// The method of the job, a name that means one for volumes and one for pictures narrowed to that of its image.
+MethodChoice MethodsForImage(const RestoreJob& job);
 
 }  // namespace rydecon

@@ -3,6 +3,7 @@
 
 // The samples of a PSF as they come: streamed from a file, or from a volume in memory.
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -29,6 +30,9 @@ class PsfRows {
     virtual std::string name() const = 0;
     virtual Extent size() const = 0;
     virtual void ForEachRow(const Visit& visit) = 0;
+
+    /// Memory that the samples take between two walks.
+    virtual std::uint64_t bytes() const { return 0; }
 
     /// What they were computed from, where they were.
     virtual std::optional<Optics> optics() const { return std::nullopt; }
@@ -62,6 +66,7 @@ class BoxPsfRows final : public PsfRows {
     std::string name() const override { return name_; }
     Extent size() const override { return samples_.size(); }
     void ForEachRow(const Visit& visit) override;
+    std::uint64_t bytes() const override { return sizeof(float) * samples_.samples().size(); }
 
   private:
     std::string name_;
@@ -77,6 +82,7 @@ class ComputedPsfRows final : public PsfRows {
     std::string name() const override { return "the computed PSF"; }
     Extent size() const override { return psf_.size(); }
     void ForEachRow(const Visit& visit) override;
+    std::uint64_t bytes() const override { return psf_.bytes(); }
     std::optional<Optics> optics() const override { return optics_; }
 
   private:

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "restoration/psf_source.h"
 
+#include <zlib.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -60,6 +62,18 @@ void PsfSource::FindReach() {
     });
     reach_.low = {peak_.x - first.x, peak_.y - first.y, peak_.z - first.z};
     reach_.high = {last.x - peak_.x, last.y - peak_.y, last.z - peak_.z};
+}
+
+std::uint32_t PsfSource::Checksum() {
+    const Extent side = rows_->size();
+    const auto extend = [](std::uint32_t checksum, const void* bytes, std::size_t count) {
+        return static_cast<std::uint32_t>(crc32_z(checksum, static_cast<const Bytef*>(bytes), count));
+    };
+    std::uint32_t checksum = extend(0, &side, sizeof side);
+    rows_->ForEachRow([&](const float* row, int, int) {
+        checksum = extend(checksum, row, sizeof(float) * static_cast<std::size_t>(side.x));
+    });
+    return checksum;
 }
 
 void PsfSource::LayOut(const PaddedVolume& volume) {

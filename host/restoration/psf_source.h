@@ -4,6 +4,7 @@
 // A PSF, wherever it comes from, made ready for the library: peak at the origin with wrap-around, no negative
 // samples, sum 1.
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -40,6 +41,12 @@ class PsfSource {
 
     /// Reach of what is above kReachLevel of the peak: what decides the margin around an image.
     const PsfReach& reach() const { return reach_; }
+
+    /// CRC-32 of its sides and samples. Walks through the rows once more.
+    std::uint32_t Checksum();
+
+    /// Memory that it keeps.
+    std::uint64_t bytes() const { return rows_->bytes(); }
 
     /// Lays the PSF into a zeroed volume, peak at sample (0, 0, 0). What does not fit is cut off, with a
     /// note, the first time.

@@ -31,8 +31,11 @@ enum class EndOfRun {
 struct VolumeRecord {
     std::string name;  ///< "channel 2 (GFP), time 5"; empty where the image is no more than this
     Extent shape;
-    Extent
-        frame;  ///< the padded volume that it was restored in; of a picture, which has frames by tile, empty
+    /// The padded volume that it was restored in, or that each of its blocks was; of a picture, which has frames
+    /// by tile, empty.
+    Extent frame;
+    Extent blocks = {1, 1, 1};  ///< along the axes
+    unsigned takenOver = 0;     ///< blocks, or whole volumes, that an earlier run had restored
     unsigned iterations = 0;  ///< for a blind method its sweeps of image and PSF; for a picture of all tiles
     unsigned limit = 0;       ///< what iterations ends at
     EndOfRun end = EndOfRun::Direct;

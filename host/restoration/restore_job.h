@@ -3,7 +3,9 @@
 
 // What a restoration is asked to do.
 
+#include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,11 +34,13 @@ struct RestoreJob {
     MethodSettings settings;
     CleaningChoice cleaning;
     StopChoice stop;
-    std::filesystem::path curveOutput;  ///< for the figure of each iteration; empty: none
-    bool wantsCurve = false;            ///< records how well each iterate explains the image
-    std::vector<std::string> given;     ///< options on the command line that not every method reads
-    TileChoice tiles;                   ///< for pictures
-    bool perPlane = false;              ///< takes a stack for so many pictures
+    std::filesystem::path curveOutput;       ///< for the figure of each iteration; empty: none
+    bool wantsCurve = false;                 ///< records how well each iterate explains the image
+    std::vector<std::string> given;          ///< options on the command line that not every method reads
+    TileChoice tiles;                        ///< for pictures
+    std::optional<std::uint64_t> maxMemory;  ///< bytes the program may take; empty: what the machine has free
+    bool resumePieces = false;               ///< goes on with the pieces of an earlier run
+    bool perPlane = false;                   ///< takes a stack for so many pictures
     bool overwrite = false;
 };
 

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "report/user_error.h"
-#include "restoration/restore_job.h"
 #include "restoration/method.h"
+#include "restoration/restore_job.h"
 
 namespace rydecon {
 

@@ -38,10 +38,14 @@ void Truth::OnIterate(float scale, const float* iterate) {
     std::printf("iteration %u rmse %.6g\n", ++iterates_, std::sqrt(sum / samples));
 }
 
+float PedestalOfRange(float least, float greatest) {
+    const float t = std::min((greatest - least) / 40.0f, 20.0f);
+    return least < t ? t - least : 0.0f;
+}
+
 double PedestalOfAccelerated(const PaddedVolume& image) {
     const auto [least, greatest] = std::minmax_element(image.data(), image.data() + image.sizes().total);
-    const float t = std::min((*greatest - *least) / 40.0f, 20.0f);
-    return *least < t ? static_cast<double>(t - *least) : 0.0;
+    return PedestalOfRange(*least, *greatest);
 }
 
 }  // namespace rydecon

@@ -41,4 +41,7 @@ class Truth : public IterateSink {
 /// where its darkest sample lies below that. Over the whole buffer.
 double PedestalOfAccelerated(const PaddedVolume& image);
 
+/// Likewise, of samples from least to greatest.
+float PedestalOfRange(float least, float greatest);
+
 }  // namespace rydecon

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "io/file_error.h"
 #include "report/stop_request.h"
@@ -54,9 +55,10 @@ SampleRange LoadPlanes(PlaneSource& from, const PaddedVolume& volume) {
 }
 
 /// Loads the image and brings its samples into what the method computes with.
-SampleRange LoadImage(PlaneSource& from, const RestoreJob& job, const Method& method,
+SampleRange LoadImage(PlaneSource& from, const RestoreJob& job, const Method& method, bool checked,
                       const PaddedVolume& image, const Messages& messages) {
     const SampleRange range = LoadPlanes(from, image);
+    if (checked) return range;
     RefuseNonFinite(range, job.image);
     RefuseUnfitRange(range, job.image, image.logical());
     if (range.negative > 0 && !method.liftsNegative) {
@@ -152,10 +154,19 @@ VolumeRestoration::VolumeRestoration(const RestoreJob& job, const Method& method
       messages_(messages),
       settings_(job.settings),
       voxel_(header.voxel),
-      psf_(MakePsfSource(job.psf, job.image, header, messages)) {}
+      psf_(std::make_unique<PsfSource>(MakePsfSource(job.psf, job.image, header, messages))) {}
 
 Extent VolumeRestoration::FrameOf(const Extent& shape) const {
     return PlanFrame(shape, psf_->reach(), method_.sides);
+}
+
+VolumeRecord VolumeRestoration::RecordOf(const Extent& shape) const {
+    VolumeRecord record;
+    record.shape = shape;
+    record.frame = FrameOf(shape);
+    record.psf = psf_->name();
+    record.optics = psf_->optics();
+    return record;
 }
 
 void VolumeRestoration::OpenRefinedPsf(const Extent& frame) {
@@ -190,32 +201,39 @@ void VolumeRestoration::CopyConstant(const PaddedVolume& image, const Extent& sh
     refinedPsf_->Write(psf);
 }
 
-VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse use) {
-    VolumeRecord record;
-    const Extent shape = record.shape = from.shape();
-    const Extent frame = record.frame = FrameOf(shape);
-    record.psf = psf_->name();
-    record.optics = psf_->optics();
+VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse use,
+                                        const RunVariant& variant) {
+    VolumeRecord record = RecordOf(from.shape());
+    const auto [shape, frame] = std::pair(record.shape, record.frame);
     std::unique_ptr<Truth> truth;
     if (!job_.truth.empty()) truth = std::make_unique<Truth>(job_.truth, shape, frame, messages_);
     IterateSinks sinks;
     if (truth != nullptr) sinks.Add(truth.get());
-    PreparedMethod prepared = method_.make(method_, settings_, &sinks);
+    PreparedMethod prepared = method_.make(method_, variant.settings, &sinks);
     const std::unique_ptr<Checkpoint> resumed = OpenCheckpoint(job_, prepared);
     if (truth != nullptr && resumed != nullptr) truth->set_iterates(resumed->iterations());
     OpenRefinedPsf(frame);
 
     const PaddedVolume image(frame);
     const auto startOfReading = std::chrono::steady_clock::now();
-    record.before = LoadImage(from, job_, method_, image, messages_);
+    record.before = LoadImage(from, job_, method_, variant.checked, image, messages_);
     record.negativeCut = method_.liftsNegative ? 0 : record.before.negative;
     record.fluxIn = SumOf(image, shape);
     if (record.before.least == record.before.largest) {
         CopyConstant(image, shape, to, record);
         return record;
     }
+    if (variant.largestOfWhole && method_.scalesStrength) {
+        // The weight goes with the square of the strength.
+        prepared.params->dRegularization *=
+            std::sqrt(double{record.before.largest} / *variant.largestOfWhole);
+    }
     const std::uint32_t checksum = ChecksumOfStack(image, shape);
-    FillMargin(image, shape);
+    if (variant.borderOfWhole) {
+        FillMargin(image, shape, *variant.borderOfWhole);
+    } else {
+        FillMargin(image, shape);
+    }
     record.readSeconds = SecondsSince(startOfReading);
     const double lift = method_.liftsNegative ? PedestalOfAccelerated(image) : 0.0;
     if (truth != nullptr) truth->set_pedestal(lift);
@@ -226,7 +244,7 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
     const std::unique_ptr<CheckpointedRun> parked =
         ParkRun(job_, prepared, image, psf, resumed.get(), messages_);
     std::optional<ConvergenceSink> convergence;
-    if (job_.wantsCurve && method_.showsIterates) {
+    if (job_.wantsCurve && method_.showsIterates && !blocks_) {
         convergence.emplace(image, shape, psf, method_.refinesPsf, lift);
         sinks.Add(&*convergence);
     }
@@ -235,7 +253,8 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
 
     const PsfWidths widthsBefore = method_.refinesPsf ? WidthsOfWrapped(psf) : PsfWidths{};
     const auto start = std::chrono::steady_clock::now();
-    const unsigned units = RunCore(prepared, image, psf, shape, {.parked = parked.get()}, messages_);
+    const unsigned units = RunCore(prepared, image, psf, shape,
+                                   {.label = variant.label.c_str(), .parked = parked.get()}, messages_);
     record.coreSeconds = SecondsSince(start);
     record.split = split_;
     NoteEnd(method_, prepared, units, record);

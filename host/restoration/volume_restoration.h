@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 
 #include "report/messages.h"
 #include "restoration/checkpointed_run.h"
@@ -16,6 +17,15 @@
 #include "volume/plane_stream.h"
 
 namespace rydecon {
+
+/// What one run departs from its job in, as that of a block does.
+struct RunVariant {
+    MethodSettings settings;
+    std::string label = "restoring";           ///< of the progress bar
+    bool checked = false;                      ///< samples were checked, and made fit, by the caller
+    std::optional<float> largestOfWhole = {};  ///< largest sample of the volume that a block is cut from
+    std::optional<float> borderOfWhole = {};   ///< mean of that volume's border
+};
 
 class VolumeRestoration {
   public:
@@ -30,9 +40,18 @@ class VolumeRestoration {
     /// repaired  the image with the background that `cleaning` takes off still in it. See RunSplit
     void ChooseBySplit(PlaneSource& repaired, const Cleaning& cleaning, const PhotonScale& scale);
 
-    /// The volumes are blocks of one: those of one level are copied without a note, and one that comes back as it
-    /// was is no error.
+    /// The volumes are blocks of one: those of one level are copied without a note, one that comes back as it was is
+    /// no error, and none has a curve.
     void TakeBlocks() { blocks_ = true; }
+
+    /// Of the job, but for what a split chose.
+    const MethodSettings& settings() const { return settings_; }
+
+    /// Until the last run.
+    PsfSource& psf() const { return *psf_; }
+
+    /// The record of a volume that is yet to be restored.
+    VolumeRecord RecordOf(const Extent& shape) const;
 
     /// Whether the PSF is needed for more volumes; its memory is freed before the last run.
     enum class PsfUse { Again, Last };
@@ -41,7 +60,10 @@ class VolumeRestoration {
     /// the result looks like the image. Peak memory: the padded image, the padded PSF, the core's buffers, and
     /// two padded volumes and a copy of the image for a curve. UserError for samples that cannot be restored, for
     /// a result that is not finite or is the image itself, and with ExitCode::Stopped after Ctrl-C.
-    VolumeRecord Restore(PlaneSource& from, PlaneSink& to, PsfUse use);
+    VolumeRecord Restore(PlaneSource& from, PlaneSink& to, PsfUse use) {
+        return Restore(from, to, use, {settings_});
+    }
+    VolumeRecord Restore(PlaneSource& from, PlaneSink& to, PsfUse use, const RunVariant& variant);
 
     /// Puts what was written beside the planes in its place.
     void CommitRefinedPsf();
@@ -57,7 +79,7 @@ class VolumeRestoration {
     std::optional<SplitRecord> split_;
     bool blocks_ = false;
     VoxelSize voxel_;
-    std::optional<PsfSource> psf_;
+    std::unique_ptr<PsfSource> psf_;
     std::optional<RefinedPsfFile> refinedPsf_;
 };
 

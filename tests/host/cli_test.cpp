@@ -54,8 +54,8 @@ TEST_F(CommandLine, VersionIsTheProjects) {
 
 TEST_F(CommandLine, HelpTellsExitCodesForTheProgramAndEveryCommand) {
     for (const Words& words :
-         {Words{"--help"}, Words{"restore", "--help"}, Words{"psf", "--help"}, Words{"simulate", "--help"},
-          Words{"compare", "-h"}, Words{"view", "--help"}, Words{"info", "-h"}}) {
+         {Words{"--help"}, Words{"restore", "--help"}, Words{"estimate", "--help"}, Words{"psf", "--help"},
+          Words{"simulate", "--help"}, Words{"compare", "-h"}, Words{"view", "--help"}, Words{"info", "-h"}}) {
         const ProgramResult result = Run(words);
         EXPECT_EQ(result.exitCode, 0) << words.front();
         EXPECT_TRUE(Contains(result.out, "Usage: rydecon")) << result.out;
@@ -65,7 +65,7 @@ TEST_F(CommandLine, HelpTellsExitCodesForTheProgramAndEveryCommand) {
 }
 
 TEST_F(CommandLine, WrongUsageIsOneLineThatHelps) {
-    ExpectUsageError({}, "the commands are restore, psf, simulate, compare, view, info");
+    ExpectUsageError({}, "the commands are restore, estimate, psf, simulate, compare, view, info");
     ExpectUsageError({"--quiet"}, "a command is missing");
     ExpectUsageError({"compute"}, "unknown command 'compute'");
     ExpectUsageError({"smiulate"}, "did you mean 'simulate'?");

@@ -32,6 +32,18 @@ ls -A
 """
 
 
+# Room for the output and some of its pieces; then for all of them.
+DISK_OF_PIECES = """
+mount -t tmpfs -o size=2000k none "$1" || exit 77
+cd "$1"
+restore="$2 restore $3/in.tif --psf $3/psf.tif -o out.tif --method lucy-richardson --iterations 3"
+$restore --max-memory 17M -q; echo "code $?"
+ls -A
+mount -o remount,size=9000k none "$1"
+$restore --max-memory 17M --resume 2> said | grep -o "from an earlier run"; rm said; ls -A
+"""
+
+
 def gaussian_psf():
     z, y, x = numpy.mgrid[-4:5, -4:5, -4:5]
     return numpy.exp(-(x * x + y * y + z * z / 2) / 3).astype(numpy.float32)
@@ -125,10 +137,9 @@ class Files(RestoreTest):
         self.expect_refused(finished, "no file can be created in the folder '.' (Permission denied)")
         self.assertEqual(sorted(os.listdir(self.folder)), ["in.tif", "psf.tif"])
 
-    def test_full_disk(self):
-        self.write("in.tif", pattern(96, 80, 40))
+    def run_on_small_disk(self, script):
         with tempfile.TemporaryDirectory(prefix="rydecon_disk_") as disk:
-            command = ["unshare", "--user", "--map-root-user", "--mount", "sh", "-c", SMALL_DISK, "sh", disk,
+            command = ["unshare", "--user", "--map-root-user", "--mount", "sh", "-c", script, "sh", disk,
                        PROGRAM, str(self.folder)]
             try:
                 finished = subprocess.run(command, capture_output=True, text=True, check=False)
@@ -136,6 +147,20 @@ class Files(RestoreTest):
                 self.skipTest("there is no unshare to mount a small disk with")
         if finished.returncode == 77 or "unshare" in finished.stderr:
             self.skipTest("no small disk can be mounted here: " + finished.stderr.strip())
+        return finished
+
+    def test_full_disk_of_pieces(self):
+        self.write("in.tif", pattern(96, 80, 40))
+        finished = self.run_on_small_disk(DISK_OF_PIECES)
+        self.assertEqual(finished.stderr.count("\n"), 1, finished)
+        self.assertIn("cannot write 'out.tif.parts/", finished.stderr)
+        self.assertIn("No space left on device", finished.stderr)
+        self.assertIn("and the same command with --resume goes on from there", finished.stderr)
+        self.assertEqual(finished.stdout, "code 1\nout.tif.parts\nfrom an earlier run\nout.tif\nout.tif.json\n")
+
+    def test_full_disk(self):
+        self.write("in.tif", pattern(96, 80, 40))
+        finished = self.run_on_small_disk(SMALL_DISK)
         self.assertEqual(finished.stdout, "code 1\n")
         self.assertEqual(finished.stderr.count("\n"), 1, finished.stderr)
         self.assertIn("cannot write 'out.tif': No space left on device", finished.stderr)

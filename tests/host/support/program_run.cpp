@@ -58,6 +58,11 @@ Channel MakeTerminal() {
         const rlimit limit = {bytes, bytes};
         setrlimit(RLIMIT_FSIZE, &limit);
     }
+    if (settings.addressLimit > 0) {
+        const auto bytes = static_cast<rlim_t>(settings.addressLimit);
+        const rlimit limit = {bytes, bytes};
+        setrlimit(RLIMIT_AS, &limit);
+    }
     execv(RYDECON_PROGRAM, arguments.data());
     _exit(127);
 }
@@ -70,6 +75,16 @@ bool Drain(int descriptor, std::string& text) {
     if (count <= 0) return false;
     text.append(buffer, static_cast<std::size_t>(count));
     return true;
+}
+
+/// Every restoration says what it will take, with figures of the machine.
+void TakeOutPlan(ProgramResult& result) {
+    const auto first = result.err.find("rydecon: note: plan: ");
+    if (first == std::string::npos) return;
+    const auto end = result.err.find('\n', first);
+    const auto count = end == std::string::npos ? end : end + 1 - first;
+    result.plan = result.err.substr(first, count);
+    result.err.erase(first, count);
 }
 
 }  // namespace
@@ -145,6 +160,7 @@ ProgramResult RunningProgram::Wait() {
     rusage usage{};
     if (wait4(std::exchange(process_, -1), &status, 0, &usage) < 0) Throw("wait4");
     result.peakMemory = 1024 * usage.ru_maxrss;
+    TakeOutPlan(result);
     result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return result;
 }

@@ -31,6 +31,7 @@ struct ProgramResult {
     long peakMemory = 0;  // bytes resident at most
     std::string out;
     std::string err;
+    std::string plan;  // the line of standard error that tells what a restoration will take, taken out of err
 };
 
 struct ProgramSettings {
@@ -38,6 +39,7 @@ struct ProgramSettings {
     bool errorsToTerminal = false;         // standard error is a terminal of 80 columns
     bool outputToFullDevice = false;       // standard output refuses every byte
     long fileSizeLimit = 0;                // bytes; 0: none
+    long addressLimit = 0;                 // bytes, as ulimit -v sets them; 0: none
 };
 
 /// A program that is running.

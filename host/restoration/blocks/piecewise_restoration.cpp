@@ -1,0 +1,267 @@
+// SPDX-License-Identifier: MIT
+#include "restoration/blocks/piecewise_restoration.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "io/file_error.h"
+#include "report/stop_request.h"
+#include "report/user_error.h"
+#include "restoration/blocks/block_exchange.h"
+#include "restoration/blocks/piece_assembly.h"
+#include "restoration/truth.h"
+
+namespace rydecon {
+
+namespace {
+
+using PsfUse = VolumeRestoration::PsfUse;
+
+std::string Number(double value) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.17g", value);
+    return text;
+}
+
+/// All settings that a method may read, resolved.
+std::string SettingsText(const Method& method, const MethodSettings& s) {
+    return "method=" + method.name +
+           " iterations=" + std::to_string(s.iterations.value_or(method.iterations)) +
+           " regularization=" + Number(s.regularization.value_or(method.regularization)) +
+           " stop=" + Number(s.stopRatio) + (s.noAutoStop ? " to-the-end" : "") +
+           (s.wienerStart ? " wiener-start" : "") + " threshold=" + Number(s.thresholdScale) +
+           " noise=" + std::to_string(s.noise) + " stage=" + std::to_string(s.checkpointEvery) +
+           " inner=" + std::to_string(s.inner) + " guard=" + std::to_string(static_cast<int>(s.guard)) +
+           " energy=" + Number(s.energyStop);
+}
+
+/// Hands planes on and keeps their checksum, from the first time that they are read, k ascending.
+class ChecksummedPlanes final : public PlaneSource {
+  public:
+    explicit ChecksummedPlanes(PlaneSource& from) : from_(from) {}
+    Extent shape() const override { return from_.shape(); }
+    void ReadPlane(int k, float* rows, std::ptrdiff_t rowStride) override {
+        from_.ReadPlane(k, rows, rowStride);
+        if (k != next_) return;
+        ++next_;
+        checksum_ = ExtendChecksum(checksum_, rows, rowStride, shape());
+    }
+    std::uint32_t checksum() const { return checksum_; }
+
+  private:
+    PlaneSource& from_;
+    int next_ = 0;
+    std::uint32_t checksum_ = 0;
+};
+
+/// Hands planes on and keeps the range of their samples.
+class RangedPlanes final : public PlaneSink {
+  public:
+    RangedPlanes(PlaneSink& to, const Extent& shape) : to_(to), shape_(shape) {}
+    void WritePlane(int k, const float* rows, std::ptrdiff_t rowStride) override {
+        for (int j = 0; j < shape_.y; ++j)
+            range_.Add(rows + j * rowStride, static_cast<std::size_t>(shape_.x));
+        to_.WritePlane(k, rows, rowStride);
+    }
+    const SampleRange& range() const { return range_; }
+
+  private:
+    PlaneSink& to_;
+    Extent shape_;
+    SampleRange range_;
+};
+
+/// Makes planes a piece on their way to the output. All planes are read before the first one comes.
+class PieceOfPlanes final : public PlaneSink {
+  public:
+    PieceOfPlanes(PartFolder& parts, std::function<PieceHead()> head, PlaneSink& to)
+        : parts_(parts), makeHead_(std::move(head)), to_(to) {}
+
+    void WritePlane(int k, const float* rows, std::ptrdiff_t rowStride) override {
+        if (!piece_) piece_ = parts_.Write(head_ = makeHead_());
+        piece_->WritePlane(k, rows, rowStride);
+        to_.WritePlane(k, rows, rowStride);
+    }
+    void Commit(const PieceEnd& end) {
+        piece_->Commit(end);
+        parts_.Add(head_, end);
+    }
+
+  private:
+    PartFolder& parts_;
+    std::function<PieceHead()> makeHead_;
+    PlaneSink& to_;
+    PieceHead head_;
+    std::unique_ptr<PieceWriter> piece_;
+};
+
+void CopyPlanes(PlaneSource& from, PlaneSink& to) {
+    const Extent shape = from.shape();
+    std::vector<float> plane(static_cast<std::size_t>(shape.x) * static_cast<std::size_t>(shape.y));
+    for (int k = 0; k < shape.z; ++k) {
+        LeaveIfStopRequested();
+        from.ReadPlane(k, plane.data(), shape.x);
+        to.WritePlane(k, plane.data(), shape.x);
+    }
+}
+
+}  // namespace
+
+PiecewiseRestoration::PiecewiseRestoration(PartFolder& parts, const RestoreJob& job, const Method& method,
+                                           VolumeRestoration& restoration, const Extent& shape,
+                                           const Volumes& volumes, const Messages& messages)
+    : parts_(parts),
+      job_(job),
+      method_(method),
+      restoration_(restoration),
+      messages_(messages),
+      keepsWhole_(volumes.all > 1),
+      plan_(PlanRun(job, method, restoration, shape, parts.CountsOfEarlierRun(volumes.first))) {
+    if (!plan_.InBlocks() && !keepsWhole_) return;
+    ReturnFreedMemory();
+    psfChecksum_ = restoration.psf().Checksum();
+    if (plan_.InBlocks()) restoration.TakeBlocks();
+}
+
+std::string PiecewiseRestoration::Identity(std::uint32_t image) const {
+    return SettingsText(method_, restoration_.settings()) + " psf=" + std::to_string(psfChecksum_) +
+           " frame=" + ToString(plan_.frame) + " image=" + ToString(plan_.grid.shape()) + ":" +
+           std::to_string(image);
+}
+
+PieceHead PiecewiseRestoration::HeadOf(unsigned volume, int block, std::uint32_t image) const {
+    return {volume, static_cast<unsigned>(block), plan_.grid.counts(), plan_.grid.Used(block).size(),
+            Identity(image)};
+}
+
+VolumeRecord PiecewiseRestoration::Restore(unsigned volume, PlaneSource& from, PlaneSink& to, PsfUse use) {
+    if (!plan_.InBlocks() && !keepsWhole_) return restoration_.Restore(from, to, use);
+    try {
+        parts_.Open();
+        return plan_.InBlocks() ? RestoreInBlocks(volume, from, to) : RestoreWhole(volume, from, to, use);
+    } catch (const UserError& failure) {
+        Fail(failure);
+    }
+}
+
+void PiecewiseRestoration::Fail(const UserError& failure) {
+    const std::string left = parts_.WhatIsLeft();
+    if (!parts_.HoldsPieces()) parts_.Remove();
+    if (failure.code() == ExitCode::Stopped) throw UserError("stopped; " + left, ExitCode::Stopped);
+    if (!parts_.HoldsPieces()) throw failure;
+    throw UserError(std::string(failure.what()) + "; " + left, failure.code());
+}
+
+VolumeRecord PiecewiseRestoration::RestoreWhole(unsigned volume, PlaneSource& from, PlaneSink& to,
+                                                PsfUse use) {
+    if (parts_.resumes()) {
+        const ImageScan scan = ScanImage(from, plan_.grid);
+        const auto head = [&](int block) { return HeadOf(volume, block, scan.checksum); };
+        if (parts_.Has(head(0))) {
+            VolumeRecord record = restoration_.RecordOf(from.shape());
+            record.before = scan.range;
+            record.fluxIn = scan.sum;
+            RangedPlanes ranged(to, from.shape());
+            record.fluxOut = AssemblePieces(parts_, plan_.grid, head, 0.0f, ranged);
+            record.after = ranged.range();
+            record.iterations = parts_.EndOf(head(0)).iterations;
+            record.end = parts_.EndOf(head(0)).end;
+            record.takenOver = 1;
+            return record;
+        }
+    }
+    ChecksummedPlanes planes(from);
+    PieceOfPlanes piece(
+        parts_, [&] { return HeadOf(volume, 0, planes.checksum()); }, to);
+    const VolumeRecord record = restoration_.Restore(planes, piece, use);
+    piece.Commit({record.iterations, record.end});
+    return record;
+}
+
+Preparation PiecewiseRestoration::Prepare(const ImageScan& scan, const Extent& shape) const {
+    RefuseNonFinite(scan.range, job_.image);
+    RefuseUnfitRange(scan.range, job_.image, shape);
+    if (method_.liftsNegative) return {PedestalOfRange(scan.range.least, scan.range.largest), false};
+    NoteNegative(scan.range, job_.image, messages_);
+    return {0.0f, scan.range.negative > 0};
+}
+
+/// Once the first block has run, all others run as many iterations.
+PieceEnd PiecewiseRestoration::RestoreBlock(int block, const std::optional<PieceEnd>& first,
+                                            const ImageScan& scan, const Preparation& preparation,
+                                            PlaneSource& from, PlaneSink& to, VolumeRecord& record) {
+    if (first && scan.IsDark(block, plan_.grid)) {
+        CopyPlanes(from, to);
+        return *first;
+    }
+    RunVariant variant{restoration_.settings(), "restoring block " + std::to_string(block + 1) + " of " +
+                                                    std::to_string(plan_.grid.blocks())};
+    variant.checked = true;
+    variant.largestOfWhole = scan.range.largest;
+    variant.borderOfWhole = preparation.BorderMean(scan);
+    if (first && method_.endsByItself()) {
+        variant.settings.iterations = first->iterations;
+        variant.settings.noAutoStop = true;
+    }
+    const VolumeRecord one = restoration_.Restore(from, to, PsfUse::Again, variant);
+    record.coreSeconds += one.coreSeconds;
+    return first.value_or(PieceEnd{one.iterations, one.end});
+}
+
+/// The first block decides over the iterations of all.
+PieceEnd PiecewiseRestoration::MakePieces(PlaneSource& from, const ImageScan& scan,
+                                          const Preparation& preparation,
+                                          const std::function<PieceHead(int)>& head, VolumeRecord& record) {
+    const int first = scan.Brightest();
+    std::vector<int> missing;
+    if (!parts_.Has(head(first))) missing.push_back(first);
+    for (int block = 0; block < plan_.grid.blocks(); ++block) {
+        if (block != first && !parts_.Has(head(block))) missing.push_back(block);
+    }
+    record.takenOver = static_cast<unsigned>(plan_.grid.blocks()) - static_cast<unsigned>(missing.size());
+
+    BlockReader reader(from, plan_.grid, preparation, plan_.overlapped);
+    BlockWriter writer(parts_, plan_.grid, plan_.overlapped);
+    std::optional<PieceEnd> end;
+    if (parts_.Has(head(first))) end = parts_.EndOf(head(first));
+    try {
+        for (std::size_t n = 0; n < missing.size(); ++n) {
+            const int block = missing[n];
+            reader.Take(block, n + 1 < missing.size() ? std::optional(missing[n + 1]) : std::nullopt);
+            writer.Begin(head(block));
+            end = RestoreBlock(block, end, scan, preparation, reader, writer, record);
+            writer.End(*end);
+        }
+    } catch (...) {
+        writer.Wait();  // a finished piece is kept, whatever ends the run
+        throw;
+    }
+    writer.Wait();
+    return *end;
+}
+
+VolumeRecord PiecewiseRestoration::RestoreInBlocks(unsigned volume, PlaneSource& from, PlaneSink& to) {
+    const Extent shape = from.shape();
+    const ImageScan scan = ScanImage(from, plan_.grid);
+    const Preparation preparation = Prepare(scan, shape);
+    VolumeRecord record = restoration_.RecordOf(shape);
+    record.frame = plan_.frame;
+    record.blocks = plan_.grid.counts();
+    record.before = scan.range;
+    record.negativeCut = preparation.cutNegative ? scan.range.negative : 0;
+    record.fluxIn = preparation.cutNegative ? scan.range.positiveSum : scan.sum;
+
+    const auto head = [&](int block) { return HeadOf(volume, block, scan.checksum); };
+    const PieceEnd end = MakePieces(from, scan, preparation, head, record);
+    record.iterations = end.iterations;
+    record.end = end.end;
+    RangedPlanes ranged(to, shape);
+    record.fluxOut = AssemblePieces(parts_, plan_.grid, head, preparation.lift, ranged);
+    record.after = ranged.range();
+    return record;
+}
+
+}  // namespace rydecon

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// How long a planned restoration will take, from a measured probe, and the words that tell a plan.
+
+#include <optional>
+#include <string>
+
+#include "restoration/blocks/run_plan.h"
+#include "restoration/method.h"
+
+namespace rydecon {
+
+/// Seconds of the library's work for all blocks, run to the limit of iterations. The method's own core runs on
+/// a small volume, and its time is scaled by samples and the logarithm of their number. Takes a few tenths of
+/// a second, once for each method in a process; empty for a job that itself takes not much longer.
+std::optional<double> ForecastSeconds(const Method& method, const MethodSettings& settings,
+                                      const RunPlan& plan);
+
+/// "plan: 3 x 2 x 1 blocks, padded to 250 x 240 x 96 samples each, 310 MiB of 400 MiB (--max-memory), at most
+/// about 40 s"
+std::string PlanText(const RunPlan& plan, const Method& method, std::optional<double> seconds);
+
+/// "12 s", "7 min", "3.5 h"
+std::string DurationText(double seconds);
+
+}  // namespace rydecon

@@ -1,0 +1,243 @@
+// SPDX-License-Identifier: MIT
+#include "restoration/blocks/run_plan.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "report/user_error.h"
+#include "restoration/frame_plan.h"
+
+namespace rydecon {
+
+namespace {
+
+/// What the process takes beyond what it has when the plan is made: stacks, tables of the transforms, buffers
+/// of the file format.
+constexpr std::uint64_t kLaterGrowth = 3 * 1024 * 1024;
+
+/// What the program takes as a rule, growth included. It is the least that a plan reckons with, so that one limit
+/// gives the same blocks, and the same bytes, each time.
+constexpr std::uint64_t kProgram = 15 * 1024 * 1024;
+
+/// How far beyond the limit the blocks of an earlier run may go, since limits that are measured vary.
+constexpr double kSlackOfEarlierRun = 1.1;
+
+std::uint64_t Bytes(const Extent& box) {
+    return sizeof(float) * static_cast<std::uint64_t>(box.x) * static_cast<std::uint64_t>(box.y) *
+           static_cast<std::uint64_t>(box.z);
+}
+
+/// A volume in the library's layout: two more floats a row.
+std::uint64_t PaddedBytes(const Extent& frame) {
+    return Bytes({frame.x + 2, frame.y, frame.z});
+}
+
+/// Finds the blocks of one job.
+class Planner {
+  public:
+    Planner(const RestoreJob& job, const Method& method, const VolumeRestoration& restoration,
+            const Extent& shape)
+        : job_(job),
+          method_(method),
+          restoration_(restoration),
+          shape_(shape),
+          levels_(LevelsOf(FrameOf({1, 1, shape.z}).value_or(Extent{}))),
+          overlaps_(OverlapsFor(restoration.psf().reach(), 1 << levels_)),
+          limit_(FindMemoryLimit(job.maxMemory)),
+          now_(MeasureProcess()) {}
+
+    /// The plan for these counts; empty where the library or the method cannot have such blocks.
+    std::optional<RunPlan> PlanOf(const Extent& counts) const {
+        BlockGrid grid(shape_, counts, overlaps_);
+        const std::optional<Extent> frame = FrameOf(grid.LargestRead());
+        if (!frame || LevelsOf(*frame) != levels_) return std::nullopt;
+        RunPlan plan{std::move(grid), *frame, {}, limit_, false};
+        plan.need = NeedOf(plan, false);
+        if (!plan.InBlocks()) return plan;
+        const MemoryNeed overlapped = NeedOf(plan, true);
+        if (Fits(overlapped)) {
+            plan.need = overlapped;
+            plan.overlapped = true;
+        }
+        return plan;
+    }
+
+    bool Fits(const std::optional<RunPlan>& plan) const { return plan && Fits(plan->need); }
+
+    bool Fits(const MemoryNeed& need) const {
+        return need.Total() <= limit_.bytes && need.Total() + need.idle <= limit_.addresses;
+    }
+
+    bool NearlyFits(const std::optional<RunPlan>& plan) const {
+        if (!plan) return false;
+        const auto fits = [](std::uint64_t need, std::uint64_t limit) {
+            return static_cast<double>(need) <= kSlackOfEarlierRun * static_cast<double>(limit);
+        };
+        const std::uint64_t total = plan->need.Total();
+        return fits(total, limit_.bytes) && fits(total + plan->need.idle, limit_.addresses);
+    }
+
+    /// Whether the blocks of an earlier run may be taken. Others would make its pieces useless.
+    bool MayHave(const Extent& counts) const {
+        const Extent most = MostCounts();
+        return counts.x >= 1 && counts.x <= most.x && counts.y >= 1 && counts.y <= most.y && counts.z >= 1 &&
+               counts.z <= most.z && NearlyFits(PlanOf(counts));
+    }
+
+    /// Of all grids that fit the one with the fewest padded samples; empty where none fits.
+    std::optional<RunPlan> Cheapest() const {
+        std::optional<RunPlan> best;
+        const Extent most = MostCounts();
+        for (int z = 1; z <= most.z; ++z) {
+            for (int y = 1; y <= most.y; ++y) {
+                const int x = FewestColumns(y, z, most.x);
+                if (x == 0) continue;
+                std::optional<RunPlan> plan = PlanOf({x, y, z});
+                if (!best || plan->Samples() < best->Samples()) best = std::move(plan);
+                if (x == 1) break;  // more rows would be smaller than needed
+            }
+        }
+        return best;
+    }
+
+    /// One line for a job of which not even the smallest blocks fit.
+    UserError Refusal() const {
+        const std::string limit = "not enough memory: " + limit_.source + " allows " + ByteText(limit_.bytes);
+        const Extent most = MostCounts();
+        for (int z = most.z; z >= 1; --z) {
+            const std::optional<RunPlan> smallest = PlanOf({most.x, most.y, z});
+            if (!smallest) continue;  // too few planes for the method
+            return UserError(limit + ", and even the smallest blocks, padded to " +
+                             ToString(smallest->frame) + " samples, need " +
+                             ByteText(smallest->need.Total()) + "; allow that much, or use a smaller PSF");
+        }
+        return UserError(limit + ", and no block of the volume can be addressed; crop the stack");
+    }
+
+  private:
+    /// Empty beyond what the library addresses.
+    std::optional<Extent> FrameOf(const Extent& shape) const {
+        try {
+            return restoration_.FrameOf(shape);
+        } catch (const UserError&) {
+            return std::nullopt;
+        }
+    }
+
+    /// Wavelet levels go with the planes of the frame. Blocks have as many as the whole, or they would shrink
+    /// other bands.
+    int LevelsOf(const Extent& frame) const {
+        constexpr int kPlanesOfLevel = 16;
+        constexpr int kMostLevels = 4;
+        return method_.sides == Sides::Any ? 0 : std::min(frame.z / kPlanesOfLevel, kMostLevels);
+    }
+
+    MemoryNeed NeedOf(const RunPlan& plan, bool overlapped) const {
+        constexpr std::uint64_t kVolumes = 2;
+        const std::uint64_t source = restoration_.psf().bytes();
+        MemoryNeed need;
+        need.process = std::max(now_.resident - std::min(now_.resident, source) + kLaterGrowth, kProgram);
+        need.psf = source;
+        need.volumes = (kVolumes + BesideImageAndPsf()) * PaddedBytes(plan.frame);
+        const CoreNeed core = CoreNeedOf(method_, job_.settings, plan.frame);
+        need.core = core.touched;
+        need.idle = core.asked - core.touched;
+        need.planes = Bytes({shape_.x, shape_.y, 1});
+        need.earlier = now_.peak;
+        if (!plan.InBlocks()) {
+            // The source of the PSF is gone before the core's buffers come.
+            if (source > need.core) need.core = 0;
+            if (source <= need.core) need.psf = 0;
+            return need;
+        }
+        need.planes *= 2;  // of the assembly: the plane and what a piece adds
+        if (overlapped) need.exchange = 2 * Bytes(plan.grid.LargestRead());
+        return need;
+    }
+
+    /// Padded volumes that the options ask for.
+    std::uint64_t BesideImageAndPsf() const {
+        constexpr std::uint64_t kOfSplit = 4;  // both halves are held against one another
+        constexpr std::uint64_t kOfCurve = 3;  // the blurred iterate, its spectrum, the image
+        const std::uint64_t judged = job_.stop.split ? kOfSplit : job_.wantsCurve ? kOfCurve : 0;
+        return judged + (job_.truth.empty() ? 0 : 1);
+    }
+
+    Extent MostCounts() const {
+        return {AxisCut::MostParts(shape_.x, overlaps_.x), AxisCut::MostParts(shape_.y, overlaps_.y),
+                AxisCut::MostParts(shape_.z, overlaps_.z)};
+    }
+
+    /// The fewest columns that fit, up to `most`; 0 where none do.
+    int FewestColumns(int y, int z, int most) const {
+        if (!Fits(PlanOf({most, y, z}))) return 0;
+        int low = 1;
+        for (int high = most; low < high;) {
+            const int middle = (low + high) / 2;
+            if (Fits(PlanOf({middle, y, z}))) {
+                high = middle;
+            } else {
+                low = middle + 1;
+            }
+        }
+        return low;
+    }
+
+    const RestoreJob& job_;
+    const Method& method_;
+    const VolumeRestoration& restoration_;
+    Extent shape_;
+    int levels_;  ///< of wavelets, whose grids all blocks share
+    Overlaps overlaps_;
+    MemoryLimit limit_;
+    ProcessMemory now_;
+};
+
+/// What looks at the whole volume cannot be had in blocks.
+void RequireDivisible(const RestoreJob& job, const Method& method, const MemoryLimit& limit) {
+    std::string whole;
+    if (method.refinesPsf) whole = "--method " + method.name + " refines one PSF for all of it";
+    if (!job.truth.empty()) whole = "--truth measures iterates of all of it";
+    if (!job.checkpoint.empty()) whole = "--checkpoint parks the estimate of all of it";
+    if (!job.resume.empty()) whole = "--resume FILE goes on with the estimate of all of it";
+    if (job.stop.split) whole = "--stop split looks at all of it";
+    if (!job.curveOutput.empty()) whole = "--curve looks at all of it";
+    if (whole.empty()) return;
+    throw UserError("the volume exceeds " + limit.source + " of " + ByteText(limit.bytes) +
+                    " and would be restored in blocks, but " + whole +
+                    "; crop the stack, or allow more memory");
+}
+
+}  // namespace
+
+std::uint64_t MemoryNeed::Total() const {
+    return std::max(process + psf + volumes + core + planes + exchange, earlier);
+}
+
+double RunPlan::Samples() const {
+    return static_cast<double>(frame.x) * frame.y * frame.z * grid.blocks();
+}
+
+CoreNeed CoreNeedOf(const Method& method, const MethodSettings& settings, const Extent& frame) {
+    const PreparedMethod prepared = method.make(method, settings, nullptr);
+    FloatPSF3D::DFT3D_InitSizes(&prepared.params->sizes, frame.x, frame.y, frame.z);
+    const std::uint64_t asked = prepared.core->GetRequiredMemorySize(prepared.params);
+    if (!method.idleVolumes) return {asked, asked};
+    const double idle = method.idleVolumes(settings.regularization.value_or(method.regularization)) *
+                        static_cast<double>(PaddedBytes(frame));
+    return {asked, asked - std::min(asked, static_cast<std::uint64_t>(idle))};
+}
+
+RunPlan PlanRun(const RestoreJob& job, const Method& method, const VolumeRestoration& restoration,
+                const Extent& shape, const std::optional<Extent>& counts) {
+    const Planner planner(job, method, restoration, shape);
+    if (counts && planner.MayHave(*counts)) return planner.PlanOf(*counts).value();
+    std::optional<RunPlan> whole = planner.PlanOf({1, 1, 1});
+    if (planner.Fits(whole)) return std::move(*whole);
+    RequireDivisible(job, method, FindMemoryLimit(job.maxMemory));
+    std::optional<RunPlan> plan = planner.Cheapest();
+    if (!plan) throw planner.Refusal();
+    return std::move(*plan);
+}
+
+}  // namespace rydecon

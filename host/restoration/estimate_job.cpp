@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include "restoration/estimate_job.h"
+
+#include <cstdio>
+
+#include "io/stack_reader.h"
+#include "report/user_error.h"
+#include "restoration/blocks/run_forecast.h"
+#include "restoration/method_choice.h"
+#include "restoration/stack_volume.h"
+#include "restoration/volume_restoration.h"
+
+namespace rydecon {
+
+namespace {
+
+void PrintEstimate(const RestoreJob& job, const Method& method, const RunPlan& plan, int volumes) {
+    const MemoryNeed& need = plan.need;
+    std::printf("image          %s samples\n", ToString(plan.grid.shape()).c_str());
+    if (volumes > 1) std::printf("volumes        %d, one after the other\n", volumes);
+    std::printf("method         %s\n", method.name.c_str());
+    std::printf("blocks         %s\n", ToString(plan.grid.counts()).c_str());
+    std::printf("padded to      %s samples%s\n", ToString(plan.frame).c_str(),
+                plan.InBlocks() ? " each" : "");
+    std::printf("memory         %s (%llu bytes)\n", ByteText(need.Total()).c_str(),
+                static_cast<unsigned long long>(need.Total()));
+    std::printf("limit          %s (%s)\n", ByteText(plan.limit.bytes).c_str(), plan.limit.source.c_str());
+    const auto seconds = ForecastSeconds(method, job.settings, plan);
+    std::printf("time           %s%s\n",
+                !seconds                ? "a few seconds"
+                : method.endsByItself() ? "at most about "
+                                        : "about ",
+                seconds ? DurationText(*seconds * volumes).c_str() : "");
+}
+
+}  // namespace
+
+void RunEstimateJob(const RestoreJob& job, const Messages& messages) {
+    const MethodChoice methods = MethodsForImage(job);
+    if (methods.volume == nullptr) {
+        throw UserError("--method " + methods.name() +
+                        " restores a picture, which is soon done; there is no estimate for it");
+    }
+    CheckSettings(*methods.volume, job.settings);
+    RequireSound(job.psf.optics);
+    StackReader reader(job.image, messages, Accept::AnyStack);
+    const SelectedStack stack(reader, job.image, job.channels, job.times);
+    const StackHeader header = WithStatedVoxel(stack.header(), job.psf.optics);
+    RestoreJob channel = job;
+    channel.psf = PsfsOfChannels(job, stack).front();
+    const VolumeRestoration restoration(channel, *methods.volume, HeaderOfChannel(header, 0), messages);
+    const RunPlan plan =
+        PlanRun(channel, *methods.volume, restoration, {header.width, header.height, header.slices});
+    PrintEstimate(job, *methods.volume, plan, header.channels * header.times);
+}
+
+}  // namespace rydecon

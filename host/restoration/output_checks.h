@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// What is looked at before a run of files that are written beside its output.
+
+#include "restoration/restore_job.h"
+
+namespace rydecon {
+
+/// UserError where a checkpoint, a refined PSF or a curve cannot be written, or would replace an input or one
+/// another.
+void CheckFilesBeside(const RestoreJob& job);
+
+}  // namespace rydecon
