@@ -26,11 +26,8 @@ void PrintEstimate(const RestoreJob& job, const Method& method, const RunPlan& p
                 static_cast<unsigned long long>(need.Total()));
     std::printf("limit          %s (%s)\n", ByteText(plan.limit.bytes).c_str(), plan.limit.source.c_str());
     const auto seconds = ForecastSeconds(method, job.settings, plan);
-    std::printf("time           %s%s\n",
-                !seconds                ? "a few seconds"
-                : method.endsByItself() ? "at most about "
-                                        : "about ",
-                seconds ? DurationText(*seconds * volumes).c_str() : "");
+    std::printf("time           %s\n",
+                seconds ? TimeText(method, job.settings, *seconds * volumes).c_str() : "a few seconds");
 }
 
 }  // namespace

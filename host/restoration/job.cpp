@@ -71,7 +71,7 @@ std::string BlocksText(const VolumeRecord& volume) {
 /// The head of a run. The probe of the time is only for somebody who reads it.
 void TellPlan(const RestoreJob& job, const Method& method, const RunPlan& plan, const Messages& messages) {
     if (messages.quiet()) return;
-    messages.Announce(PlanText(plan, method, ForecastSeconds(method, job.settings, plan)));
+    messages.Announce(PlanText(plan, method, job.settings, ForecastSeconds(method, job.settings, plan)));
 }
 
 void PrintVolume(const RestoreJob& job, const Method& method, const VolumeRecord& volume, double seconds) {

@@ -19,9 +19,10 @@ std::optional<double> ForecastSeconds(const Method& method, const MethodSettings
 
 /// "plan: 3 x 2 x 1 blocks, padded to 250 x 240 x 96 samples each, 310 MiB of 400 MiB (--max-memory), at most
 /// about 40 s"
-std::string PlanText(const RunPlan& plan, const Method& method, std::optional<double> seconds);
+std::string PlanText(const RunPlan& plan, const Method& method, const MethodSettings& settings,
+                     std::optional<double> seconds);
 
-/// "12 s", "7 min", "3.5 h"
-std::string DurationText(double seconds);
+/// "about 12 s", "at most about 7 min" where a stop test may end the run sooner, "about 3.5 h"
+std::string TimeText(const Method& method, const MethodSettings& settings, double seconds);
 
 }  // namespace rydecon
