@@ -130,9 +130,9 @@ using LargerThanMemory = test::BlocksTest;
 TEST_F(LargerThanMemory, AStackOfThreeTimesTheAddressesIsRestored) {
     constexpr int kWidth = 475;
     constexpr int kHeight = 450;
-    constexpr int kPlanes = 310;
+    constexpr int kPlanes = 335;
     constexpr long kLimit = 88L << 20;
-    static_assert(4L * kWidth * kHeight * kPlanes > 28L * kLimit / 10);
+    static_assert(4L * kWidth * kHeight * kPlanes >= 3L * kLimit);
     Write("psf.tif", GaussianPsf(1.2, 3));
     {
         StackHeader header;
