@@ -143,6 +143,10 @@ void TellCleaning(const std::vector<Cleaning>& cleanings, const std::filesystem:
         estimated = estimated || cleaning.backgroundEstimated;
     }
     if (background.empty()) return;
+    if (background.Text() == "0") {
+        notes.Note("no background is found, and none is subtracted");
+        return;
+    }
     notes.Note("background " + background.Text() + (estimated ? ", estimated," : "") + " is subtracted");
 }
 

@@ -60,9 +60,9 @@ std::string EndText(const Method& method, const VolumeRecord& volume) {
            ")";
 }
 
-/// "2 x 2 x 1 blocks, 3 of them from an earlier run, each "; empty for a volume in one piece.
+/// "2 x 2 x 1 blocks, 3 of them from an earlier run, each "; empty for a volume restored in one piece.
 std::string BlocksText(const VolumeRecord& volume) {
-    if (volume.blocks == Extent{1, 1, 1}) return "";
+    if (volume.blocks == Extent{1, 1, 1}) return volume.takenOver > 0 ? "taken from an earlier run, " : "";
     const std::string taken =
         volume.takenOver > 0 ? ", " + std::to_string(volume.takenOver) + " of them from an earlier run" : "";
     return ToString(volume.blocks) + " blocks" + taken + ", each ";

@@ -7,6 +7,7 @@ import pathlib
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 import xml.etree.ElementTree
 
@@ -150,6 +151,30 @@ class Channels(unittest.TestCase):
         tifffile.imwrite(self.folder / "one.tif", self.image[2, 3, 1], photometric="minisblack")
         alone = self.restore("--psf", "plane.tif", source="one.tif", target="alone.tif", method=method)
         numpy.testing.assert_array_equal(restored[2, 1], alone)
+
+    def test_a_killed_run_goes_on_with_the_volumes_that_are_missing(self):
+        words = ["restore", "in.tif", "--psf", "a.tif", "-o", "out.tif", "--method", "lucy-richardson", "--iterations",
+                 "120"]
+        finished = self.run_program(*words)
+        self.assertEqual(finished.returncode, 0, finished.stderr)
+        expected = (self.folder / "out.tif").read_bytes()
+        (self.folder / "out.tif").unlink()
+        for resume in ((), ("--resume",)):
+            before = len(list(self.folder.glob("out.tif.parts/[!.]*")))
+            running = subprocess.Popen([PROGRAM, *words, *resume], cwd=self.folder, stdout=subprocess.DEVNULL,
+                                       stderr=subprocess.DEVNULL)
+            while len(list(self.folder.glob("out.tif.parts/[!.]*"))) <= before and running.poll() is None:
+                time.sleep(0.002)
+            running.kill()
+            running.wait()
+        kept = len(list(self.folder.glob("out.tif.parts/[!.]*")))
+        self.assertGreaterEqual(kept, 2)
+        self.assertFalse((self.folder / "out.tif").exists(), "the kill came too late")
+        finished = self.run_program(*words, "--resume")
+        self.assertEqual(finished.returncode, 0, finished.stderr)
+        self.assertEqual(finished.stdout.count("taken from an earlier run"), kept)
+        self.assertEqual((self.folder / "out.tif").read_bytes(), expected)
+        self.assertFalse((self.folder / "out.tif.parts").exists())
 
     def test_colours_are_channels(self):
         rgb = self.image[0, 3, 0][..., None].repeat(3, axis=2) // [[[1, 2, 3]]]
