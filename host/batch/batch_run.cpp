@@ -48,7 +48,10 @@ std::vector<std::string> ShareOfThreads(unsigned jobs) {
     const char* const wanted = std::getenv("OMP_NUM_THREADS");
     const int given = wanted != nullptr ? std::atoi(wanted) : 0;
     const unsigned all = given > 0 ? static_cast<unsigned>(given) : std::thread::hardware_concurrency();
-    return {"OMP_NUM_THREADS=" + std::to_string(std::max(all / jobs, 1U))};
+    std::vector<std::string> share = {"OMP_NUM_THREADS=" + std::to_string(std::max(all / jobs, 1U))};
+    // Threads that spin while they wait would take the processors from the other images.
+    if (std::getenv("OMP_WAIT_POLICY") == nullptr) share.emplace_back("OMP_WAIT_POLICY=passive");
+    return share;
 }
 
 /// The last error line among what a process said.
