@@ -55,7 +55,7 @@ std::vector<fs::path> InputsOf(const BatchItem& item) {
 /// All files that an item writes. A checkpoint may be one that it reads.
 std::vector<fs::path> OutputsOf(const BatchItem& item) {
     std::vector<fs::path> outputs = {item.output};
-    for (const fs::path& file : {item.job.psfOutput, item.job.curveOutput}) {
+    for (const fs::path& file : {item.job.psfOutput, item.job.curveOutput, item.job.report}) {
         if (!file.empty()) outputs.push_back(file);
     }
     if (!item.job.checkpoint.empty() && item.job.checkpoint != item.job.resume) {

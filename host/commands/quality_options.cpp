@@ -83,7 +83,7 @@ void TakeQualityOptions(const QualityOptions& options, RestoreJob& job) {
                             ExitCode::Usage);
         }
     }
-    job.wantsCurve = job.wantsCurve || (!job.curveOutput.empty() && !job.stop.split);
+    job.wantsCurve = job.wantsCurve || (!(job.curveOutput.empty() && job.report.empty()) && !job.stop.split);
 }
 
 }  // namespace rydecon

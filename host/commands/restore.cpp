@@ -47,7 +47,8 @@ struct Theme {
 
 /// Headings of --help and of the manual, and what stands under them.
 const std::vector<Theme> kThemes = {
-    {kFilesGroup, {"--output", "--overwrite", "--dtype", "--channels", "--times", "--truth"}},
+    {kFilesGroup,
+     {"--output", "--overwrite", "--dtype", "--rescale", "--channels", "--times", "--truth", "--report"}},
     {kOpticsGroup, {"--psf", "--psf-out"}},
     {"Method",
      {"--method", "--regularization", "--threshold-scale", "--wiener-start", "--noise", "--inner",
@@ -129,11 +130,16 @@ void AddImageOptions(CLI::App& app, RestoreLine& line) {
             "images a folder")
         ->type_name("OUT.tif");
     command
-        ->add_option("--dtype", job->sampleType,
-                     "Samples of the output; integers are rounded to the nearest, never stretched")
+        ->add_option(
+            "--dtype", job->sampleType,
+            "Samples of the output; integers are rounded to the nearest, and stretched by --rescale alone")
         ->transform(CLI::CheckedTransformer(kSampleTypes))
         ->default_str("float32")
         ->option_text("float32|u16|u8");
+    command->add_flag(
+        "--rescale", job->rescale,
+        "With --dtype u16 or u8: maps the restored samples, least to largest of all channels and "
+        "times, to all that the type holds");
     command->add_flag("--overwrite", job->overwrite, "Replace an existing output");
     command->add_option("--method", job->method, methods + pictures)
         ->capture_default_str()
@@ -220,6 +226,12 @@ void AddImageOptions(CLI::App& app, RestoreLine& line) {
         ->type_name("auto|XxY");
     command->add_flag("--per-plane", job->perPlane, "Restore each plane of a stack as a picture of its own");
 
+    command
+        ->add_option(
+            "--report", job->report,
+            "Where to write a page that shows the image before and after, the curves, and every setting")
+        ->type_name("FILE.html");
+
     AddQualityOptions(*command, *quality, *job);
     for (CLI::Option* const option : AddOpticsOptions(*command, *optics, Wavelengths::ByChannel))
         psf->excludes(option);
@@ -253,6 +265,10 @@ RestoreJob JobOf(const CLI::App& command, const RestoreLine& line) {
     if (job.resumePieces) std::erase(job.given, "--resume");  // every method does
     if (line.maxMemory) job.maxMemory = ParseByteSize("--max-memory", *line.maxMemory);
     if (line.tiles) job.tiles = ParseTiles(*line.tiles);
+    if (job.rescale && job.sampleType == SampleType::Float32) {
+        throw UserError("--rescale fills the range of integers; add --dtype u16 or --dtype u8",
+                        ExitCode::Usage);
+    }
     TakeSelection(line.selection, line.optics, job);
     return job;
 }

@@ -43,11 +43,8 @@ void RunOne(const CLI::App& command, const RestoreLine& line, const Messages& me
     RequireOption(command, "--output");
     RestoreJob job = JobOf(command, line);
     job.image = line.images.front();
-    if (line.batch.noSidecar) {
-        RunUnrecordedRestoration(job, messages);
-    } else {
-        RunRecordedRestoration(job, kVersion, messages);
-    }
+    RunRecordedRestoration(job, kVersion, line.batch.noSidecar ? Sidecar::LeftOut : Sidecar::Written,
+                           messages);
 }
 
 std::vector<BatchItem> ItemsOf(const CLI::App& command, const RestoreLine& line, const RestoreWords& words,

@@ -15,7 +15,7 @@ namespace rydecon {
 namespace {
 
 /// Options that name one file which several images cannot share.
-constexpr const char* kSingleFiles[] = {"--psf-out", "--checkpoint", "--resume", "--curve"};
+constexpr const char* kSingleFiles[] = {"--psf-out", "--checkpoint", "--resume", "--curve", "--report"};
 
 /// Options of a whole run: they have no meaning for one image of it.
 const std::set<std::string>& OptionsOfRun() {

@@ -100,6 +100,14 @@ StackWriter::StackWriter(const std::filesystem::path& target, const StackHeader&
 
 StackWriter::~StackWriter() = default;
 
+void StackWriter::Rescale(const ValueRange& range) {
+    const std::vector<bool>& isWritten = impl_->isWritten;
+    if (std::find(isWritten.begin(), isWritten.end(), true) != isWritten.end()) {
+        throw std::logic_error("planes of the stack have another scale");
+    }
+    impl_->options.rescale = range;
+}
+
 void StackWriter::WritePlane(const PlaneIndex& plane, const float* rows, std::ptrdiff_t rowStride) {
     const StackHeader& header = impl_->header;
     if (plane.z < 0 || plane.z >= header.slices || plane.c < 0 || plane.c >= header.channels || plane.t < 0 ||

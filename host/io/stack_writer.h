@@ -39,6 +39,9 @@ class StackWriter {
     StackWriter(const StackWriter&) = delete;
     StackWriter& operator=(const StackWriter&) = delete;
 
+    /// Another WriteOptions::rescale, before the first plane is written.
+    void Rescale(const ValueRange& range);
+
     /// Writes a plane, each once, in any order; row j is read from rows[j * rowStride] on, width floats of it.
     void WritePlane(const PlaneIndex& plane, const float* rows, std::ptrdiff_t rowStride);
 

@@ -6,9 +6,12 @@
 #include <vector>
 
 #include "io/temporary_file.h"
+#include "record/page_contents.h"
 #include "record/sidecar.h"
+#include "report/html/html_report.h"
 #include "report/recorded_messages.h"
 #include "report/user_error.h"
+#include "restoration/output_checks.h"
 
 namespace rydecon {
 
@@ -53,24 +56,33 @@ void WriteSidecar(const RestoreJob& job, const RestorationRecord& record, const 
 
 }  // namespace
 
-RestorationRecord RunRecordedRestoration(const RestoreJob& job, const std::string& version,
+RestorationRecord RunRecordedRestoration(const RestoreJob& job, const std::string& version, Sidecar sidecar,
                                          const Messages& messages) {
-    RequirePlaceForSidecar(job.output);
-    const RecordedMessages recorded(messages);
+    const bool recorded = sidecar == Sidecar::Written;
+    if (recorded) RequirePlaceForSidecar(job.output);
+    CheckReport(job, recorded ? SidecarPath(job.output) : std::filesystem::path());
+    std::optional<HtmlReportFile> page;
+    if (!job.report.empty()) page.emplace(job.report, job.overwrite);
+    const RecordedMessages notes(messages);
     const InputStamps stamps(job);
-    RestorationRecord record = RunRestoreJob(job, recorded);
+    RestorationRecord record = RunRestoreJob(job, notes);
     try {
-        WriteSidecar(job, record, stamps, version, recorded);
+        if (recorded) {
+            WriteSidecar(job, record, stamps, version, notes);
+        } else {
+            RemoveSidecar(job.output);
+        }
     } catch (const UserError& failure) {
         RemoveSidecar(job.output);
         messages.Note("the output stands without its record: " + std::string(failure.what()));
     }
-    return record;
-}
-
-RestorationRecord RunUnrecordedRestoration(const RestoreJob& job, const Messages& messages) {
-    RestorationRecord record = RunRestoreJob(job, messages);
-    RemoveSidecar(job.output);
+    if (!page) return record;
+    try {
+        page->Write(PageContents(job, record, notes.lines(), version));
+        page->Commit();
+    } catch (const UserError& failure) {
+        messages.Note("the output stands without its report: " + std::string(failure.what()));
+    }
     return record;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// A restoration that leaves its record beside its output.
+// A restoration with all that is written beside its output.
 
 #include <string>
 
@@ -10,14 +10,14 @@
 
 namespace rydecon {
 
-/// Runs the job and writes its sidecar once the output is in its place. A sidecar that cannot be written
-/// costs no output: a note tells, and none is left that tells of an earlier output. UserError as from
-/// RunRestoreJob, and where a file that is none stands in the sidecar's place.
-/// version  of the program and its library
-RestorationRecord RunRecordedRestoration(const RestoreJob& job, const std::string& version,
-                                         const Messages& messages);
+enum class Sidecar { Written, LeftOut };
 
-/// Runs the job alone; a sidecar of an output that it replaced is removed.
-RestorationRecord RunUnrecordedRestoration(const RestoreJob& job, const Messages& messages);
+/// Runs the job and writes, once the output is in its place, its sidecar and the page of --report. One that cannot
+/// be written then costs no output: a note tells, and no sidecar is left that tells of an earlier output. UserError as
+/// from RunRestoreJob; before the run where a file that is none stands in the sidecar's place, and where the page
+/// cannot be.
+/// version  of the program and its library
+RestorationRecord RunRecordedRestoration(const RestoreJob& job, const std::string& version, Sidecar sidecar,
+                                         const Messages& messages);
 
 }  // namespace rydecon

@@ -105,6 +105,7 @@ Json ResolvedSettings(const PictureMethod& method, const RestoreJob& job) {
 Json DataSettings(const RestoreJob& job) {
     Json json = Json::object();
     json["dtype"] = std::string(NameOf(job.sampleType));
+    json["rescale"] = job.rescale;
     json["channels"] = job.channels;
     json["times"] = job.times;
     const CleaningChoice& cleaning = job.cleaning;

@@ -3,8 +3,6 @@
 
 #include <omp.h>
 
-#include <chrono>
-#include <ctime>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -13,6 +11,7 @@
 #include "io/file_error.h"
 #include "record/peak_memory.h"
 #include "record/resolved_settings.h"
+#include "record/utc_time.h"
 #include "restoration/method_choice.h"
 
 namespace rydecon {
@@ -149,15 +148,6 @@ Json VolumeAsJson(const VolumeRecord& volume) {
     return json;
 }
 
-std::string NowInUtc() {
-    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-    std::tm parts{};
-    gmtime_r(&now, &parts);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return text;
-}
-
 /// The sidecar as it is; an empty object where there is none.
 Json Parsed(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
@@ -190,6 +180,11 @@ std::string SidecarText(const RestoreJob& job, const SidecarContents& contents) 
     all["output"] = FileAsJson(job.output, contents.output);
     all["settings"] = SettingsAsJson(job, record);
     if (record.tiles) all["tiles"] = Json::array({record.tiles->x, record.tiles->y});
+    if (record.rescale) {
+        all["rescale"] = {{"least", record.rescale->low},
+                          {"largest", record.rescale->high},
+                          {"written_largest", LargestOf(job.sampleType)}};
+    }
     all["volumes"] = Json::array();
     for (const VolumeRecord& volume : record.volumes) all["volumes"].push_back(VolumeAsJson(volume));
     all["seconds"] = record.seconds;

@@ -50,6 +50,11 @@ class CleanPictures {
             .ReadPlane(0, plane.data(), stack_.header().width);
     }
 
+    /// Plane k as the file has it.
+    void ReadRaw(int k, std::vector<float>& plane) {
+        OnePlane(stack_, k).ReadPlane(0, plane.data(), stack_.header().width);
+    }
+
   private:
     SelectedStack& stack_;
     std::vector<Cleaning> cleanings_;

@@ -16,7 +16,9 @@
 #include "restoration/blocks/piecewise_restoration.h"
 #include "restoration/blocks/run_forecast.h"
 #include "restoration/convergence.h"
+#include "restoration/kept_volume.h"
 #include "restoration/method_choice.h"
+#include "restoration/observed_planes.h"
 #include "restoration/output_checks.h"
 #include "restoration/picture_job.h"
 #include "restoration/stack_volume.h"
@@ -122,14 +124,33 @@ struct VolumeTask {
     int t;
 };
 
-/// From the file to its place in the output.
+/// What an error says, of which of several volumes.
+template <class Work>
+auto Naming(const std::string& volume, Work work) {
+    try {
+        return work();
+    } catch (const UserError& failure) {
+        if (volume.empty()) throw;
+        throw UserError(volume + ": " + failure.what(), failure.code());
+    }
+}
+
+void NoteCopied(const RestoreJob& job, const VolumeRecord& volume, const Messages& notes) {
+    if (volume.before.least != volume.before.largest) return;
+    char level[32];
+    std::snprintf(level, sizeof level, "%.6g", double{volume.before.least});
+    notes.Note(Quoted(job.image) + ": every sample is " + level +
+               "; there is nothing to restore, and it is copied");
+}
+
+/// From its planes to those of the output. `raw` is as the file has it.
 VolumeRecord RestoreVolume(const VolumeTask& task, VolumeRestoration& restoration,
-                           PiecewiseRestoration& pieces, StackWriter& writer, const Messages& messages) {
+                           PiecewiseRestoration& pieces, PlaneSource& raw, PlaneSink& to,
+                           const Messages& messages) {
     const auto& [job, stack, c, t] = task;
     const StackHeader& header = stack.header();
     const std::string name = stack.NameOf(c, t);
     const PrefixedMessages notes(messages, name);
-    SelectedVolume raw(stack, c, t);
     CleaningChoice choice = job.cleaning;
     choice.significantBits = header.significantBits;
     const Cleaning cleaning =
@@ -137,16 +158,30 @@ VolumeRecord RestoreVolume(const VolumeTask& task, VolumeRestoration& restoratio
     TellCleaning(cleaning, job.image, notes);
     CleanedPlanes from(raw, cleaning);
     if (job.stop.split) {
-        const auto scale = FindPhotonScale(from.repaired(), job.stop.photons, job.image);
-        if (scale) restoration.ChooseBySplit(from.repaired(), cleaning, *scale);
+        const auto scale =
+            Naming(name, [&] { return FindPhotonScale(from.repaired(), job.stop.photons, job.image); });
+        if (scale) restoration.ChooseBySplit(from.repaired(), cleaning, *scale, notes);
     }
-    WrittenVolume to(writer, c, t);
     const bool last = t + 1 == header.times;
     VolumeRecord record =
         pieces.Restore(static_cast<unsigned>(c * header.times + t), from, to,
                        last ? VolumeRestoration::PsfUse::Last : VolumeRestoration::PsfUse::Again);
+    NoteCopied(job, record, notes);
     record.name = name;
+    record.channel = c;
     record.cleaning = cleaning;
+    return record;
+}
+
+/// The volume, with its pictures as it was read and as it is restored.
+VolumeRecord RestoreObserved(const VolumeTask& task, VolumeRestoration& restoration,
+                             PiecewiseRestoration& pieces, PlaneSink& to, const Messages& messages) {
+    SelectedVolume raw(task.stack, task.c, task.t);
+    ReportViews views(HeaderOfChannel(WithStatedVoxel(task.stack.header(), task.job.psf.optics), task.c));
+    ObservedSource from(raw, views);
+    ObservedSink shown(to, views);
+    VolumeRecord record = RestoreVolume(task, restoration, pieces, from, shown, messages);
+    record.views = views.Finish();
     return record;
 }
 
@@ -165,6 +200,62 @@ void TellBleaching(const RestoreJob& job, const RestorationRecord& record, int c
     messages.Note(Quoted(job.image) + channel + ": " + note);
 }
 
+/// The file that a job writes, and the pieces that its volumes may wait in.
+struct VolumeOutput {
+    StackWriter writer;
+    PartFolder parts;
+    std::vector<KeptVolume> kept;  // of a job that rescales, volume by volume
+
+    VolumeOutput(const RestoreJob& job, const StackHeader& header, const Messages& messages)
+        : writer(job.output, header, WriteOptions{job.overwrite, job.sampleType, {}, {}}),
+          parts(job.output, job.resumePieces, messages) {}
+};
+
+/// All times of one channel.
+void RestoreChannel(const RestoreJob& job, const Method& method, SelectedStack& stack, int c,
+                    VolumeRestoration& restoration, VolumeOutput& output, RestorationRecord& record,
+                    const Messages& messages) {
+    const StackHeader& header = record.header;
+    const int volumes = header.channels * header.times;
+    const int first = c * header.times;
+    PiecewiseRestoration pieces(output.parts, job, method, restoration,
+                                {header.width, header.height, header.slices},
+                                {static_cast<unsigned>(first), static_cast<unsigned>(volumes)}, messages);
+    TellPlan(job, method, pieces.plan(), messages);
+    std::optional<ReportPsf> psf;
+    if (!job.report.empty()) psf = restoration.DescribePsf(pieces.plan().frame);
+    for (int t = 0; t < header.times; ++t) {
+        const bool shown = !job.report.empty() && ShowsViews(first + t, volumes);
+        WrittenVolume written(output.writer, c, t);
+        DroppedPlanes dropped;
+        PlaneSink& to = job.rescale ? static_cast<PlaneSink&>(dropped) : written;
+        const long long clippedBefore = ClippedIn(output.writer);
+        const VolumeTask task = {job, stack, c, t};
+        SelectedVolume raw(stack, c, t);
+        VolumeRecord& volume =
+            record.volumes.emplace_back(shown ? RestoreObserved(task, restoration, pieces, to, messages)
+                                              : RestoreVolume(task, restoration, pieces, raw, to, messages));
+        volume.clipped = ClippedIn(output.writer) - clippedBefore;
+        if (shown) volume.psfs.insert(volume.psfs.begin(), *psf);
+    }
+    if (job.rescale) output.kept.insert(output.kept.end(), pieces.kept().begin(), pieces.kept().end());
+}
+
+/// The volumes that waited for the range of them all.
+void WriteRescaled(const RestoreJob& job, VolumeOutput& output, RestorationRecord& record,
+                   const Messages& messages) {
+    RescaleOutput(job, record, output.writer, messages);
+    try {
+        for (std::size_t n = 0; n < output.kept.size(); ++n) {
+            const int number = static_cast<int>(n);
+            WrittenVolume to(output.writer, number / record.header.times, number % record.header.times);
+            WriteKept(output.parts, output.kept[n], to);
+        }
+    } catch (const UserError& failure) {
+        output.parts.Fail(failure);
+    }
+}
+
 RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, const Messages& messages) {
     const auto start = std::chrono::steady_clock::now();
     CheckSettings(method, job.settings);
@@ -180,36 +271,22 @@ RestorationRecord RunVolumeJob(const RestoreJob& job, const Method& method, cons
     const StackHeader& header = record.header = WithStatedVoxel(stack.header(), job.psf.optics);
     RequireOneVolume(job, header);
     const std::vector<PsfChoice> psfs = PsfsOfChannels(job, stack);
-    const auto times = static_cast<unsigned>(header.times);
-    const unsigned volumes = static_cast<unsigned>(header.channels) * times;
-    std::optional<StackWriter> writer;
-    std::optional<PartFolder> parts;
+    std::optional<VolumeOutput> output;
     for (int c = 0; c < header.channels; ++c) {
         RestoreJob channel = job;
         channel.psf = psfs[static_cast<std::size_t>(c)];
         VolumeRestoration restoration(channel, method, HeaderOfChannel(header, c), messages);
-        if (!writer) {
-            writer.emplace(job.output, header, WriteOptions{job.overwrite, job.sampleType, {}, {}});
-            parts.emplace(job.output, job.resumePieces, messages);
-        }
-        const unsigned first = static_cast<unsigned>(c) * times;
-        PiecewiseRestoration pieces(*parts, channel, method, restoration,
-                                    {header.width, header.height, header.slices}, {first, volumes}, messages);
-        TellPlan(job, method, pieces.plan(), messages);
-        for (int t = 0; t < header.times; ++t) {
-            const long long clippedBefore = ClippedIn(*writer);
-            record.volumes.push_back(
-                RestoreVolume({channel, stack, c, t}, restoration, pieces, *writer, messages));
-            record.volumes.back().clipped = ClippedIn(*writer) - clippedBefore;
-        }
+        if (!output) output.emplace(job, header, messages);
+        RestoreChannel(channel, method, stack, c, restoration, *output, record, messages);
         TellBleaching(job, record, c, messages);
         if (c + 1 < header.channels) continue;
+        if (job.rescale) WriteRescaled(job, *output, record, messages);
         WriteCurveOf(job, record.volumes.back());
-        writer->Commit();
-        parts->Remove();
+        output->writer.Commit();
+        output->parts.Remove();
         restoration.CommitRefinedPsf();
     }
-    NoteClipped(*writer, job, messages);
+    NoteClipped(output->writer, job, messages);
     record.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (!messages.quiet()) PrintSummary(job, method, record);
     return record;

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "io/file_error.h"
 #include "io/temporary_file.h"
@@ -13,6 +14,20 @@
 namespace rydecon {
 
 namespace {
+
+using NamedFile = std::pair<std::filesystem::path, std::string>;
+
+/// Each output goes to a file of its own.
+void RequireOwnFile(const NamedFile& own, const std::vector<NamedFile>& others) {
+    const auto whole = [](const std::filesystem::path& path) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
+    };
+    for (const auto& [path, what] : others) {
+        if (path.empty() || whole(path) != whole(own.first)) continue;
+        throw UserError(own.second + " and " + what + " name the same file; give them different names",
+                        ExitCode::Usage);
+    }
+}
 
 /// Finds out now, and not after hours, that no checkpoint can be written there.
 void CheckCheckpointFile(const RestoreJob& job) {
@@ -32,35 +47,32 @@ void CheckCheckpointFile(const RestoreJob& job) {
 /// Two outputs need two files, neither of which is an input.
 void CheckPsfOutput(const RestoreJob& job) {
     if (job.psfOutput.empty()) return;
-    const auto whole = [](const std::filesystem::path& path) {
-        return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
-    };
-    if (whole(job.psfOutput) == whole(job.output)) {
-        throw UserError("--psf-out and --output name the same file; give them different names",
-                        ExitCode::Usage);
-    }
+    RequireOwnFile({job.psfOutput, "--psf-out"}, {{job.output, "--output"}});
     CheckOutputFile(job.psfOutput, job.overwrite, {job.image, job.psf.file, job.truth});
 }
 
-/// A curve goes to a file of its own.
 void CheckCurveOutput(const RestoreJob& job) {
     if (job.curveOutput.empty()) return;
-    const auto whole = [](const std::filesystem::path& path) {
-        return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
-    };
-    for (const auto& [path, option] :
-         {std::pair{job.output, "--output"}, std::pair{job.psfOutput, "--psf-out"},
-          std::pair{job.checkpoint, "--checkpoint"}}) {
-        if (path.empty() || whole(path) != whole(job.curveOutput)) continue;
-        throw UserError(
-            std::string("--curve and ") + option + " name the same file; give them different names",
-            ExitCode::Usage);
-    }
+    RequireOwnFile(
+        {job.curveOutput, "--curve"},
+        {{job.output, "--output"}, {job.psfOutput, "--psf-out"}, {job.checkpoint, "--checkpoint"}});
     CheckOutputFile(job.curveOutput, job.overwrite, InputsOf(job));
     const TemporaryFile probe(job.curveOutput, job.overwrite);
 }
 
 }  // namespace
+
+void CheckReport(const RestoreJob& job, const std::filesystem::path& record) {
+    if (job.report.empty()) return;
+    RequireOwnFile({job.report, "--report"}, {{job.output, "--output"},
+                                              {job.psfOutput, "--psf-out"},
+                                              {job.checkpoint, "--checkpoint"},
+                                              {job.curveOutput, "--curve"},
+                                              {record, "the record of the run"}});
+    std::vector<std::filesystem::path> inputs = InputsOf(job);
+    inputs.push_back(job.resume);
+    CheckOutputFile(job.report, job.overwrite, inputs);
+}
 
 void CheckFilesBeside(const RestoreJob& job) {
     CheckCheckpointFile(job);

@@ -11,4 +11,8 @@ namespace rydecon {
 /// another.
 void CheckFilesBeside(const RestoreJob& job);
 
+/// UserError where the page of --report would replace an input, or another output.
+/// record  of the run, beside its output; empty: none
+void CheckReport(const RestoreJob& job, const std::filesystem::path& record);
+
 }  // namespace rydecon

@@ -7,15 +7,20 @@
 #include <cstdio>
 #include <limits>
 #include <numeric>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "io/file_error.h"
 #include "io/stack_reader.h"
 #include "io/stack_writer.h"
+#include "report/html/psf_sections.h"
+#include "report/html/report_views.h"
 #include "report/output_file.h"
 #include "report/progress_bar.h"
 #include "report/stop_request.h"
 #include "restoration/clean_pictures.h"
+#include "restoration/kept_volume.h"
 #include "restoration/picture_psf.h"
 #include "restoration/stack_volume.h"
 
@@ -146,6 +151,16 @@ class PictureRestoration {
         const SquarePsf& psf = psfs_[static_cast<std::size_t>(c)];
         record.psf = psf.name;
         record.optics = psf.optics;
+        record.channel = c;
+    }
+
+    /// The PSF of channel c, before a blind method refined it.
+    ReportPsf DescribePsf(int c, const VoxelSize& voxel) const {
+        const SquarePsf& psf = psfs_[static_cast<std::size_t>(c)];
+        ReportPsf described = DescribeSquarePsf(psf.samples, static_cast<int>(psf.side), voxel);
+        described.name = "PSF";
+        described.source = psf.name;
+        return described;
     }
 
     /// How many iterations ran and why they ended.
@@ -237,6 +252,72 @@ std::vector<SquarePsf> MakePsfs(const RestoreJob& job, const SelectedStack& stac
     return psfs;
 }
 
+/// One plane of the file.
+class WrittenPicture final : public PlaneSink {
+  public:
+    WrittenPicture(StackWriter& writer, const PlaneIndex& at) : writer_(writer), at_(at) {}
+
+    void WritePlane(int /*k*/, const float* rows, std::ptrdiff_t rowStride) override {
+        writer_.WritePlane(at_, rows, rowStride);
+    }
+
+  private:
+    StackWriter& writer_;
+    PlaneIndex at_;
+};
+
+/// Restored pictures that wait in a folder for the range of them all. The folder goes with the object.
+class WaitingPictures {
+  public:
+    WaitingPictures(const RestoreJob& job, const StackHeader& header, const Messages& messages)
+        : header_(header), parts_(job.output, false, messages) {
+        parts_.Open();
+    }
+    ~WaitingPictures() { parts_.Remove(); }
+    WaitingPictures(const WaitingPictures&) = delete;
+    WaitingPictures& operator=(const WaitingPictures&) = delete;
+
+    /// The next one, as PlaneAt counts.
+    void Add(const std::vector<float>& plane) {
+        kept_.push_back(KeepPlane(parts_, static_cast<unsigned>(kept_.size()), plane.data(), header_.width,
+                                  header_.height));
+    }
+    void WriteTo(StackWriter& writer) const {
+        for (std::size_t k = 0; k < kept_.size(); ++k) {
+            WrittenPicture to(writer, PlaneAt(header_, static_cast<int>(k)));
+            WriteKept(parts_, kept_[k], to);
+        }
+    }
+
+  private:
+    const StackHeader& header_;
+    PartFolder parts_;
+    std::vector<KeptVolume> kept_;
+};
+
+/// What a report shows of one picture.
+class PictureViews {
+  public:
+    PictureViews(const StackHeader& header, int c)
+        : header_(HeaderOfChannel(header, c)), views_(OnePlaneOf(header_)) {}
+
+    void AddBefore(const std::vector<float>& plane) { views_.AddBefore(plane.data(), header_.width); }
+    void Finish(const std::vector<float>& restored, ReportPsf psf, VolumeRecord& record) {
+        views_.AddAfter(restored.data(), header_.width);
+        record.views = views_.Finish();
+        record.psfs = {std::move(psf)};
+    }
+
+  private:
+    static StackHeader OnePlaneOf(StackHeader header) {
+        header.slices = 1;
+        return header;
+    }
+
+    StackHeader header_;
+    ReportViews views_;
+};
+
 /// "channel 2, time 1, plane 7", as far as there are several.
 std::string NameOfPicture(const SelectedStack& stack, const PlaneIndex& at) {
     std::string name = stack.NameOf(at.c, at.t);
@@ -263,6 +344,8 @@ RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& meth
     PictureRestoration restoration(method, job.settings, MakePsfs(job, stack, header, messages), tiles,
                                    header);
     StackWriter writer(job.output, header, WriteOptions{job.overwrite, job.sampleType, {}, {}});
+    std::optional<WaitingPictures> waiting;
+    if (job.rescale) waiting.emplace(job, header, messages);
 
     std::vector<float> plane(static_cast<std::size_t>(header.width) *
                              static_cast<std::size_t>(header.height));
@@ -271,12 +354,17 @@ RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& meth
     TellCleaning(clean.cleanings(), job.image, messages);
     NoteNegative(ScanPlanes(clean, header, job.image, plane), job.image, messages);
     PollRelay relay{ProgressBar(restoration.Polls(pictures), "restoring", messages)};
-    RestorationRecord all{header, {}, tiles};
+    RestorationRecord all{header, {}, tiles, {}, 0.0};
     int copied = 0;
     for (int k = 0; k < pictures; ++k) {
         LeaveIfStopRequested();
         const PlaneIndex at = PlaneAt(header, k);
+        std::optional<PictureViews> views;
         const auto startOfReading = std::chrono::steady_clock::now();
+        if (!job.report.empty() && ShowsViews(k, pictures)) {
+            clean.ReadRaw(k, plane);
+            views.emplace(header, at.c).AddBefore(plane);
+        }
         clean.Read(k, plane);
         const double readSeconds = SecondsSince(startOfReading);
         VolumeRecord& record =
@@ -284,15 +372,24 @@ RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& meth
         copied += record.end == EndOfRun::Copied ? 1 : 0;
         const long long clippedBefore = ClippedIn(writer);
         const auto startOfWriting = std::chrono::steady_clock::now();
-        writer.WritePlane(at, restored.data(), header.width);
+        if (waiting) {
+            waiting->Add(restored);
+        } else {
+            writer.WritePlane(at, restored.data(), header.width);
+        }
         record.writeSeconds = SecondsSince(startOfWriting);
         record.clipped = ClippedIn(writer) - clippedBefore;
         record.readSeconds = readSeconds;
         record.name = NameOfPicture(stack, at);
         record.shape = {header.width, header.height, 1};
         record.cleaning = clean.cleanings()[static_cast<std::size_t>(k)];
+        if (views) views->Finish(restored, restoration.DescribePsf(at.c, header.voxel), record);
     }
     relay.bar.Finish();
+    if (waiting) {
+        RescaleOutput(job, all, writer, messages);
+        waiting->WriteTo(writer);
+    }
     NoteCopied(copied, pictures, job.image, messages);
     writer.Commit();
     NoteClipped(writer, job, messages);

@@ -8,8 +8,10 @@
 #include <vector>
 
 #include "cleaning/cleaning.h"
+#include "io/sample_encoding.h"
 #include "io/stack_header.h"
 #include "optics/optics.h"
+#include "report/html/restoration_report.h"
 #include "restoration/curve.h"
 #include "restoration/split_stop.h"
 #include "restoration/stack_volume.h"
@@ -30,6 +32,7 @@ enum class EndOfRun {
 /// One restored volume, or one picture.
 struct VolumeRecord {
     std::string name;  ///< "channel 2 (GFP), time 5"; empty where the image is no more than this
+    int channel = 0;   ///< of the selection, from 0
     Extent shape;
     /// The padded volume that it was restored in, or that each of its blocks was; of a picture, which has frames
     /// by tile, empty.
@@ -54,14 +57,17 @@ struct VolumeRecord {
     Cleaning cleaning;             ///< found and put right before
     std::optional<Curve> curve;    ///< how well each iterate explains the image, where asked for
     std::optional<SplitRecord> split;
+    std::optional<VolumeViews> views;  ///< for a report: the image as read, and restored
+    std::vector<ReportPsf> psfs;       ///< for a report: as it was, and as a blind method left it
 };
 
 /// One output file.
 struct RestorationRecord {
     StackHeader header;
     std::vector<VolumeRecord> volumes;
-    std::optional<TileGrid> tiles;  ///< of pictures
-    double seconds = 0.0;           ///< from the first byte read to the output in its place
+    std::optional<TileGrid> tiles;      ///< of pictures
+    std::optional<ValueRange> rescale;  ///< restored samples that became 0 and the largest integer
+    double seconds = 0.0;               ///< from the first byte read to the output in its place
 };
 
 }  // namespace rydecon

@@ -25,7 +25,9 @@ struct RestoreJob {
     Numbers channels;                             ///< empty: all
     Numbers times;                                ///< empty: all
     SampleType sampleType = SampleType::Float32;  ///< of the output
+    bool rescale = false;                         ///< integers hold the range of the restored samples
     std::filesystem::path output;
+    std::filesystem::path report;      ///< for the page that tells of the run; empty: none
     std::filesystem::path truth;       ///< empty: none
     std::filesystem::path checkpoint;  ///< where a staged method parks its estimate; empty: nowhere
     std::filesystem::path resume;      ///< a checkpoint to go on from; empty: none

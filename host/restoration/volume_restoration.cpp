@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "io/file_error.h"
+#include "report/html/psf_sections.h"
 #include "report/stop_request.h"
 #include "restoration/checkpoint.h"
 #include "restoration/convergence.h"
@@ -169,31 +170,35 @@ VolumeRecord VolumeRestoration::RecordOf(const Extent& shape) const {
     return record;
 }
 
+ReportPsf VolumeRestoration::DescribePsf(const Extent& frame) const {
+    const PaddedVolume psf(frame);
+    psf_->LayOut(psf);
+    ReportPsf described = DescribeWrappedPsf(psf, SidesOfRefinedPsf(psf_->size(), frame), voxel_);
+    described.name = "PSF";
+    described.source = psf_->name();
+    return described;
+}
+
 void VolumeRestoration::OpenRefinedPsf(const Extent& frame) {
     if (job_.psfOutput.empty()) return;
     refinedPsf_.emplace(job_.psfOutput, SidesOfRefinedPsf(psf_->size(), frame), voxel_, job_.overwrite);
 }
 
 void VolumeRestoration::ChooseBySplit(PlaneSource& repaired, const Cleaning& cleaning,
-                                      const PhotonScale& scale) {
+                                      const PhotonScale& scale, const Messages& notes) {
     if (settings_.iterations == 0U) return;
     const PaddedVolume psf(FrameOf(repaired.shape()));
     psf_->LayOut(psf);
-    split_ = RunSplit({job_, method_, repaired, cleaning.background, scale, psf, messages_});
+    split_ = RunSplit({job_, method_, repaired, cleaning.background, scale, psf, notes});
     settings_.iterations = split_->curve.best;
     settings_.noAutoStop = true;
 }
 
 void VolumeRestoration::CopyConstant(const PaddedVolume& image, const Extent& shape, PlaneSink& to,
                                      VolumeRecord& record) {
-    char level[32];
-    std::snprintf(level, sizeof level, "%.6g", double{image.data()[0]});
-    if (!blocks_) {
-        messages_.Note(Quoted(job_.image) + ": every sample is " + level +
-                       "; there is nothing to restore, and it is copied");
-    }
     record.end = EndOfRun::Copied;
     record.fluxOut = record.fluxIn;
+    record.after = RangeOf(image, shape);
     WritePlanes(image, shape, to);
     if (!refinedPsf_) return;
     const PaddedVolume psf(image.logical());
@@ -244,7 +249,7 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
     const std::unique_ptr<CheckpointedRun> parked =
         ParkRun(job_, prepared, image, psf, resumed.get(), messages_);
     std::optional<ConvergenceSink> convergence;
-    if (job_.wantsCurve && method_.showsIterates && !blocks_) {
+    if (job_.wantsCurve && curves_ && method_.showsIterates && !blocks_) {
         convergence.emplace(image, shape, psf, method_.refinesPsf, lift);
         sinks.Add(&*convergence);
     }
@@ -274,6 +279,11 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
     if (refinedPsf_) refinedPsf_->Write(psf);
     if (method_.refinesPsf) {
         record.psfWidths = WidthChange(widthsBefore, WidthsOfWrapped(psf), psfSides, voxel_);
+        if (!job_.report.empty()) {
+            ReportPsf& refined = record.psfs.emplace_back(DescribeWrappedPsf(psf, psfSides, voxel_));
+            refined.name = "refined PSF";
+            refined.source = "--method " + job_.method;
+        }
     }
     return record;
 }

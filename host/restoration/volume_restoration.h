@@ -38,11 +38,18 @@ class VolumeRestoration {
 
     /// Lets two halves of the photons of this image choose how many iterations the volumes after it take.
     /// repaired  the image with the background that `cleaning` takes off still in it. See RunSplit
-    void ChooseBySplit(PlaneSource& repaired, const Cleaning& cleaning, const PhotonScale& scale);
+    /// notes  where what there is to tell goes
+    void ChooseBySplit(PlaneSource& repaired, const Cleaning& cleaning, const PhotonScale& scale,
+                       const Messages& notes);
 
-    /// The volumes are blocks of one: those of one level are copied without a note, one that comes back as it was is
-    /// no error, and none has a curve.
+    /// The volumes are blocks of one: one that comes back as it was is no error, and none has a curve.
     void TakeBlocks() { blocks_ = true; }
+
+    /// No volume has a curve, whatever the job wants.
+    void LeaveOutCurves() { curves_ = false; }
+
+    /// The PSF for a report. Takes a volume of this frame for a while.
+    ReportPsf DescribePsf(const Extent& frame) const;
 
     /// Of the job, but for what a split chose.
     const MethodSettings& settings() const { return settings_; }
@@ -56,7 +63,7 @@ class VolumeRestoration {
     /// Whether the PSF is needed for more volumes; its memory is freed before the last run.
     enum class PsfUse { Again, Last };
 
-    /// Restores one volume; one whose samples are all equal is copied, with a note. Reads the planes again where
+    /// Restores one volume; one whose samples are all equal is copied. Reads the planes again where
     /// the result looks like the image. Peak memory: the padded image, the padded PSF, the core's buffers, and
     /// two padded volumes and a copy of the image for a curve. UserError for samples that cannot be restored, for
     /// a result that is not finite or is the image itself, and with ExitCode::Stopped after Ctrl-C.
@@ -78,6 +85,7 @@ class VolumeRestoration {
     MethodSettings settings_;  // the job's, but for what a split chose
     std::optional<SplitRecord> split_;
     bool blocks_ = false;
+    bool curves_ = true;
     VoxelSize voxel_;
     std::unique_ptr<PsfSource> psf_;
     std::optional<RefinedPsfFile> refinedPsf_;

@@ -49,6 +49,7 @@ struct ReportPsf {
 
 /// One channel at one time.
 struct VolumeReport {
+    std::string name;                    ///< "channel 2 (GFP), time 5, plane 7"; in place of the next two
     std::string channel;                 ///< name; empty where there is only one
     std::string time;                    ///< "3", "12.5 s"; empty where there is only one
     std::optional<unsigned> iterations;  ///< empty for a direct method

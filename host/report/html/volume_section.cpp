@@ -143,6 +143,12 @@ std::string RunLine(const VolumeReport& volume) {
 }  // namespace
 
 std::string NameOf(const VolumeReport& volume) {
+    if (!volume.name.empty()) {
+        std::string name = volume.name;
+        if (name.front() >= 'a' && name.front() <= 'z')
+            name.front() = static_cast<char>(name.front() - 'a' + 'A');
+        return name;
+    }
     std::string name = volume.channel.empty() ? "" : "Channel " + volume.channel;
     if (!volume.time.empty()) name += (name.empty() ? "Time " : ", time ") + volume.time;
     return name;

@@ -117,6 +117,15 @@ std::string PartFolder::WhatIsLeft() const {
            ", and the same command with --resume goes on from there";
 }
 
+void PartFolder::Fail(const UserError& failure) {
+    const std::string left = WhatIsLeft();
+    const bool pieces = HoldsPieces();
+    if (!pieces) Remove();
+    if (failure.code() == ExitCode::Stopped) throw UserError("stopped; " + left, ExitCode::Stopped);
+    if (!pieces) throw failure;
+    throw UserError(std::string(failure.what()) + "; " + left, failure.code());
+}
+
 void PartFolder::Remove() {
     RemovePieces(path_);
     pieces_.clear();

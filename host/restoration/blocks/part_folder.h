@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "report/messages.h"
+#include "report/user_error.h"
 #include "restoration/blocks/piece_file.h"
 
 namespace rydecon {
@@ -58,6 +59,9 @@ class PartFolder {
     /// "the finished pieces stay in 'out.tif.parts', and the same command with --resume goes on", or that
     /// nothing was written.
     std::string WhatIsLeft() const;
+
+    /// Throws the failure, with what is left for a later run; a folder without pieces is removed.
+    [[noreturn]] void Fail(const UserError& failure);
 
     /// Removes the pieces, and the folder where it is empty then.
     void Remove();

@@ -11,7 +11,6 @@
 #include "report/stop_request.h"
 #include "report/user_error.h"
 #include "restoration/blocks/block_exchange.h"
-#include "restoration/blocks/piece_assembly.h"
 #include "restoration/truth.h"
 
 namespace rydecon {
@@ -118,8 +117,9 @@ PiecewiseRestoration::PiecewiseRestoration(PartFolder& parts, const RestoreJob& 
       method_(method),
       restoration_(restoration),
       messages_(messages),
-      keepsWhole_(volumes.all > 1),
+      keepsWhole_(volumes.all > 1 || job.rescale),
       plan_(PlanRun(job, method, restoration, shape, parts.CountsOfEarlierRun(volumes.first))) {
+    if (!plan_.curve) restoration.LeaveOutCurves();
     if (!plan_.InBlocks() && !keepsWhole_) return;
     ReturnFreedMemory();
     psfChecksum_ = restoration.psf().Checksum();
@@ -132,9 +132,8 @@ std::string PiecewiseRestoration::Identity(std::uint32_t image) const {
            std::to_string(image);
 }
 
-PieceHead PiecewiseRestoration::HeadOf(unsigned volume, int block, std::uint32_t image) const {
-    return {volume, static_cast<unsigned>(block), plan_.grid.counts(), plan_.grid.Used(block).size(),
-            Identity(image)};
+KeptVolume PiecewiseRestoration::Keep(unsigned volume, std::uint32_t image, float pedestal) const {
+    return {plan_.grid, volume, Identity(image), pedestal};
 }
 
 VolumeRecord PiecewiseRestoration::Restore(unsigned volume, PlaneSource& from, PlaneSink& to, PsfUse use) {
@@ -143,41 +142,36 @@ VolumeRecord PiecewiseRestoration::Restore(unsigned volume, PlaneSource& from, P
         parts_.Open();
         return plan_.InBlocks() ? RestoreInBlocks(volume, from, to) : RestoreWhole(volume, from, to, use);
     } catch (const UserError& failure) {
-        Fail(failure);
+        parts_.Fail(failure);
     }
-}
-
-void PiecewiseRestoration::Fail(const UserError& failure) {
-    const std::string left = parts_.WhatIsLeft();
-    if (!parts_.HoldsPieces()) parts_.Remove();
-    if (failure.code() == ExitCode::Stopped) throw UserError("stopped; " + left, ExitCode::Stopped);
-    if (!parts_.HoldsPieces()) throw failure;
-    throw UserError(std::string(failure.what()) + "; " + left, failure.code());
 }
 
 VolumeRecord PiecewiseRestoration::RestoreWhole(unsigned volume, PlaneSource& from, PlaneSink& to,
                                                 PsfUse use) {
     if (parts_.resumes()) {
         const ImageScan scan = ScanImage(from, plan_.grid);
-        const auto head = [&](int block) { return HeadOf(volume, block, scan.checksum); };
-        if (parts_.Has(head(0))) {
+        const KeptVolume kept = Keep(volume, scan.checksum, 0.0f);
+        const PieceHead head = kept.HeadOf(0);
+        if (parts_.Has(head)) {
             VolumeRecord record = restoration_.RecordOf(from.shape());
             record.before = scan.range;
             record.fluxIn = scan.sum;
             RangedPlanes ranged(to, from.shape());
-            record.fluxOut = AssemblePieces(parts_, plan_.grid, head, 0.0f, ranged);
+            record.fluxOut = WriteKept(parts_, kept, ranged);
             record.after = ranged.range();
-            record.iterations = parts_.EndOf(head(0)).iterations;
-            record.end = parts_.EndOf(head(0)).end;
+            record.iterations = parts_.EndOf(head).iterations;
+            record.end = parts_.EndOf(head).end;
             record.takenOver = 1;
+            kept_.push_back(kept);
             return record;
         }
     }
     ChecksummedPlanes planes(from);
     PieceOfPlanes piece(
-        parts_, [&] { return HeadOf(volume, 0, planes.checksum()); }, to);
+        parts_, [&] { return Keep(volume, planes.checksum(), 0.0f).HeadOf(0); }, to);
     const VolumeRecord record = restoration_.Restore(planes, piece, use);
     piece.Commit({record.iterations, record.end});
+    kept_.push_back(Keep(volume, planes.checksum(), 0.0f));
     return record;
 }
 
@@ -254,13 +248,15 @@ VolumeRecord PiecewiseRestoration::RestoreInBlocks(unsigned volume, PlaneSource&
     record.negativeCut = preparation.cutNegative ? scan.range.negative : 0;
     record.fluxIn = preparation.cutNegative ? scan.range.positiveSum : scan.sum;
 
-    const auto head = [&](int block) { return HeadOf(volume, block, scan.checksum); };
+    const KeptVolume kept = Keep(volume, scan.checksum, preparation.lift);
+    const auto head = [&kept](int block) { return kept.HeadOf(block); };
     const PieceEnd end = MakePieces(from, scan, preparation, head, record);
     record.iterations = end.iterations;
     record.end = end.end;
     RangedPlanes ranged(to, shape);
-    record.fluxOut = AssemblePieces(parts_, plan_.grid, head, preparation.lift, ranged);
+    record.fluxOut = WriteKept(parts_, kept, ranged);
     record.after = ranged.range();
+    kept_.push_back(kept);
     return record;
 }
 

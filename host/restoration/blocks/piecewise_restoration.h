@@ -8,11 +8,13 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "report/messages.h"
 #include "restoration/blocks/image_scan.h"
 #include "restoration/blocks/part_folder.h"
 #include "restoration/blocks/run_plan.h"
+#include "restoration/kept_volume.h"
 #include "restoration/method.h"
 #include "restoration/restoration_record.h"
 #include "restoration/restore_job.h"
@@ -38,6 +40,9 @@ class PiecewiseRestoration {
 
     const RunPlan& plan() const { return plan_; }
 
+    /// The restored volumes that the folder holds, as they were restored.
+    const std::vector<KeptVolume>& kept() const { return kept_; }
+
     /// Restores volume number `volume`, from 0, or takes over what an earlier run has of it. Planes of `from`
     /// are read once or, in blocks, several times.
     /// use  of the PSF; it is kept where the volume is cut
@@ -53,9 +58,8 @@ class PiecewiseRestoration {
     PieceEnd RestoreBlock(int block, const std::optional<PieceEnd>& first, const ImageScan& scan,
                           const Preparation& preparation, PlaneSource& from, PlaneSink& to,
                           VolumeRecord& record);
-    PieceHead HeadOf(unsigned volume, int block, std::uint32_t image) const;
+    KeptVolume Keep(unsigned volume, std::uint32_t image, float pedestal) const;
     std::string Identity(std::uint32_t image) const;
-    [[noreturn]] void Fail(const UserError& failure);
 
     PartFolder& parts_;
     const RestoreJob& job_;
@@ -64,6 +68,7 @@ class PiecewiseRestoration {
     const Messages& messages_;
     bool keepsWhole_;  // a volume in one piece is kept as well
     RunPlan plan_;
+    std::vector<KeptVolume> kept_;
     std::uint32_t psfChecksum_ = 0;
 };
 

@@ -36,11 +36,12 @@ std::uint64_t PaddedBytes(const Extent& frame) {
 class Planner {
   public:
     Planner(const RestoreJob& job, const Method& method, const VolumeRestoration& restoration,
-            const Extent& shape)
+            const Extent& shape, bool curve)
         : job_(job),
           method_(method),
           restoration_(restoration),
           shape_(shape),
+          curve_(curve),
           levels_(LevelsOf(FrameOf({1, 1, shape.z}).value_or(Extent{}))),
           overlaps_(OverlapsFor(restoration.psf().reach(), 1 << levels_)),
           limit_(FindMemoryLimit(job.maxMemory)),
@@ -51,7 +52,7 @@ class Planner {
         BlockGrid grid(shape_, counts, overlaps_);
         const std::optional<Extent> frame = FrameOf(grid.LargestRead());
         if (!frame || LevelsOf(*frame) != levels_) return std::nullopt;
-        RunPlan plan{std::move(grid), *frame, {}, limit_, false};
+        RunPlan plan{std::move(grid), *frame, {}, limit_, false, curve_};
         plan.need = NeedOf(plan, false);
         if (!plan.InBlocks()) return plan;
         const MemoryNeed overlapped = NeedOf(plan, true);
@@ -134,6 +135,7 @@ class Planner {
 
     MemoryNeed NeedOf(const RunPlan& plan, bool overlapped) const {
         constexpr std::uint64_t kVolumes = 2;
+        constexpr std::uint64_t kPlanesOfReport = 8;  // sums and projections of both images, then a spectrum
         const std::uint64_t source = restoration_.psf().bytes();
         MemoryNeed need;
         need.process = std::max(now_.resident - std::min(now_.resident, source) + kLaterGrowth, kProgram);
@@ -143,6 +145,7 @@ class Planner {
         need.core = core.touched;
         need.idle = core.asked - core.touched;
         need.planes = Bytes({shape_.x, shape_.y, 1});
+        if (!job_.report.empty()) need.planes += kPlanesOfReport * Bytes({shape_.x, shape_.y, 1});
         need.earlier = now_.peak;
         if (!plan.InBlocks()) {
             // The source of the PSF is gone before the core's buffers come.
@@ -159,7 +162,7 @@ class Planner {
     std::uint64_t BesideImageAndPsf() const {
         constexpr std::uint64_t kOfSplit = 4;  // both halves are held against one another
         constexpr std::uint64_t kOfCurve = 3;  // the blurred iterate, its spectrum, the image
-        const std::uint64_t judged = job_.stop.split ? kOfSplit : job_.wantsCurve ? kOfCurve : 0;
+        const std::uint64_t judged = job_.stop.split ? kOfSplit : curve_ ? kOfCurve : 0;
         return judged + (job_.truth.empty() ? 0 : 1);
     }
 
@@ -187,6 +190,7 @@ class Planner {
     const Method& method_;
     const VolumeRestoration& restoration_;
     Extent shape_;
+    bool curve_;  ///< each iterate is held against the image
     int levels_;  ///< of wavelets, whose grids all blocks share
     Overlaps overlaps_;
     MemoryLimit limit_;
@@ -230,9 +234,18 @@ CoreNeed CoreNeedOf(const Method& method, const MethodSettings& settings, const 
 
 RunPlan PlanRun(const RestoreJob& job, const Method& method, const VolumeRestoration& restoration,
                 const Extent& shape, const std::optional<Extent>& counts) {
-    const Planner planner(job, method, restoration, shape);
+    constexpr Extent kWhole = {1, 1, 1};
+    bool curve = job.wantsCurve && method.showsIterates;
+    if (curve && job.curveOutput.empty()) {
+        // A report goes without the curve where that would cost blocks.
+        const Planner planner(job, method, restoration, shape, true);
+        std::optional<RunPlan> plan = planner.PlanOf(kWhole);
+        if (counts.value_or(kWhole) == kWhole && planner.Fits(plan)) return std::move(*plan);
+        curve = false;
+    }
+    const Planner planner(job, method, restoration, shape, curve);
     if (counts && planner.MayHave(*counts)) return planner.PlanOf(*counts).value();
-    std::optional<RunPlan> whole = planner.PlanOf({1, 1, 1});
+    std::optional<RunPlan> whole = planner.PlanOf(kWhole);
     if (planner.Fits(whole)) return std::move(*whole);
     RequireDivisible(job, method, FindMemoryLimit(job.maxMemory));
     std::optional<RunPlan> plan = planner.Cheapest();

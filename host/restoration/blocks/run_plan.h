@@ -34,6 +34,7 @@ struct RunPlan {
     MemoryNeed need;
     MemoryLimit limit;
     bool overlapped = false;  ///< blocks are read and written while the one between them is computed
+    bool curve = false;       ///< there is memory for how well each iterate explains the image
 
     bool InBlocks() const { return grid.blocks() > 1; }
     /// Padded samples of all blocks.
