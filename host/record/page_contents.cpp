@@ -28,7 +28,10 @@ std::string TextOf(const Json& value) {
     }
     if (!value.is_array()) return value.is_null() ? "" : value.dump();
     std::string list;
-    for (const Json& entry : value) list += (list.empty() ? "" : ",") + TextOf(entry);
+    for (const Json& entry : value) {
+        if (!list.empty()) list += ",";
+        list += TextOf(entry);
+    }
     return list;
 }
 

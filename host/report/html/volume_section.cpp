@@ -17,6 +17,9 @@ namespace {
 /// Ratio of largest to smallest value from which a curve shows more on a logarithmic axis.
 constexpr double kWideRange = 50.0;
 
+/// Letters that fit beside a chart.
+constexpr std::size_t kLongestAxisLabel = 36;
+
 /// A chart under its title, or why there is none.
 std::string ChartFigure(const std::string& title, const LineChart& chart, const std::string& note) {
     const std::string drawing = DrawLineChart(chart);
@@ -91,7 +94,9 @@ std::string CurveFigure(const std::string& title, const ReportCurve& curve, cons
         least = std::min(least, point.value);
         largest = std::max(largest, point.value);
     }
-    chart.y = {.label = curve.label, .logarithmic = least > 0.0 && largest > kWideRange * least};
+    // The legend has the whole of it.
+    const bool fits = curve.label.size() <= kLongestAxisLabel;
+    chart.y = {.label = fits ? curve.label : "", .logarithmic = least > 0.0 && largest > kWideRange * least};
     chart.series.push_back(std::move(series));
     chart.dots = true;
     return ChartFigure(title, chart, chart.y.logarithmic ? "The axis of values is logarithmic." : "");

@@ -139,7 +139,7 @@ std::optional<PieceReader> PieceReader::Open(const std::filesystem::path& path) 
     Trailer trailer{};
     reader.file_.seekg(static_cast<std::streamoff>(before));
     reader.file_.read(reinterpret_cast<char*>(&trailer), sizeof trailer);
-    if (!reader.file_ || trailer.end[1] > static_cast<std::uint32_t>(EndOfRun::StopTest)) return std::nullopt;
+    if (!reader.file_ || trailer.end[1] > static_cast<std::uint32_t>(EndOfRun::Copied)) return std::nullopt;
     reader.end_ = {trailer.end[0], static_cast<EndOfRun>(trailer.end[1])};
     reader.stated_ = trailer.checksum;
     reader.file_.seekg(samples);

@@ -14,7 +14,7 @@
 //   52      n         what the piece belongs to: method, settings, image and PSF, as text
 //   52+n    4         CRC-32 of the bytes before
 //   56+n    4 x y z   samples, floats, x fastest
-//   then    4, 4      iterations, reason for their end (0 direct, 1 limit, 2 stop test)
+//   then    4, 4      iterations, reason for their end (0 direct, 1 limit, 2 stop test, 3 split, 4 copied)
 //   then    4         CRC-32 of the samples and those two numbers
 
 #include <cstdint>

@@ -4,32 +4,17 @@
 Usage: report_page_test.py REPORT_SAMPLE [FOLDER]; with FOLDER, screenshots are left there."""
 
 import base64
-import os
 import pathlib
-import shutil
 import subprocess
 import sys
 import tempfile
 import unittest
 
-SKIPPED = 77
-
-try:
-    from selenium import webdriver
-    from selenium.webdriver.chrome.service import Service
-    from selenium.webdriver.common.action_chains import ActionChains
-    from selenium.webdriver.common.by import By
-    from selenium.webdriver.common.keys import Keys
-    from selenium.webdriver.support.ui import Select, WebDriverWait
-except ImportError as missing:
-    print(f"skipped: {missing.name} is not installed for {sys.executable} (Debian: python3-selenium)")
-    sys.exit(SKIPPED)
-
-BROWSER = shutil.which("chromium")
-DRIVER = shutil.which("chromedriver")
-if BROWSER is None or DRIVER is None:
-    print("skipped: no browser to open pages with (Debian: chromium, chromium-driver)")
-    sys.exit(SKIPPED)
+from browser import open_browser
+from selenium.webdriver.common.action_chains import ActionChains
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
+from selenium.webdriver.support.ui import Select, WebDriverWait
 
 PROGRAM = str(pathlib.Path(sys.argv[1]).resolve())
 SCREENSHOTS = pathlib.Path(sys.argv[2]) if len(sys.argv) > 2 else None
@@ -47,18 +32,6 @@ return {
     before: shown('.before'), after: shown('.after'), difference: shown('.difference'),
     common: shown('.before img.common'), own: shown('.before img.own'),
 };"""
-
-
-def open_browser(profile):
-    options = webdriver.ChromeOptions()
-    options.binary_location = BROWSER
-    for word in ("--headless=new", "--disable-gpu", "--disable-dev-shm-usage", "--no-first-run", "--window-size=1200,900"):
-        options.add_argument(word)
-    options.add_argument(f"--user-data-dir={profile}")
-    if os.geteuid() == 0:
-        options.add_argument("--no-sandbox")  # the browser refuses to run as root with one
-    options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
-    return webdriver.Chrome(service=Service(DRIVER), options=options)
 
 
 class ReportPageTest(unittest.TestCase):
