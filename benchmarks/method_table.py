@@ -4,8 +4,8 @@
 
 usage: method_table.py RYDECON [X Y Z]
 
-Prints two Markdown tables, for stacks and for pictures. Each method runs with its own defaults but for the
-strengths listed here, on an image of few and on one of many photons, with the PSF that blurred it. The share of
+Prints Markdown tables, for wide-field and confocal stacks and for pictures. Each method runs with its own defaults
+but for the options listed here, on images of few to many photons, with the PSF that blurred them. The share of
 the error is the root mean square difference from the truth relative to that of the blurred image; time is what a
 user waits for the image of many photons, program start and files included. Needs Debian's python3-tifffile.
 """
@@ -20,11 +20,15 @@ import numpy
 import tifffile
 
 PHOTONS = (50, 500, 5000)
-OPTICS = ("--modality", "widefield", "--na", "1.4", "--ri", "1.515", "--emission", "520nm", "--pixel", "0.1",
-          "--z-step", "0.3")
+CONFOCAL_PHOTONS = (20, 200)
+OBJECTIVE = ("--na", "1.4", "--ri", "1.515", "--emission", "520nm")
+WIDEFIELD = ("--modality", "widefield", *OBJECTIVE, "--pixel", "0.1", "--z-step", "0.3")
+CONFOCAL = ("--modality", "confocal", *OBJECTIVE, "--excitation", "488nm", "--pinhole", "30um", "--magnification",
+            "63", "--pixel", "0.08", "--z-step", "0.2")
 STACK_METHODS = (
     ("accelerated",), ("accelerated", "--regularization", "2"), ("accelerated", "--wiener-start"),
     ("lucy-richardson",), ("lucy-richardson", "--regularization", "1"),
+    ("lucy-richardson", "--iterations", "300", "--stop", "split"),
     ("lucy-richardson-auto",), ("lucy-richardson-auto", "--regularization", "0.1"),
     ("landweber",), ("landweber-auto",), ("landweber-wavelet",),
     ("tv",), ("tv-ictm",), ("blind",),
@@ -67,8 +71,9 @@ def measure(rydecon, blurred, truth, psf, out, method):
 
 
 def table(rydecon, folders, names, methods):
-    print("| `--method` | " + " | ".join(f"{p} photons: error left | iterations" for p in PHOTONS) + " | seconds |")
-    print("|---" * (2 + 2 * len(PHOTONS)) + "|")
+    columns = " | ".join(f"{folder.name} photons: error left | iterations" for folder in folders)
+    print(f"| `--method` | {columns} | seconds |")
+    print("|---" * (2 + 2 * len(folders)) + "|")
     for method in methods:
         cells = []
         for folder in folders:
@@ -79,29 +84,39 @@ def table(rydecon, folders, names, methods):
     print()
 
 
+def stacks(rydecon, parent, size, optics, photons):
+    """One folder for each number of photons, named by it."""
+    psf = parent / "optics.tif"
+    parent.mkdir()
+    run(rydecon, "psf", *optics, "-o", psf)
+    folders = [parent / str(number) for number in photons]
+    for folder in folders:
+        run(rydecon, "simulate", "--size", *size, "--seed", "1", "--psf", psf, "--photons", folder.name, "-o", folder)
+    return folders
+
+
+def pictures(rydecon, parent):
+    parent.mkdir()
+    folders = [parent / str(number) for number in PHOTONS]
+    for folder in folders:
+        run(rydecon, "simulate", "--size", "512", "512", "8", "--seed", "1", "--sigma", "0.15", "0.15", "0.01",
+            "--photons", folder.name, "-o", folder)
+        for file in ("truth.tif", "blurred.tif", "psf.tif"):
+            plane_of(folder / file)
+    return folders
+
+
 def main():
     rydecon = Path(sys.argv[1]).resolve()
     size = sys.argv[2:5] or ["128", "128", "64"]
+    names = ("blurred.tif", "truth.tif", "psf.tif")
     with tempfile.TemporaryDirectory() as name:
-        stacks, pictures = [], []
-        for photons in PHOTONS:
-            folder = Path(name) / str(photons)
-            folder.mkdir()
-            psf = folder / "optics.tif"
-            run(rydecon, "psf", *OPTICS, "-o", psf)
-            run(rydecon, "simulate", "--size", *size, "--seed", "1", "--psf", psf, "--photons", photons, "-o", folder)
-            stacks.append(folder)
-            flat = folder / "flat"
-            flat.mkdir()
-            run(rydecon, "simulate", "--size", "512", "512", "8", "--seed", "1", "--sigma", "0.15", "0.15", "0.01",
-                "--photons", photons, "-o", flat)
-            for file in ("truth.tif", "blurred.tif", "psf.tif"):
-                plane_of(flat / file)
-            pictures.append(flat)
-        print(f"Stacks of {' x '.join(size)} samples, a wide-field microscope of NA 1.4:\n")
-        table(rydecon, stacks, ("blurred.tif", "truth.tif", "optics.tif"), STACK_METHODS)
+        folder = Path(name)
+        for title, optics, photons in (("wide-field", WIDEFIELD, PHOTONS), ("confocal", CONFOCAL, CONFOCAL_PHOTONS)):
+            print(f"Stacks of {' x '.join(size)} samples, a {title} microscope of NA 1.4:\n")
+            table(rydecon, stacks(rydecon, folder / title, size, optics, photons), names, STACK_METHODS)
         print("Pictures of 512 x 512 pixels, blurred by a Gaussian of 1.5 pixels:\n")
-        table(rydecon, pictures, ("picture-blurred.tif", "picture-truth.tif", "picture-psf.tif"), PICTURE_METHODS)
+        table(rydecon, pictures(rydecon, folder / "pictures"), [f"picture-{n}" for n in names], PICTURE_METHODS)
 
 
 if __name__ == "__main__":
