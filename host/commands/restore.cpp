@@ -25,7 +25,8 @@ constexpr unsigned kMostIterations = 100000;
 constexpr const char* kDetails =
     "The largest sample of the PSF is its centre, wherever it lies in the file; the PSF is divided by\n"
     "its sum. The stack is padded by the reach of the PSF, so that opposite borders do not meet. Shape\n"
-    "and voxel size stay, intensities keep their scale, other metadata are not copied.\n\n";
+    "and voxel size, names and colours of channels and optics stay, intensities keep their scale;\n"
+    "dates and annotations are not copied.\n\n";
 
 const std::map<std::string, BlindGuard> kGuards = {
     {"off", BlindGuard::Never}, {"0.3", BlindGuard::Within03Decades}, {"0.8", BlindGuard::Within08Decades}};
