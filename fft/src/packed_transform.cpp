@@ -79,6 +79,20 @@ class Run {
     /// The room was had.
     explicit operator bool() const { return room_.Spectrum() != nullptr; }
 
+    float* SamplesOfRow(std::ptrdiff_t row) const {
+        return room_.Spectrum()[row * spec_.sides.SpectrumStride()];
+    }
+    /// A chunk of rows within the half spectrum's room, to spectral rows and back.
+    void TransformChunk(fftwf_complex* spectrum) const {
+        fftwf_execute_dft_r2c(spec_.rowsForward.get(), *spectrum, spectrum);
+    }
+    void InvertChunk(fftwf_complex* spectrum) const {
+        fftwf_execute_dft_c2r(spec_.rowsBackward.get(), spectrum, *spectrum);
+    }
+    fftwf_complex* Chunk(std::ptrdiff_t chunk) const {
+        return room_.Spectrum() + chunk * RowsOfChunk(spec_.sides) * spec_.sides.SpectrumStride();
+    }
+
     /// Rows of samples to the half spectrum.
     void TransformRows(const float* samples, int step) const {
         ForEachChunk([&](std::ptrdiff_t firstRow, fftwf_complex* spectrum) {
@@ -86,14 +100,14 @@ class Run {
             for (std::ptrdiff_t j = 0; j < RowsOfChunk(s); ++j) {
                 std::copy_n(Row(samples, step, firstRow + j), s.width, spectrum[j * s.SpectrumStride()]);
             }
-            fftwf_execute_dft_r2c(spec_.rowsForward.get(), *spectrum, spectrum);
+            TransformChunk(spectrum);
         });
     }
     /// The half spectrum to rows of samples.
     void InvertRows(float* samples, int step) const {
         ForEachChunk([&](std::ptrdiff_t firstRow, fftwf_complex* spectrum) {
             const PackedSides& s = spec_.sides;
-            fftwf_execute_dft_c2r(spec_.rowsBackward.get(), spectrum, *spectrum);
+            InvertChunk(spectrum);
             for (std::ptrdiff_t j = 0; j < RowsOfChunk(s); ++j) {
                 std::copy_n(spectrum[j * s.SpectrumStride()], s.width, Row(samples, step, firstRow + j));
             }
@@ -290,6 +304,56 @@ IppStatus MultiplyByTransfer(float* dst, const float* src, const float* transfer
     run.MultiplyColumns(transfer, use == TransferUse::kConjugate);
     run.InvertRows(dst, step);
     return ippStsNoErr;
+}
+
+struct TransferPasses::State {
+    State(const FFT2DSpec_R_32f& plan, void* buffer) : spec(plan), run(plan, buffer) {
+        // A single column has no transfer frame but a packed one.
+        if (plan.sides.width < 2)
+            packed.reset(new (std::nothrow) float[static_cast<std::size_t>(plan.sides.height)]);
+    }
+    bool IsComplete() const { return run && (spec.sides.width > 1 || packed != nullptr); }
+
+    const FFT2DSpec_R_32f& spec;
+    Run run;
+    std::unique_ptr<float[]> packed;
+};
+
+TransferPasses::TransferPasses(const IppiSize& /*size*/, const FFT2DSpec_R_32f* pSpec, unsigned char* pBuffer)
+    : run_(pSpec == nullptr ? nullptr : new (std::nothrow) State(*pSpec, pBuffer)) {
+    if (run_ != nullptr && !run_->IsComplete()) run_.reset();
+}
+
+TransferPasses::~TransferPasses() = default;
+
+std::ptrdiff_t TransferPasses::RowsTogether() const {
+    return RowsOfChunk(run_->spec.sides);
+}
+std::ptrdiff_t TransferPasses::Chunks() const {
+    return run_->spec.sides.height / RowsTogether();
+}
+float* TransferPasses::Samples(std::ptrdiff_t row) const {
+    return run_->run.SamplesOfRow(row);
+}
+void TransferPasses::Transform(std::ptrdiff_t chunk) const {
+    run_->run.TransformChunk(run_->run.Chunk(chunk));
+}
+void TransferPasses::Invert(std::ptrdiff_t chunk) const {
+    run_->run.InvertChunk(run_->run.Chunk(chunk));
+}
+void TransferPasses::Multiply(const float* transfer, TransferUse use) const {
+    const bool conjugate = use == TransferUse::kConjugate;
+    if (run_->packed == nullptr) return run_->run.MultiplyColumns(transfer, conjugate);
+    float* const packed = run_->packed.get();
+    const int step = static_cast<int>(sizeof(float));
+    const IppiSize column = {1, static_cast<int>(run_->spec.sides.height)};
+    run_->run.TransformColumns({packed, step});
+    if (conjugate) {
+        ippiMulPackConj_32f_C1R(packed, step, transfer, step, packed, step, column);
+    } else {
+        ippiMulPack_32f_C1IR(transfer, step, packed, step, column);
+    }
+    run_->run.InvertColumns({packed, step});
 }
 
 }  // namespace gnr::fft

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <random>
 #include <tuple>
@@ -57,6 +58,27 @@ class Transfer : public testing::TestWithParam<std::tuple<int, int>> {
     const int step_ = gnr::fft::DenseStep(size_);
     const Frame frame_ = RandomFrame(std::size_t{1} << (orderX_ + orderY_), 1);
     const Frame kernel_ = RandomFrame(frame_.size(), 2);
+
+    /// The frame times the transfer function, a chunk of rows at a time, the last chunk first.
+    Frame PassByPass(Plan& plan, const Frame& transfer, TransferUse use) const {
+        const gnr::fft::TransferPasses passes(size_, plan.Spec(), plan.Buffer());
+        EXPECT_TRUE(passes);
+        EXPECT_EQ(passes.Chunks() * passes.RowsTogether(), size_.height);
+        for (std::ptrdiff_t chunk = passes.Chunks() - 1; chunk >= 0; --chunk) {
+            for (std::ptrdiff_t j = 0; j < passes.RowsTogether(); ++j) {
+                const std::ptrdiff_t row = chunk * passes.RowsTogether() + j;
+                std::copy_n(frame_.data() + row * size_.width, size_.width, passes.Samples(row));
+            }
+            passes.Transform(chunk);
+        }
+        passes.Multiply(transfer.data(), use);
+        Frame product(frame_.size());
+        for (std::ptrdiff_t chunk = passes.Chunks() - 1; chunk >= 0; --chunk) passes.Invert(chunk);
+        for (std::ptrdiff_t row = 0; row < size_.height; ++row) {
+            std::copy_n(passes.Samples(row), size_.width, product.data() + row * size_.width);
+        }
+        return product;
+    }
 };
 
 TEST_P(Transfer, IsTheThreeOperationsBitForBit) {
@@ -92,6 +114,7 @@ TEST_P(Transfer, IsTheThreeOperationsBitForBit) {
                                                        size_, plan.Spec(), nullptr),
                           0);
                 EXPECT_TRUE(SameBits(inPlace, expected));
+                EXPECT_TRUE(SameBits(PassByPass(plan, transfer, use), expected));
             }
         }
     }
@@ -118,6 +141,10 @@ TEST(TransferStatus, OfMissingFrames) {
     EXPECT_EQ(multiply(f, f, nullptr), ippStsNullPtrErr);
     EXPECT_EQ(gnr::fft::MakeTransfer(nullptr, size, plan.Spec(), plan.Buffer()), ippStsNullPtrErr);
     EXPECT_EQ(gnr::fft::MakeTransfer(f, size, nullptr, plan.Buffer()), ippStsNullPtrErr);
+}
+
+TEST(TransferPasses, AreNotHadWithoutAPlan) {
+    EXPECT_FALSE(gnr::fft::TransferPasses({8, 8}, nullptr, nullptr));
 }
 
 }  // namespace

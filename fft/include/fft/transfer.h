@@ -8,6 +8,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
+#include <new>
 
 namespace gnr::fft {
 
@@ -49,6 +51,32 @@ inline IppStatus MultiplyByTransfer(float* dst, const float* src, const float* t
     return MultiplyByPackedSpectrum(dst, src, transfer, use, size, pSpec, pBuffer);
 }
 
+class TransferPasses {
+  public:
+    TransferPasses(const IppiSize& size, const FFT2DSpec_R_32f* pSpec, unsigned char* pBuffer)
+        : size_(size),
+          spec_(pSpec),
+          buffer_(pBuffer),
+          frame_(new (std::nothrow) float[static_cast<std::size_t>(size.width) *
+                                          static_cast<std::size_t>(size.height)]) {}
+
+    explicit operator bool() const { return frame_ != nullptr; }
+    std::ptrdiff_t RowsTogether() const { return std::min<std::ptrdiff_t>(size_.height, 16); }
+    std::ptrdiff_t Chunks() const { return size_.height / RowsTogether(); }
+    float* Samples(std::ptrdiff_t row) const { return frame_.get() + row * size_.width; }
+    void Transform(std::ptrdiff_t /*chunk*/) const {}
+    void Multiply(const float* transfer, TransferUse use) const {
+        MultiplyByPackedSpectrum(frame_.get(), frame_.get(), transfer, use, size_, spec_, buffer_);
+    }
+    void Invert(std::ptrdiff_t /*chunk*/) const {}
+
+  private:
+    IppiSize size_;
+    const FFT2DSpec_R_32f* spec_;
+    unsigned char* buffer_;
+    std::unique_ptr<float[]> frame_;
+};
+
 #else
 
 /// frame := F(frame), as MultiplyByTransfer wants it and nothing else can read it.
@@ -58,6 +86,35 @@ IppStatus MakeTransfer(float* frame, const IppiSize& size, const FFT2DSpec_R_32f
 /// dst := F^-1(F(src) transfer)
 IppStatus MultiplyByTransfer(float* dst, const float* src, const float* transfer, TransferUse use,
                              const IppiSize& size, const FFT2DSpec_R_32f* pSpec, unsigned char* pBuffer);
+
+/// The passes of MultiplyByTransfer one by one, for loops that work on rows while these are in the cache: fill the
+/// samples of a chunk of rows and transform it; with all chunks transformed, multiply; invert a chunk and read its
+/// samples. The work buffer belongs to the passes meanwhile. Different chunks may be worked on from different
+/// threads at once.
+class TransferPasses {
+  public:
+    TransferPasses(const IppiSize& size, const FFT2DSpec_R_32f* pSpec, unsigned char* pBuffer);
+    TransferPasses(const TransferPasses&) = delete;
+    TransferPasses& operator=(const TransferPasses&) = delete;
+    ~TransferPasses();
+
+    /// Room was had; nothing else may be called without.
+    explicit operator bool() const { return run_ != nullptr; }
+
+    std::ptrdiff_t RowsTogether() const;  ///< rows of a chunk
+    std::ptrdiff_t Chunks() const;        ///< of a frame
+    /// The samples of a row.
+    float* Samples(std::ptrdiff_t row) const;
+
+    void Transform(std::ptrdiff_t chunk) const;
+    /// On all threads that the plan knows of. `transfer` is what MakeTransfer made.
+    void Multiply(const float* transfer, TransferUse use) const;
+    void Invert(std::ptrdiff_t chunk) const;
+
+  private:
+    struct State;
+    std::unique_ptr<State> run_;
+};
 
 #endif
 

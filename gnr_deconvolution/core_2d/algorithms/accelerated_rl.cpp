@@ -16,14 +16,16 @@ int CRy2DDeconvolutionFamily::AccRLProcessInner(float* x, float* h, unsigned W, 
                                                 FFT2DSpec_R_32f* pSpec, RyProgressCallback pfn, void* pData,
                                                 bool /*bReserved*/) {
     CopyFrame(y, bFromImage ? x : h, W, H);
-    AcceleratedSteps steps({W, H, x, y, otf, b, c, d, e, f, pBuffer, iBufferSize, pSpec}, h);
+    const AcceleratedFrames frames = {W, H, x, y, otf, b, c, d, e, f, pBuffer, iBufferSize, pSpec};
+    PresetFrames(frames);
+    AcceleratedSteps steps(frames, h);
     const Progress progress(kPictureDeconvolution, pfn, pData);
     for (unsigned k = 0; k < uiIterations; ++k) {
         if (progress.StopAtPoll()) break;
-        ClipSmallerThanZero2D(x, W, H);
-        steps.Correct();
+        steps.Correct(Negatives::kCut);
         steps.Advance(Negatives::kStay);
     }
+    SettleFrames(frames);
     // The caller's frame shall hold the packed spectrum.
     CopyFrame(otf, h, W, H);
     ForwardTransform(otf, W, pBuffer, pSpec);

@@ -12,7 +12,8 @@ using namespace gnr::detail;
 void gnr::detail::RunBlindSteps(const AcceleratedFrames& frames, const float* h, unsigned iterations,
                                 bool isImageStep, float stopEnergy, const Progress& progress) {
     AcceleratedSteps steps(frames, h);
-    const EnergySums ofPartner = SumsOfImage(h, frames.W, frames.H);
+    const bool compares = stopEnergy > 0.0f;
+    const EnergySums ofPartner = compares ? SumsOfImage(h, frames.W, frames.H) : EnergySums();
     for (unsigned k = 0; k < iterations; ++k) {
         // Later estimates come cut from the iteration before.
         if (k == 0) ClipSmallerThanZero2D(frames.x, frames.W, frames.H);
@@ -20,7 +21,7 @@ void gnr::detail::RunBlindSteps(const AcceleratedFrames& frames, const float* h,
         if (progress.Stop(eProgressPollBlind2D, 0)) return;
         steps.Correct();
         const EnergySums ofEstimate = steps.Advance(Negatives::kCut);
-        if (!(stopEnergy > 0.0f)) continue;
+        if (!compares) continue;
         const float psfOverImage =
             isImageStep ? EnergyRatio(ofEstimate, ofPartner) : EnergyRatio(ofPartner, ofEstimate);
         if (isImageStep ? psfOverImage < stopEnergy : psfOverImage > stopEnergy) return;
@@ -33,8 +34,10 @@ int CRy2DDeconvolutionFamily::AccIBDProcessInner(float* x, float* h, unsigned W,
                                                  float* f, unsigned char* pBuffer, int iBufferSize,
                                                  FFT2DSpec_R_32f* pSpec, RyProgressCallback pfn,
                                                  void* pData) {
-    RunBlindSteps({W, H, x, y, otf, b, c, d, e, f, pBuffer, iBufferSize, pSpec}, h, uiIterations, bImageStep,
-                  fStop, Progress(kPictureDeconvolution, pfn, pData));
+    const AcceleratedFrames frames = {W, H, x, y, otf, b, c, d, e, f, pBuffer, iBufferSize, pSpec};
+    PresetFrames(frames);
+    RunBlindSteps(frames, h, uiIterations, bImageStep, fStop, Progress(kPictureDeconvolution, pfn, pData));
+    SettleFrames(frames);
     // The caller's frame shall hold the packed spectrum.
     CopyFrame(otf, h, W, H);
     ForwardTransform(otf, W, pBuffer, pSpec);

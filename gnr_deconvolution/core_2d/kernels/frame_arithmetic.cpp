@@ -11,7 +11,6 @@
 
 #include "detail/elementary_exp.h"
 #include "detail/elementary_log.h"
-#include "detail/float_bounds.h"
 #include "detail/parallel.h"
 #include "detail/vector_clones.h"
 #include "kernels/frame_steps.h"
@@ -19,9 +18,6 @@
 namespace gnr::detail {
 
 namespace {
-
-/// Divisors not above this give no ratio.
-constexpr float kLeastDivisor = FloatNotAbove(1e-20);
 
 /// v := v^alpha for alpha between 0 and 1, rounded to float from double.
 GNR_VECTOR_CLONES
@@ -43,7 +39,7 @@ void CombineRows(float* dst, const float* a, const float* b, unsigned W, unsigne
 }  // namespace
 
 void ClipSmallerThanZero2D(float* v, unsigned W, unsigned H) {
-    CombineRows(v, v, v, W, H, [](float sample, float) { return sample <= 0.0f ? 0.0f : sample; });
+    CombineRows(v, v, v, W, H, [](float sample, float) { return Clipped(sample); });
 }
 
 void SetOnes2D(float* v, unsigned W, unsigned H) {
@@ -66,16 +62,13 @@ void ScaleFrame(float* v, float factor, unsigned W, unsigned H) {
 }
 
 void RatioOrZero(float* dst, const float* a, const float* b, unsigned W, unsigned H) {
-    CombineRows(dst, a, b, W, H, [](float dividend, float divisor) {
-        return std::fabs(divisor) <= kLeastDivisor ? 0.0f : dividend / divisor;
-    });
+    CombineRows(dst, a, b, W, H,
+                [](float dividend, float divisor) { return QuotientOrZero(dividend, divisor); });
 }
 
 void RatioOrOne(float* dst, const float* a, const float* b, unsigned W, unsigned H) {
-    // deliberate: the divisor's sign counts here, unlike in RatioOrZero
-    CombineRows(dst, a, b, W, H, [](float dividend, float divisor) {
-        return divisor <= kLeastDivisor ? 1.0f : dividend / divisor;
-    });
+    CombineRows(dst, a, b, W, H,
+                [](float dividend, float divisor) { return QuotientOrOne(dividend, divisor); });
 }
 
 void PowVkAlpha2D(float* v, unsigned W, unsigned H, float alpha) {

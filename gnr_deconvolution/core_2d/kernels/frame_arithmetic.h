@@ -4,13 +4,31 @@
 // Element-wise kernels and sums on frames of W by H floats, rows adjacent. Copies, products, cuts and ratios
 // run on all threads, powers and sums on the calling one; bits do not depend on the number of threads.
 
+#include <cmath>
 #include <cstddef>
+
+#include "detail/float_bounds.h"
 
 namespace gnr::detail {
 
 /// Samples of a frame.
 inline std::size_t Samples(unsigned W, unsigned H) {
     return std::size_t{W} * H;
+}
+
+/// Divisors not above this give no ratio.
+inline constexpr float kLeastDivisor = FloatNotAbove(1e-20);
+
+// What the kernels below do to a sample.
+inline float Clipped(float sample) {
+    return sample <= 0.0f ? 0.0f : sample;
+}
+inline float QuotientOrZero(float dividend, float divisor) {
+    return std::fabs(divisor) <= kLeastDivisor ? 0.0f : dividend / divisor;
+}
+inline float QuotientOrOne(float dividend, float divisor) {
+    // deliberate: the divisor's sign counts here, unlike in QuotientOrZero
+    return divisor <= kLeastDivisor ? 1.0f : dividend / divisor;
 }
 
 /// v <= 0 becomes +0; a NaN stays.
