@@ -121,7 +121,7 @@ int CRy3DLandweberDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunParameters
         const bool first = k == 0;
         if ((stopped = progress.StopAtBegin())) break;
         if (bAutomatic && !first && stop.IsLast(static_cast<unsigned>(k), divergence)) k = limit - 1;
-        LandweberGradient(sizes, pfWorkB, pfWorkA, pfObserved, pfPoint, pfOtf);
+        LandweberGradient(sizes, pfWorkB, pfObserved, pfPoint, pfOtf);
         if ((stopped = progress.StopAtPoll())) break;
 
         if (!bAutomatic) {

@@ -8,11 +8,10 @@
 
 namespace gnr::detail {
 
-/// gradient := H^T (g - H y). `blurred` takes H y; g, y and H stay.
-inline void LandweberGradient(const DFT3D& s, float* gradient, float* blurred, const float* g, float* y,
-                              float* otf) {
-    BlurWithOtf(s, blurred, y, otf);
-    Residual(s, gradient, g, blurred);
+/// gradient := H^T (g - H y); g, y and H stay.
+inline void LandweberGradient(const DFT3D& s, float* gradient, const float* g, float* y, float* otf) {
+    BlurWithOtf(s, gradient, y, otf);
+    SubtractFrom(s, gradient, g);
     BackProjectWithOtf(s, gradient, otf);
 }
 

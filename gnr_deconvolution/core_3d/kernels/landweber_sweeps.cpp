@@ -12,8 +12,8 @@ namespace gnr::detail {
 namespace {
 
 GNR_VECTOR_CLONES
-void SubtractRow(float* target, const float* a, const float* b, std::int64_t n) {
-    for (std::int64_t i = 0; i < n; ++i) target[i] = a[i] - b[i];
+void SubtractRowFrom(float* row, const float* from, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) row[i] = from[i] - row[i];
 }
 
 GNR_VECTOR_CLONES
@@ -53,11 +53,10 @@ void FinishRow(float* x, float* y, const LandweberStep& step, std::int32_t colum
 
 }  // namespace
 
-void Residual(const DFT3D& s, float* target, const float* observed, const float* blurred) {
+void SubtractFrom(const DFT3D& s, float* blurred, const float* observed) {
     const std::int32_t length = s.rowLength;
-    ParallelRows(s, target, [=](float* row, std::int64_t r) {
-        SubtractRow(row, observed + r * length, blurred + r * length, length);
-    });
+    ParallelRows(s, blurred,
+                 [=](float* row, std::int64_t r) { SubtractRowFrom(row, observed + r * length, length); });
 }
 
 void PackStep(const DFT3D& s, float* packed, const CyclicShift& shift, const float* y, const float* r,

@@ -21,8 +21,8 @@ struct LandweberStep {
     float extrapolation = 0.0f;  ///< by this share of its last move
 };
 
-/// target := observed - blurred, whole buffer.
-void Residual(const DFT3D& s, float* target, const float* observed, const float* blurred);
+/// blurred := observed - blurred, whole buffer.
+void SubtractFrom(const DFT3D& s, float* blurred, const float* observed);
 
 /// packed := y + length r, shifted cyclically, image columns.
 void PackStep(const DFT3D& s, float* packed, const CyclicShift& shift, const float* y, const float* r,

@@ -31,13 +31,12 @@ int CRy3DDeconvolution::Landweber(DFT3D* s, float* pfPsf, float* pfImage, int iI
     std::srand(0);
     LandweberStep step;
     step.correction = PsfSumCorrectionOfEntry(*s, pfPsf);
-    const ScratchVolumes<5> volumes(*s);
+    const ScratchVolumes<4> volumes(*s);
     if (!volumes) return gnr::kNotReady;
     float* const g = volumes[0];
     float* const H = volumes[1];
-    float* const blurred = volumes[2];
-    float* const r = volumes[3];
-    float* const y = volumes[4];
+    float* const r = volumes[2];
+    float* const y = volumes[3];
     float* const x = pfImage;
 
     CopyVolume(*s, g, x);
@@ -49,7 +48,7 @@ int CRy3DDeconvolution::Landweber(DFT3D* s, float* pfPsf, float* pfImage, int iI
     Momentum momentum;
     for (int k = 0; k < iIterations; ++k) {
         if (progress.StopAtBegin()) return gnr::kStopped;
-        LandweberGradient(*s, r, blurred, g, y, H);
+        LandweberGradient(*s, r, g, y, H);
         step.extrapolation = momentum.NextFactor();
         step.extrapolates = k > 0;
         FinishStep(*s, x, y, r, step);
@@ -74,13 +73,12 @@ int CRy3DDeconvolution::Landweber_Automatic(DFT3D* s, float* pfPsf, float* pfIma
     LandweberStep step;
     step.length = kOverRelaxation;
     step.correction = PsfSumCorrectionOfEntry(*s, pfPsf);
-    const ScratchVolumes<5> volumes(*s);
+    const ScratchVolumes<4> volumes(*s);
     if (!volumes) return gnr::kNotReady;
     float* const g = volumes[0];
     float* const H = volumes[1];
-    float* const blurred = volumes[2];
-    float* const r = volumes[3];
-    float* const y = volumes[4];
+    float* const r = volumes[2];
+    float* const y = volumes[3];
     float* const x = pfImage;
 
     Low::ClipSmallerThanZero(s, x);
@@ -98,7 +96,7 @@ int CRy3DDeconvolution::Landweber_Automatic(DFT3D* s, float* pfPsf, float* pfIma
     for (int k = 0; k < iIterations; ++k) {
         if ((stopped = progress.StopAtBegin())) break;
         if (k > 0 && stop.IsLast(static_cast<unsigned>(k), divergence)) k = iIterations - 1;
-        LandweberGradient(*s, r, blurred, g, y, H);
+        LandweberGradient(*s, r, g, y, H);
         divergence = FinishStep(*s, x, y, r, step, k + 1 < iIterations ? &ofPoint : nullptr);
         ++done;
         if ((stopped = progress.StopAtEnd())) break;

@@ -116,7 +116,7 @@ int CRyLegacy3DDeconvolutionFamily::LandweberFW(DFT3D* sizes, float* pfKernel, f
         const bool first = k == 0;
         if ((stopped = !first && progress.StopAtBegin())) break;
         if (!first && !Rebuild(s, wavelets, w, c, x)) return gnr::kNotReady;
-        LandweberGradient(s, D, B, g, x, H);
+        LandweberGradient(s, D, g, x, H);
         if (!wavelets.Decompose(D, gradient)) return gnr::kNotReady;
         before.Copy(w);
         w.AddScaled(gradient, T);
