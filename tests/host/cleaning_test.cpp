@@ -213,7 +213,6 @@ TEST_F(CleanImage, BlocksOfAnImageMayBeConstantOrUnchanged) {
     const test::PlaneBox point({15, 14, 9},
                                [](int i, int j, int k) { return i == 8 && j == 3 && k == 5 ? 1000 : 0; });
     EXPECT_EQ(restored(constant), EndOfRun::Copied);
-    EXPECT_NE(messages.said.find("every sample is 3"), std::string::npos);
     EXPECT_THROW(restored(point), UserError);
     messages.said.clear();
     restoration.TakeBlocks();

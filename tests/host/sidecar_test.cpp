@@ -44,7 +44,7 @@ class Sidecar : public test::RestoreTest {
 
 /// Of a run that takes all of an image as it is.
 const std::string kPlainData =
-    R"("dtype":"float32","channels":[],"times":[],"background":null,"hot-pixels":"off","stop":"own",)";
+    R"("dtype":"float32","rescale":false,"channels":[],"times":[],"background":null,"hot-pixels":"off","stop":"own",)";
 
 std::uint32_t Crc(const std::string& bytes) {
     return static_cast<std::uint32_t>(

@@ -88,7 +88,7 @@ class RestoredPage(unittest.TestCase):
         first = image()[:, 0]
         self.assertEqual(float(row[0]), first.min())
         self.assertEqual(float(row[2]), first.max())
-        self.assertEqual(row[3].startswith(f"{first.sum() / 1e6:.2f}"), True, row)
+        self.assertEqual(row[3], f"{first.sum() / 1e6:.4f}×10⁶")
 
     def test_settings_stand_with_their_sources(self):
         self.open("channels")
