@@ -158,8 +158,8 @@ VolumeRecord RestoreVolume(const VolumeTask& task, VolumeRestoration& restoratio
     TellCleaning(cleaning, job.image, notes);
     CleanedPlanes from(raw, cleaning);
     if (job.stop.split) {
-        const auto scale =
-            Naming(name, [&] { return FindPhotonScale(from.repaired(), job.stop.photons, job.image); });
+        const auto scale = Naming(
+            name, [&] { return FindPhotonScale(from.repaired(), task.job.stop.photons, task.job.image); });
         if (scale) restoration.ChooseBySplit(from.repaired(), cleaning, *scale, notes);
     }
     const bool last = t + 1 == header.times;
