@@ -17,7 +17,7 @@ constexpr std::uint64_t kLaterGrowth = 3 * 1024 * 1024;
 
 /// What the program takes as a rule, growth included. It is the least that a plan reckons with, so that one limit
 /// gives the same blocks, and the same bytes, each time.
-constexpr std::uint64_t kProgram = 15 * 1024 * 1024;
+constexpr std::uint64_t kProgram = 13 * 1024 * 1024;
 
 /// How far beyond the limit the blocks of an earlier run may go, since limits that are measured vary.
 constexpr double kSlackOfEarlierRun = 1.1;
