@@ -44,7 +44,7 @@ class BlocksTest : public RestoreTest {
     /// A limit with `share` of what the volumes and buffers of the whole take.
     std::string LimitFor(const Words& more, double share) const {
         const auto whole = static_cast<double>(BytesIn(Forecast(more).out));
-        constexpr double program = 15.8e6;
+        constexpr double program = 13.7e6;
         return std::to_string(static_cast<std::uint64_t>(program + share * (whole - program)));
     }
     static Words With(Words words, const Words& more) {
