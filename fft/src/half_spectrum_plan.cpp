@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "half_spectrum_plan.h"
 
+#include <fft/volume_passes.h>
 #include <omp.h>
 
 #include <algorithm>
@@ -17,14 +18,6 @@ fftwf_iodim64 Axis(std::ptrdiff_t length, std::ptrdiff_t in, std::ptrdiff_t out)
     return {length, in, out};
 }
 
-/// Rows that are transformed and scaled together, while they are in the nearest cache. A multiple of four
-/// keeps every chunk at the alignment of the first.
-constexpr std::ptrdiff_t kRowsPerChunk = 16;
-
-/// Up to so many floats (4 MiB) a volume stays in the caches from one pass to the next. Then one plan and a pass
-/// that scales take less time than the making of separate plans.
-constexpr std::ptrdiff_t kFloatsInCache = std::ptrdiff_t{1} << 20;
-
 /// All axes in one plan, in place.
 Plan PlanBackward(const Geometry& g, float* real) {
     fftwf_iodim64 axes[3];
@@ -32,29 +25,6 @@ Plan PlanBackward(const Geometry& g, float* real) {
     return MakeGuarded(omp_get_max_threads(), [&] {
         return fftwf_plan_guru64_dft_c2r(3, axes, 0, nullptr, reinterpret_cast<fftwf_complex*>(real), real,
                                          FFTW_ESTIMATE);
-    });
-}
-
-/// Transforms along planes and rows, in place, for every spectral column.
-Plan PlanColumns(const Geometry& g, fftwf_complex* spectrum) {
-    const auto& c = g.complexStrides;
-    const fftwf_iodim64 axes[] = {Axis(g.lengths[0], c[0], c[0]), Axis(g.lengths[1], c[1], c[1])};
-    const fftwf_iodim64 columns = Axis(g.ComplexColumns(), 1, 1);
-    return MakeGuarded(omp_get_max_threads(), [&] {
-        return fftwf_plan_guru64_dft(2, axes, 1, &columns, spectrum, spectrum, FFTW_BACKWARD, FFTW_ESTIMATE);
-    });
-}
-
-/// Transforms `rows` neighbouring spectral rows to real rows, in place, on one thread.
-Plan PlanRows(const Geometry& g, std::ptrdiff_t rows, float* real) {
-    const fftwf_iodim64 axis = Axis(g.lengths[2], 1, 1);
-    const fftwf_iodim64 neighbours = Axis(rows, g.complexStrides[1], g.realStrides[1]);
-    const auto bytes = static_cast<std::ptrdiff_t>(sizeof(float));
-    const bool aligned = g.realStrides[0] * bytes % 16 == 0;
-    const unsigned flags = FFTW_ESTIMATE | (aligned ? 0U : FFTW_UNALIGNED);
-    return MakeGuarded(1, [&] {
-        return fftwf_plan_guru64_dft_c2r(1, &axis, 1, &neighbours, reinterpret_cast<fftwf_complex*>(real),
-                                         real, flags);
     });
 }
 
@@ -66,40 +36,48 @@ void FinishRow(const Geometry& g, float* row, float scale) {
     for (std::ptrdiff_t i = width; i < std::max(used, g.realStrides[1]); ++i) row[i] = 0.0f;
 }
 
-/// One plan, then one pass that scales.
-bool TransformBackwardAtOnce(const Geometry& g, float* real, float scale) {
-    const Plan plan = PlanBackward(g, real);
-    if (plan == nullptr) return false;
-    fftwf_execute(plan.get());
-    const std::ptrdiff_t rows = g.lengths[1];
-    ParallelFor(g.lengths[0] * rows, [=, &g](std::ptrdiff_t n) {
-        FinishRow(g, real + n / rows * g.realStrides[0] + n % rows * g.realStrides[1], scale);
+VolumeShape ShapeOf(const Geometry& g) {
+    return {g.lengths[0], g.lengths[1], g.lengths[2]};
+}
+
+/// Passes can work on this spectrum, whose rows follow each other without gaps.
+bool PassesFit(const Geometry& g, const float* spectrum) {
+    const VolumeShape shape = ShapeOf(g);
+    const std::ptrdiff_t columns = g.ComplexColumns();
+    const bool dense = (g.lengths[0] == 1 || g.complexStrides[0] == g.lengths[1] * columns) &&
+                       (g.lengths[1] == 1 || g.complexStrides[1] == columns) && g.complexStrides[2] == 1;
+    return dense && VolumePasses::Fit(shape) && VolumePasses::Fit(spectrum);
+}
+
+/// The first sample of a row, counted through all planes.
+template <class Float>
+Float* RealRow(const Geometry& g, Float* real, std::ptrdiff_t row) {
+    return real + row / g.lengths[1] * g.realStrides[0] + row % g.lengths[1] * g.realStrides[1];
+}
+
+bool PassForward(const Geometry& g, const float* real, float* spectrum) {
+    const VolumePasses passes(ShapeOf(g), Directions::kForward, 1.0f, omp_get_max_threads());
+    if (!passes) return false;
+    passes.Sweep(nullptr, spectrum, AllThreads{}, [=, &g, &passes](const RowChunk& chunk, auto*) {
+        for (std::ptrdiff_t row = chunk.first; row < chunk.first + chunk.count; ++row) {
+            std::copy_n(RealRow(g, real, row), g.lengths[2], chunk.samples);
+            passes.ForwardRow(chunk.samples, spectrum + row * passes.shape().RowFloats());
+        }
     });
+    passes.ForwardDepth(spectrum, AllThreads{});
     return true;
 }
 
-/// Planes and rows first, then the columns, each chunk of rows scaled while it is in the cache.
-bool TransformBackwardInChunks(const Geometry& g, float* real, float scale) {
-    const std::ptrdiff_t rows = g.lengths[1];
-    const std::ptrdiff_t chunksPerPlane = (rows + kRowsPerChunk - 1) / kRowsPerChunk;
-    const std::ptrdiff_t lastChunkRows = rows - (chunksPerPlane - 1) * kRowsPerChunk;
-
-    const Plan columns = PlanColumns(g, reinterpret_cast<fftwf_complex*>(real));
-    const Plan chunk = PlanRows(g, std::min(rows, kRowsPerChunk), real);
-    const bool uneven = chunksPerPlane > 1 && lastChunkRows != kRowsPerChunk;
-    const Plan shorter = uneven ? PlanRows(g, lastChunkRows, real) : nullptr;
-    if (columns == nullptr || chunk == nullptr || (uneven && shorter == nullptr)) return false;
-
-    fftwf_execute(columns.get());
-    ParallelFor(g.lengths[0] * chunksPerPlane, [&](std::ptrdiff_t n) {
-        const std::ptrdiff_t plane = n / chunksPerPlane;
-        const std::ptrdiff_t firstRow = n % chunksPerPlane * kRowsPerChunk;
-        const bool last = firstRow + kRowsPerChunk >= rows;
-        float* const first = real + plane * g.realStrides[0] + firstRow * g.realStrides[1];
-        fftwf_execute_dft_c2r((last && uneven ? shorter : chunk).get(),
-                              reinterpret_cast<fftwf_complex*>(first), first);
-        const std::ptrdiff_t count = last ? lastChunkRows : kRowsPerChunk;
-        for (std::ptrdiff_t j = 0; j < count; ++j) FinishRow(g, first + j * g.realStrides[1], scale);
+bool PassBackwardInPlace(const Geometry& g, float* real, float scale) {
+    const VolumePasses passes(ShapeOf(g), Directions::kInverse, scale, omp_get_max_threads());
+    if (!passes) return false;
+    passes.InverseDepth(real, AllThreads{});
+    passes.Sweep(real, nullptr, AllThreads{}, [=, &passes](const RowChunk& chunk, auto*) {
+        const std::ptrdiff_t floats = passes.shape().RowFloats();
+        for (std::ptrdiff_t row = chunk.first; row < chunk.first + chunk.count; ++row) {
+            passes.InverseRow(real + row * floats, chunk.samples);
+            std::copy_n(chunk.samples, floats, real + row * floats);
+        }
     });
     return true;
 }
@@ -107,6 +85,8 @@ bool TransformBackwardInChunks(const Geometry& g, float* real, float scale) {
 }  // namespace
 
 bool TransformForward(const Geometry& g, float* real, fftwf_complex* spectrum) {
+    auto* const floats = reinterpret_cast<float*>(spectrum);
+    if (g.realStrides[2] == 1 && PassesFit(g, floats)) return PassForward(g, real, floats);
     fftwf_iodim64 axes[3];
     for (std::size_t a = 0; a < 3; ++a) axes[a] = Axis(g.lengths[a], g.realStrides[a], g.complexStrides[a]);
     const Plan plan = MakeGuarded(omp_get_max_threads(), [&] {
@@ -118,8 +98,13 @@ bool TransformForward(const Geometry& g, float* real, fftwf_complex* spectrum) {
 }
 
 bool TransformBackwardInPlace(const Geometry& g, float* real, float scale) {
-    const bool inCache = g.lengths[0] * g.lengths[1] * g.ComplexColumns() * 2 <= kFloatsInCache;
-    return inCache ? TransformBackwardAtOnce(g, real, scale) : TransformBackwardInChunks(g, real, scale);
+    if (PassesFit(g, real)) return PassBackwardInPlace(g, real, scale);
+    const Plan plan = PlanBackward(g, real);
+    if (plan == nullptr) return false;
+    fftwf_execute(plan.get());
+    ParallelFor(g.lengths[0] * g.lengths[1],
+                [=, &g](std::ptrdiff_t row) { FinishRow(g, RealRow(g, real, row), scale); });
+    return true;
 }
 
 }  // namespace gnr::fft

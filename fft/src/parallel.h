@@ -32,4 +32,19 @@ void ParallelShares(std::ptrdiff_t shares, std::ptrdiff_t count, Body body) {
     });
 }
 
+/// The loops that VolumePasses wants, without results.
+struct AllThreads {
+    struct None {};
+
+    template <class Body>
+    void For(std::ptrdiff_t count, Body body) const {
+        ParallelFor(count, body);
+    }
+    template <class Body>
+    None Reduce(std::ptrdiff_t count, Body body) const {
+        ParallelFor(count, [=](std::ptrdiff_t i) { body(i, static_cast<None*>(nullptr)); });
+        return {};
+    }
+};
+
 }  // namespace gnr::fft

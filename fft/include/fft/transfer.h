@@ -5,6 +5,7 @@
 // of fft/ippi.h give, bit for bit, without the packed frame in between.
 
 #include <fft/ippi.h>
+#include <fft/transfer_use.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -12,9 +13,6 @@
 #include <new>
 
 namespace gnr::fft {
-
-/// A product with the transfer function, or with its conjugate.
-enum class TransferUse { kPlain, kConjugate };
 
 /// Bytes from row to row of a frame without gaps.
 inline int DenseStep(const IppiSize& size) {
