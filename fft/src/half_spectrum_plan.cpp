@@ -58,11 +58,11 @@ Float* RealRow(const Geometry& g, Float* real, std::ptrdiff_t row) {
 bool PassForward(const Geometry& g, const float* real, float* spectrum) {
     const VolumePasses passes(ShapeOf(g), Directions::kForward, 1.0f, omp_get_max_threads());
     if (!passes) return false;
-    passes.Sweep(nullptr, spectrum, AllThreads{}, [=, &g, &passes](const RowChunk& chunk, auto*) {
-        for (std::ptrdiff_t row = chunk.first; row < chunk.first + chunk.count; ++row) {
-            std::copy_n(RealRow(g, real, row), g.lengths[2], chunk.samples);
-            passes.ForwardRow(chunk.samples, spectrum + row * passes.shape().RowFloats());
-        }
+    passes.Sweep(nullptr, spectrum, AllThreads{}, [=, &g, &passes](const RowChunk& rows, auto*) {
+        rows.EachRow([&](std::ptrdiff_t row, float* samples) {
+            std::copy_n(RealRow(g, real, row), g.lengths[2], samples);
+            passes.ForwardRow(samples, spectrum + row * passes.shape().RowFloats());
+        });
     });
     passes.ForwardDepth(spectrum, AllThreads{});
     return true;
@@ -72,12 +72,12 @@ bool PassBackwardInPlace(const Geometry& g, float* real, float scale) {
     const VolumePasses passes(ShapeOf(g), Directions::kInverse, scale, omp_get_max_threads());
     if (!passes) return false;
     passes.InverseDepth(real, AllThreads{});
-    passes.Sweep(real, nullptr, AllThreads{}, [=, &passes](const RowChunk& chunk, auto*) {
+    passes.Sweep(real, nullptr, AllThreads{}, [=, &passes](const RowChunk& rows, auto*) {
         const std::ptrdiff_t floats = passes.shape().RowFloats();
-        for (std::ptrdiff_t row = chunk.first; row < chunk.first + chunk.count; ++row) {
-            passes.InverseRow(real + row * floats, chunk.samples);
-            std::copy_n(chunk.samples, floats, real + row * floats);
-        }
+        rows.EachRow([&](std::ptrdiff_t row, float* samples) {
+            passes.InverseRow(real + row * floats, samples);
+            std::copy_n(samples, floats, real + row * floats);
+        });
     });
     return true;
 }

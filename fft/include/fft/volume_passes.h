@@ -28,12 +28,21 @@ struct VolumeShape {
 /// Passes that are to be made.
 enum class Directions { kForward, kInverse, kBoth };
 
-/// Neighbouring rows of one plane, counted through all planes, and an array for the samples of one of them, with
-/// zeros behind.
+/// Neighbouring rows of one plane, counted through all planes, and where the samples of each are worked on: whole
+/// rows, with zeros behind the samples. They may share one place, and then follow one another there.
 struct RowChunk {
     std::ptrdiff_t first;
     std::ptrdiff_t count;
-    float* samples;
+    float* samples;         ///< of the first row
+    std::ptrdiff_t stride;  ///< floats from row to row
+
+    float* Samples(std::ptrdiff_t row) const { return samples + (row - first) * stride; }
+
+    /// visit(row, its samples)
+    template <class Visit>
+    void EachRow(Visit visit) const {
+        for (std::ptrdiff_t row = first; row < first + count; ++row) visit(row, Samples(row));
+    }
 };
 
 /// Loops come from the caller:
@@ -48,7 +57,7 @@ class VolumePasses {
     VolumePasses& operator=(const VolumePasses&) = delete;
     ~VolumePasses();
 
-    /// Plans and room were had; nothing else may be called without.
+    /// The shape fits, and plans and room were had. Nothing else may be called without.
     explicit operator bool() const { return state_ != nullptr; }
 
     /// Passes can be had of this shape.
@@ -149,7 +158,7 @@ class VolumePasses {
     RowChunk Chunk(std::ptrdiff_t share, std::ptrdiff_t plane, std::ptrdiff_t chunk) const {
         const std::ptrdiff_t first = chunk * kRowsTogether;
         const std::ptrdiff_t left = shape_.rows - first;
-        return {plane * shape_.rows + first, left < kRowsTogether ? left : kRowsTogether, Samples(share)};
+        return {plane * shape_.rows + first, left < kRowsTogether ? left : kRowsTogether, Samples(share), 0};
     }
     float* Samples(std::ptrdiff_t share) const;
 

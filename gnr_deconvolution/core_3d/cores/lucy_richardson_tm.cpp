@@ -5,15 +5,16 @@
 #include <cmath>
 #include <cstdint>
 
-#include "cores/blur.h"
+#include "cores/compared_sweep.h"
 #include "cores/core_buffers.h"
 #include "cores/divergence_stop.h"
 #include "cores/psf_sum.h"
 #include "cores/regularization_weight.h"
+#include "cores/transfer.h"
 #include "cores/unit_maximum.h"
+#include "detail/fetch_ahead.h"
 #include "frame/progress.h"
 #include "frame/proposed_dimensions.h"
-#include "kernels/mean_divergence.h"
 #include "kernels/regularization.h"
 #include "kernels/richardson_lucy_update.h"
 
@@ -36,6 +37,48 @@ std::uint32_t DoubledWholeStrength(double strength) {
 float RegularizationWeight(double strength, bool automatic) {
     if (automatic) return WeightOfStrength(strength);
     return WeightOfDoubledStrength(DoubledWholeStrength(strength), kClampedTikhonovMiller);
+}
+
+/// work := observed / F^-1(work), on its way to the next transform.
+void FormRatio(const Transfer& H, const DFT3D& s, float* work, const float* observed) {
+    const std::int64_t length = s.rowLength;
+    H.Sweep(work, work, EachShare{}, [=, &H, &s](const RowChunk& rows, auto*) {
+        rows.EachRow([=, &H, &s](std::int64_t r, float* samples) {
+            FetchRowBehind(s, r, observed);
+            H.Take(work, r, samples);
+            RatioRow(samples, observed + r * length, length);
+            H.Put(samples, work, r);
+        });
+    });
+}
+
+/// What an update multiplies x by, and whether another one follows.
+struct Update {
+    const float* regularization;  ///< or null
+    UpdateForm form;
+    bool followed;
+};
+
+/// x := x times regularization times F^-1(work); work := x on its way to the next transform where another update
+/// follows. The mean divergence of x from what it is compared with, if anything.
+double Perform(const Update& update, const Transfer& H, const DFT3D& s, float* x, float* work,
+               const Comparison* comparison) {
+    const std::int64_t length = s.rowLength;
+    float* const next = update.followed ? work : nullptr;
+    const float* const compared = comparison == nullptr ? nullptr : comparison->observed;
+    return SweepAndCompare(H, s, work, next, x, comparison, [=, &H, &s](const RowChunk& rows) {
+        rows.EachRow([=, &H, &s](std::int64_t r, float* samples) {
+            FetchRowBehind(s, r, x, update.regularization, compared);
+            float* const row = x + r * length;
+            const float* const field =
+                update.regularization == nullptr ? nullptr : update.regularization + r * length;
+            H.Take(work, r, samples);
+            UpdateRow(row, field, samples, update.form, length);
+            if (next == nullptr) return;
+            std::copy_n(row, length, samples);
+            H.Put(samples, next, r);
+        });
+    });
 }
 
 }  // namespace
@@ -85,8 +128,9 @@ int CRy3DLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunPar
     const float c = PsfSumCorrection(sizes, params->pfPsf);
     if (bAutomatic) Low::ClipSmallerThanZero(&sizes, x);
     CopyVolume(sizes, pfObserved, x);
-    CopyVolume(sizes, pfOtf, params->pfPsf);
-    Low::DFT3D_Transform(&sizes, pfOtf);
+    Transfer H(sizes, pfOtf, {pfWork});
+    H.Make(params->pfPsf, pfWork);
+    H.Forward(pfWork, x);
     float lambda = RegularizationWeight(params->dRegularization, bAutomatic);
 
     DivergenceStop stop(bAutomatic ? automatic->dStopRatio : 0.0);
@@ -99,9 +143,9 @@ int CRy3DLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunPar
     for (unsigned k = 0; k < params->uiIterations; ++k) {
         if ((stopped = progress.StopAtBegin())) break;
         if (bAutomatic && k > 0 && stop.IsLast(k, divergence)) k = params->uiIterations - 1;
-        BlurWithOtf(sizes, pfWork, x, pfOtf);
-        Low::SSE_Divide(pfWork, pfObserved, sizes.total);
-        BackProjectWithOtf(sizes, pfWork, pfOtf);
+        H.Multiply(pfWork, TransferUse::kPlain);
+        FormRatio(H, sizes, pfWork, pfObserved);
+        H.Multiply(pfWork, TransferUse::kConjugate);
         const bool regularized = lambda != 0.0f;
         if (regularized) {
             if (bAutomatic) {
@@ -110,9 +154,9 @@ int CRy3DLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunPar
                 RegularizeParallel(sizes, pfRegularization, x, lambda);
             }
         }
-        const bool compares = bAutomatic && k + 1 < params->uiIterations;
-        divergence = RichardsonLucyUpdate(sizes, x, regularized ? pfRegularization : nullptr, pfWork, c,
-                                          bAutomatic, compares ? &comparison : nullptr);
+        const bool followed = k + 1 < params->uiIterations;
+        const Update update = {regularized ? pfRegularization : nullptr, UpdateForm(c, bAutomatic), followed};
+        divergence = Perform(update, H, sizes, x, pfWork, bAutomatic && followed ? &comparison : nullptr);
         if (bAutomatic) ++done;
         if ((stopped = progress.StopAtEnd())) break;
         if (params->pfReference != nullptr) {

@@ -110,6 +110,39 @@ struct AllThreads {
     }
 };
 
+/// Loops over shares of the work, as gnr::fft::VolumePasses wants them: For runs body(i) for all i below count,
+/// Reduce runs body(i, result) and gives what the results come to.
+struct EachShare {
+    struct None {};
+
+    template <class Body>
+    void For(std::int64_t count, Body body) const {
+        ParallelFor(count, body);
+    }
+    template <class Body>
+    None Reduce(std::int64_t count, Body body) const {
+        ParallelFor(count, [=](std::int64_t i) { body(i, static_cast<None*>(nullptr)); });
+        return {};
+    }
+};
+/// Results are K sums.
+template <std::size_t K>
+struct SumOfShares : EachShare {
+    template <class Body>
+    std::array<double, K> Reduce(std::int64_t count, Body body) const {
+        return ParallelSums<K>(count, body);
+    }
+};
+/// Results are lowered from a start.
+struct LeastOfShares : EachShare {
+    float start;
+
+    template <class Body>
+    float Reduce(std::int64_t count, Body body) const {
+        return ParallelLeast<1>(count, {start}, body)[0];
+    }
+};
+
 /// MapGroups and MapComplexGroups on all threads.
 template <class F>
 void ParallelGroups(float* p, std::int64_t n, F f) {

@@ -6,6 +6,10 @@
 #include <cstdlib>
 #include <limits>
 
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
 namespace {
 
 /// A cache line; more than the 16 bytes that the kernels need.
@@ -17,6 +21,18 @@ float* AllocatePlain(std::int64_t floats) {
     constexpr std::int64_t most = std::numeric_limits<std::int64_t>::max() / std::int64_t{sizeof(float)};
     if (floats < 0 || floats > most) return nullptr;
     return static_cast<float*>(CRyAlloc::Alloc(0, static_cast<size_t>(floats) * sizeof(float)));
+}
+
+/// Volumes that do not fit into the caches are read up to one and a half times as fast from large pages. A wish: the
+/// system may not grant it.
+void AskForLargePages([[maybe_unused]] void* block, [[maybe_unused]] size_t bytes) {
+#if defined(__linux__)
+    constexpr std::uintptr_t page = std::uintptr_t{2} << 20;
+    const auto begin = reinterpret_cast<std::uintptr_t>(block);
+    const std::uintptr_t first = (begin + page - 1) / page * page;
+    const std::uintptr_t behind = (begin + bytes) / page * page;
+    if (first < behind) madvise(static_cast<char*>(block) + (first - begin), behind - first, MADV_HUGEPAGE);
+#endif
 }
 
 }  // namespace
@@ -45,8 +61,10 @@ float* CRy3DDeconvolutionLow::SSE_Alloc(long long n) {
         (std::numeric_limits<std::int64_t>::max() - overhead) / std::int64_t{sizeof(float)};
     if (n < 0 || n > most) return nullptr;
 
-    void* const block = std::calloc(static_cast<size_t>(n) * sizeof(float) + overhead, 1);
+    const size_t bytes = static_cast<size_t>(n) * sizeof(float) + overhead;
+    void* const block = std::calloc(bytes, 1);
     if (block == nullptr) return nullptr;
+    AskForLargePages(block, bytes);
     const std::uintptr_t first = reinterpret_cast<std::uintptr_t>(block) + sizeof(void*);
     const std::uintptr_t offset = (first + kAlignment - 1) / kAlignment * kAlignment - first;
     void** const aligned = static_cast<void**>(block) + (sizeof(void*) + offset) / sizeof(void*);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <utility>
 
 #include "detail/elementary_log.h"
 #include "detail/parallel.h"
@@ -62,13 +63,31 @@ DivergenceBundles::DivergenceBundles(const DFT3D& s, const float* a, const float
       depth_(std::max(std::int64_t{box.iMaxZ} - box.iMinZ, std::int64_t{0})) {}
 
 void DivergenceBundles::Add(std::int64_t bundle, double* total) const {
+    RowIndices rows{};
     const std::int64_t firstRow = FirstRow(bundle);
     const std::int64_t count = FirstRow(bundle + 1) - firstRow;
-    // Rows that a last bundle lacks repeat its first one and are left out of the total.
+    for (std::int64_t j = 0; j < count; ++j) rows[static_cast<std::size_t>(j)] = RowOfVolume(firstRow + j);
+    AddRows(rows, count, total);
+}
+
+void DivergenceBundles::AddRows(std::int64_t first, std::int64_t count, double* total) const {
+    RowIndices rows{};
+    std::int64_t held = 0;
+    for (std::int64_t r = first; r < first + count; ++r) {
+        if (!Holds(r)) continue;
+        rows[static_cast<std::size_t>(held)] = r;
+        if (++held == kRowsTogether) AddRows(rows, std::exchange(held, 0), total);
+    }
+    if (held > 0) AddRows(rows, held, total);
+}
+
+void DivergenceBundles::AddRows(const RowIndices& rows, std::int64_t count, double* total) const {
+    // Rows that are lacking repeat its first one and are left out of the total.
     RowPointers rowsA;
     RowPointers rowsB;
     for (std::int64_t j = 0; j < kRowsTogether; ++j) {
-        const std::int64_t first = RowOfVolume(firstRow + (j < count ? j : 0)) * s_.rowLength + box_.iMinX;
+        const std::int64_t row = rows[static_cast<std::size_t>(j < count ? j : 0)];
+        const std::int64_t first = row * s_.rowLength + box_.iMinX;
         rowsA[static_cast<std::size_t>(j)] = a_ + first;
         rowsB[static_cast<std::size_t>(j)] = b_ + first;
     }

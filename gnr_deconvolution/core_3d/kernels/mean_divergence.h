@@ -7,6 +7,7 @@
 #include <gnr_deconvolution/object_frame.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 
 #include "detail/parallel.h"
@@ -32,7 +33,9 @@ class DivergenceBundles {
     std::int64_t Count() const { return (Rows() + kRowsTogether - 1) / kRowsTogether; }
     /// Adds the sums of a bundle's rows to `total`, one by one.
     void Add(std::int64_t bundle, double* total) const;
-    /// From the sum over all bundles.
+    /// The same of those rows that the box holds, of `count` of the volume.
+    void AddRows(std::int64_t first, std::int64_t count, double* total) const;
+    /// From the sum over all rows of the box.
     double Mean(double sum) const;
 
     /// visit(r) for the rows r of the volume that a bundle holds.
@@ -52,6 +55,9 @@ class DivergenceBundles {
     }
 
   private:
+    using RowIndices = std::array<std::int64_t, kRowsTogether>;
+
+    void AddRows(const RowIndices& rows, std::int64_t count, double* total) const;
     std::int64_t Rows() const { return height_ * depth_; }
     std::int64_t FirstRow(std::int64_t bundle) const { return std::min(bundle * kRowsTogether, Rows()); }
     std::int64_t RowOfVolume(std::int64_t row) const {

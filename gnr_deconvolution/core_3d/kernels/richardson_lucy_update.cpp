@@ -23,13 +23,6 @@ float NotBelowZero(float v) {
 constexpr float kLeastSample = 1e-30f;
 constexpr float kLargest = std::numeric_limits<float>::max();
 
-/// How the factors of an update go together: what is skipped leaves no rounding.
-struct UpdateForm {
-    float c;
-    bool scales;
-    bool clips;
-};
-
 /// row[i] := the row's sample times its factors in turn; `first` may be null.
 template <bool kTwoFactors>
 inline void UpdateSamples(float* row, const float* first, const float* second, const UpdateForm& form,
@@ -43,7 +36,7 @@ inline void UpdateSamples(float* row, const float* first, const float* second, c
 }
 
 GNR_VECTOR_CLONES
-void UpdateRow(float* row, const float* first, const float* second, const UpdateForm& form, std::int64_t n) {
+void UpdateBy(float* row, const float* first, const float* second, const UpdateForm& form, std::int64_t n) {
     if (first != nullptr) {
         UpdateSamples<true>(row, first, second, form, n);
     } else {
@@ -80,6 +73,14 @@ float BoundOfRow(const float* x, const float* previous, std::int64_t n) {
 }
 
 GNR_VECTOR_CLONES
+void DivideOrClear(float* row, const float* numerators, std::int64_t n) {
+    for (std::int64_t i = 0; i < n; ++i) {
+        const float quotient = numerators[i] / row[i];
+        row[i] = row[i] != 0.0f ? quotient : 0.0f;
+    }
+}
+
+GNR_VECTOR_CLONES
 void MultiplyBy(const float* factors, float* row, std::int64_t n) {
     for (std::int64_t i = 0; i < n; ++i) row[i] = factors[i] * row[i];
 }
@@ -95,10 +96,18 @@ void MultiplyRow(float* row, const float* factors, std::int64_t n) {
     MultiplyBy(factors, row, n);
 }
 
+void RatioRow(float* row, const float* observed, std::int64_t n) {
+    DivideOrClear(row, observed, n);
+}
+
+void UpdateRow(float* row, const float* first, const float* second, const UpdateForm& form, std::int64_t n) {
+    UpdateBy(row, first, second, form, n);
+}
+
 double RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization, const float* correction,
                             float c, bool clip, const Comparison* comparison) {
     const std::int32_t length = s.rowLength;
-    const UpdateForm form = {c, c != 1.0f, clip};
+    const UpdateForm form(c, clip);
     return FinishRows(s, x, comparison, [=](std::int64_t r) {
         const float* const field = regularization == nullptr ? nullptr : regularization + r * length;
         UpdateRow(x + r * length, field, correction + r * length, form, length);

@@ -12,6 +12,25 @@
 
 namespace gnr::detail {
 
+// Pieces for sweeps that go row by row, on the calling thread.
+
+/// SSE_Divide: row := observed / row, +0 where it would divide by 0.
+void RatioRow(float* row, const float* observed, std::int64_t n);
+
+/// How the factors of an update go together: what is skipped leaves no rounding.
+struct UpdateForm {
+    UpdateForm(float factor, bool clip) : c(factor), scales(factor != 1.0f), clips(clip) {}
+
+    float c;
+    bool scales;
+    bool clips;  ///< below 0 to +0
+};
+
+/// row := row times `first`, if any, times `second`, times c.
+void UpdateRow(float* row, const float* first, const float* second, const UpdateForm& form, std::int64_t n);
+
+// Whole sweeps on all threads.
+
 /// SSE_Multiply of x by `regularization` (skipped when null) and by `correction`, SSE_MulFloatC3DXX by c
 /// (skipped at 1), and ClipSmallerThanZero where `clip`. Whole buffer. The mean divergence of x from what it is
 /// compared with, if anything.
