@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <gnr_deconvolution/cores.h>
 
-#include "cores/blur.h"
+#include <algorithm>
+#include <cstdint>
+
 #include "cores/core_buffers.h"
 #include "cores/likelihood_stop.h"
+#include "cores/transfer.h"
 #include "cores/unit_sum.h"
+#include "detail/fetch_ahead.h"
 #include "detail/volume_geometry.h"
 #include "frame/progress.h"
 #include "frame/proposed_dimensions.h"
@@ -39,6 +43,53 @@ void StartFromWiener(const DFT3D& s, float* x, float* psf, double strength) {
     Low::DFT3D_Inversion(&s, x);
     Low::DFT3D_Inversion(&s, psf);
     RestoreSumAndCut(s, x, sum);
+}
+
+/// work := the damped ratio of observed and F^-1(blurred), on its way to the next transform; blurred := F^-1(blurred)
+void FormDampedRatio(const Transfer& H, const DFT3D& s, float* work, const float* observed, float* blurred,
+                     float N) {
+    const std::int64_t length = s.rowLength;
+    H.Sweep(blurred, work, EachShare{}, [=, &H, &s](const RowChunk& rows, auto*) {
+        rows.EachRow([=, &H, &s](std::int64_t r, float* samples) {
+            FetchRowBehind(s, r, observed);
+            H.Take(blurred, r, samples);
+            std::copy_n(samples, length, blurred + r * length);
+            DampedRatioRow(samples, observed + r * length, samples, kDampingScale, N, length);
+            H.Put(samples, work, r);
+        });
+    });
+}
+
+/// previous := x, x := x F^-1(correction); next := x on its way to the next transform. The bound of the step from
+/// previous over the image columns.
+float Step(const Transfer& H, const DFT3D& s, float* x, float* previous, float* correction, float* next) {
+    const std::int64_t length = s.rowLength;
+    const std::int64_t columns = ImageColumns(s);
+    return H.Sweep(correction, next, LeastOfShares{}, [=, &H, &s](const RowChunk& rows, float* bound) {
+        rows.EachRow([=, &H, &s](std::int64_t r, float* samples) {
+            float* const row = x + r * length;
+            FetchRowBehind(s, r, x, previous);
+            H.Take(correction, r, samples);
+            std::copy_n(row, length, previous + r * length);
+            MultiplyRow(row, samples, length);
+            *bound = std::min(*bound, StepBoundOfRow(row, previous + r * length, columns));
+            std::copy_n(row, length, samples);
+            H.Put(samples, next, r);
+        });
+    });
+}
+
+/// x := x + (alpha - 1) (x - previous), not below 0; next := x on its way to the next transform.
+void OverRelax(const Transfer& H, const DFT3D& s, float* x, const float* previous, float alpha, float* next) {
+    const std::int64_t length = s.rowLength;
+    H.Sweep(nullptr, next, EachShare{}, [=, &H, &s](const RowChunk& rows, auto*) {
+        rows.EachRow([=, &H, &s](std::int64_t r, float* samples) {
+            FetchRowBehind(s, r, x, previous);
+            OverRelaxRow(x + r * length, previous + r * length, alpha, length);
+            std::copy_n(x + r * length, length, samples);
+            H.Put(samples, next, r);
+        });
+    });
 }
 
 }  // namespace
@@ -88,8 +139,9 @@ int CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DD
     Low::ClipSmallerThanZero(&sizes, x);
     CopyVolume(sizes, pfObserved, x);
     if (params->bWienerStart) StartFromWiener(sizes, x, params->pfPsf, params->dRegularization);
-    CopyVolume(sizes, pfOtf, params->pfPsf);
-    Low::DFT3D_Transform(&sizes, pfOtf);
+    Transfer H(sizes, pfOtf, {pfWork, pfBlurredOld, pfBlurredNew});
+    H.Make(params->pfPsf, pfWork);
+    H.Forward(pfBlurredOld, x);
 
     LikelihoodStop stop(automatic->dStopRatio);
     unsigned done = 0;
@@ -98,16 +150,16 @@ int CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DD
 
     for (unsigned k = 0; k < params->uiIterations; ++k) {
         if ((stopped = progress.StopAtBegin())) break;
-        CopyVolume(sizes, pfBlurredOld, x);
-        BlurWithOtf(sizes, pfBlurredOld, pfOtf);
+        H.Multiply(pfBlurredOld, TransferUse::kPlain);
         if ((stopped = progress.StopAtPoll())) break;
-        DampedRatio3D(sizes, pfWork, pfObserved, pfBlurredOld, kDampingScale, N);
+        FormDampedRatio(H, sizes, pfWork, pfObserved, pfBlurredOld, N);
         if ((stopped = progress.StopAtPoll())) break;
-        BackProjectWithOtf(sizes, pfWork, pfOtf);
+        H.Multiply(pfWork, TransferUse::kConjugate);
 
-        const float bound = MultiplyAndBoundStep(sizes, x, pfWork, pfBlurredNew, pfPrevious);
+        const float bound = Step(H, sizes, x, pfPrevious, pfWork, pfBlurredNew);
         const float alphaMax = k == 0 ? 1.0f : bound;
-        BlurWithOtf(sizes, pfBlurredNew, pfOtf);
+        H.Multiply(pfBlurredNew, TransferUse::kPlain);
+        H.Inverse(pfBlurredNew);
         if ((stopped = progress.StopAtPoll())) break;
 
         float alpha = 1.0f;
@@ -119,7 +171,7 @@ int CRy3DAcceleratedLucyRichardsonTMDeconvolutionCore::Run(CRyRefCountPtr<CRy3DD
             alpha = 0.0f;
             k = params->uiIterations - 1;
         }
-        OverRelax(sizes, x, pfPrevious, alpha);
+        OverRelax(H, sizes, x, pfPrevious, alpha, pfBlurredOld);
         ++done;
         if ((stopped = progress.StopAtEnd())) break;
         if (params->pfReference != nullptr) {

@@ -52,6 +52,15 @@ void Transfer::Forward(float* work, const float* source) const {
     });
 }
 
+void Transfer::Inverse(float* work) const {
+    Sweep(work, nullptr, EachShare{}, [=, this](const RowChunk& rows, auto*) {
+        rows.EachRow([=, this](std::int64_t r, float* samples) {
+            Take(work, r, samples);
+            CopyRow(work + r * s_.rowLength, samples);
+        });
+    });
+}
+
 void Transfer::Multiply(float* work, TransferUse use) const {
     if (passes_) return passes_.MultiplyDepth(work, otf_, use, EachShare{});
     if (use == TransferUse::kConjugate) {

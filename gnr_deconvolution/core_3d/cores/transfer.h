@@ -46,6 +46,9 @@ class Transfer {
     /// work := F(source)
     void Forward(float* work, const float* source) const;
 
+    /// work := F^-1(work), after Multiply.
+    void Inverse(float* work) const;
+
     /// work := F^-1(work H), or F^-1(work conj(H)), but for what Sweep does.
     void Multiply(float* work, TransferUse use) const;
 

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 
 #include "detail/extremes.h"
 #include "detail/groups.h"
@@ -133,13 +134,11 @@ struct SumOfShares : EachShare {
         return ParallelSums<K>(count, body);
     }
 };
-/// Results are lowered from a start.
+/// Results are lowered from the largest float.
 struct LeastOfShares : EachShare {
-    float start;
-
     template <class Body>
     float Reduce(std::int64_t count, Body body) const {
-        return ParallelLeast<1>(count, {start}, body)[0];
+        return ParallelLeast<1>(count, {std::numeric_limits<float>::max()}, body)[0];
     }
 };
 

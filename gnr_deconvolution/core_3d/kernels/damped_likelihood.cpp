@@ -104,22 +104,17 @@ float DampedPenalty(float u, float N) {
     return PenaltyOfPositive(u < 0.0f ? 0.0f : u, N);
 }
 
-void DampedRatio3D(const DFT3D& s, float* ratio, const float* observed, const float* blurred, float c,
-                   float N) {
-    const std::int64_t length = s.rowLength;
-    ParallelRows(s, ratio, [=](float* row, std::int64_t r) {
-        const float* const g = observed + r * length;
-        const float* const h = blurred + r * length;
-        if (N == 1.0f) {
-            UndampedRatios(row, g, h, length);
-            return;
-        }
-        for (std::int64_t i = 0; i < length; ++i) row[i] = DampedRatio(g[i], h[i], c, N);
-    });
+void DampedRatioRow(float* ratios, const float* observed, const float* blurred, float c, float N,
+                    std::int64_t n) {
+    if (N == 1.0f) return UndampedRatios(ratios, observed, blurred, n);
+    for (std::int64_t i = 0; i < n; ++i) ratios[i] = DampedRatio(observed[i], blurred[i], c, N);
 }
 
 void ComputeDampedRatio3D(const float* pfObserved, float* pfWork, const DFT3D* pSizes, float c, float N) {
-    DampedRatio3D(*pSizes, pfWork, pfObserved, pfWork, c, N);
+    const std::int64_t length = pSizes->rowLength;
+    ParallelRows(*pSizes, pfWork, [=](float* row, std::int64_t r) {
+        DampedRatioRow(row, pfObserved + r * length, row, c, N, length);
+    });
 }
 
 void SampleLine(const LikelihoodLine& line, float alpha, int trials, LineSample* samples) {

@@ -12,6 +12,8 @@
 #include <gnr_deconvolution/kernels_3d.h>
 #include <gnr_deconvolution/object_frame.h>
 
+#include <cstdint>
+
 namespace gnr::detail {
 
 /// c (g ln(h / g) - h + g), all in float, limited above to 1.
@@ -20,15 +22,16 @@ float DampedDeviation(float g, float h, float c);
 /// F(u, N), in float; u below 0 counts as 0.
 float DampedPenalty(float u, float N);
 
-/// ratio := the damped ratio of observed and blurred, whole buffer, parallel.
+/// ratios[i] := the damped ratio of observed g and blurred h, for n samples on the calling thread; they may take the
+/// place of the blurred ones.
 ///
 ///   u^(N - 1) (N - (N - 1) u) (g - h) / h + 1,  u = max(0, DampedDeviation(g, h, c))
 ///
 /// and 0 where g or h is below 1e-10. For N = 1 this is g / h.
-void DampedRatio3D(const DFT3D& s, float* ratio, const float* observed, const float* blurred, float c,
-                   float N);
+void DampedRatioRow(float* ratios, const float* observed, const float* blurred, float c, float N,
+                    std::int64_t n);
 
-/// The same; the ratio replaces the blur in pfWork.
+/// The same of whole buffers, parallel; the ratio replaces the blur in pfWork.
 void ComputeDampedRatio3D(const float* pfObserved, float* pfWork, const DFT3D* pSizes, float c, float N);
 
 /// Sums over the image box of one point on the line between two blurs.

@@ -54,7 +54,7 @@ float BoundOfSample(float x, float previous) {
 
 /// The least bound of n samples, sixteen lanes side by side.
 GNR_VECTOR_CLONES
-float BoundOfRow(const float* x, const float* previous, std::int64_t n) {
+float LeastBound(const float* x, const float* previous, std::int64_t n) {
     constexpr std::int64_t width = 16;
     std::array<float, width> least;
     least.fill(kLargest);
@@ -86,7 +86,7 @@ void MultiplyBy(const float* factors, float* row, std::int64_t n) {
 }
 
 GNR_VECTOR_CLONES
-void OverRelaxRow(float* row, const float* previous, float beyond, std::int64_t n) {
+void GoBeyond(float* row, const float* previous, float beyond, std::int64_t n) {
     for (std::int64_t i = 0; i < n; ++i) row[i] = NotBelowZero(row[i] + beyond * (row[i] - previous[i]));
 }
 
@@ -102,6 +102,14 @@ void RatioRow(float* row, const float* observed, std::int64_t n) {
 
 void UpdateRow(float* row, const float* first, const float* second, const UpdateForm& form, std::int64_t n) {
     UpdateBy(row, first, second, form, n);
+}
+
+float StepBoundOfRow(const float* row, const float* previous, std::int64_t n) {
+    return LeastBound(row, previous, n);
+}
+
+void OverRelaxRow(float* row, const float* previous, float alpha, std::int64_t n) {
+    GoBeyond(row, previous, alpha - 1.0f, n);
 }
 
 double RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularization, const float* correction,
@@ -123,27 +131,6 @@ void CopyVolume(const DFT3D& s, float* target, const float* source) {
     ParallelRows(s, target, [=](float* row, std::int64_t r) {
         std::memcpy(row, source + r * length, static_cast<std::size_t>(length) * sizeof(float));
     });
-}
-
-float MultiplyAndBoundStep(const DFT3D& s, float* x, const float* correction, float* copy, float* previous) {
-    const std::int32_t length = s.rowLength;
-    const std::int32_t columns = ImageColumns(s);
-    const auto [bound] = ParallelLeast<1>(RowsOfVolume(s), {kLargest}, [=](std::int64_t r, float* least) {
-        const std::int64_t first = r * length;
-        const auto bytes = static_cast<std::size_t>(length) * sizeof(float);
-        std::memcpy(previous + first, x + first, bytes);
-        MultiplyRow(x + first, correction + first, length);
-        std::memcpy(copy + first, x + first, bytes);
-        least[0] = std::min(least[0], BoundOfRow(x + first, previous + first, columns));
-    });
-    return bound;
-}
-
-void OverRelax(const DFT3D& s, float* x, const float* previous, float alpha) {
-    const std::int32_t length = s.rowLength;
-    const float beyond = alpha - 1.0f;
-    ParallelRows(
-        s, x, [=](float* row, std::int64_t r) { OverRelaxRow(row, previous + r * length, beyond, length); });
 }
 
 }  // namespace gnr::detail

@@ -26,8 +26,18 @@ struct UpdateForm {
     bool clips;  ///< below 0 to +0
 };
 
+/// row[i] := factors[i] row[i]
+void MultiplyRow(float* row, const float* factors, std::int64_t n);
+
 /// row := row times `first`, if any, times `second`, times c.
 void UpdateRow(float* row, const float* first, const float* second, const UpdateForm& form, std::int64_t n);
+
+/// The largest step from `previous` along row - previous that leaves every one of n samples at or above 0: the least of
+/// -previous / d over samples with d = row - previous below 0 and row above 1e-30; the largest float where there is none.
+float StepBoundOfRow(const float* row, const float* previous, std::int64_t n);
+
+/// row := row + (alpha - 1) (row - previous), then below 0 to +0.
+void OverRelaxRow(float* row, const float* previous, float alpha, std::int64_t n);
 
 // Whole sweeps on all threads.
 
@@ -40,18 +50,7 @@ double RichardsonLucyUpdate(const DFT3D& s, float* x, const float* regularizatio
 /// KERNEL3D_Divide on all threads: blurred := observed / blurred, whole buffer; a 0 of either sign stays.
 void RatioOrKeep(const DFT3D& s, float* blurred, const float* observed);
 
-/// row[i] := factors[i] row[i] for n floats, on the calling thread: a piece for sweeps that go row by row.
-void MultiplyRow(float* row, const float* factors, std::int64_t n);
-
 /// KERNEL3D_Copy on all threads: target := source, whole buffer.
 void CopyVolume(const DFT3D& s, float* target, const float* source);
-
-/// `previous` := x, x := x * correction, `copy` := the same, whole buffer. Returns the largest step from
-/// `previous` along x - previous that leaves every image sample of x at or above 0: the least of -previous / d over samples
-/// with d = x - previous below 0 and x above 1e-30; the largest float where there is none.
-float MultiplyAndBoundStep(const DFT3D& s, float* x, const float* correction, float* copy, float* previous);
-
-/// x := x + (alpha - 1) (x - previous), then ClipSmallerThanZero. Whole buffer.
-void OverRelax(const DFT3D& s, float* x, const float* previous, float alpha);
 
 }  // namespace gnr::detail
