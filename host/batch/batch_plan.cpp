@@ -11,6 +11,7 @@
 
 #include "io/file_error.h"
 #include "record/settings_hash.h"
+#include "report/similar_name.h"
 
 namespace rydecon {
 
@@ -73,14 +74,16 @@ void CheckColumns(const TextTable& table, const fs::path& manifest, const std::v
         const bool exists = column == "image" || column == "output" ||
                             std::find(known.begin(), known.end(), column) != known.end();
         if (!exists)
-            refuse("unknown column '" + column + "'; columns are image, output and names of options");
-        if (!seen.insert(column).second) refuse("column '" + column + "' stands there twice");
+            refuse("unknown column '" + column + "'" + DidYouMean(column, known) + "; columns, parted by " +
+                   (manifest.extension() == ".csv" ? "commas" : "tabs") +
+                   ", are image, output and names of options");
+        if (!seen.insert(column).second) refuse("column '" + column + "' stands there twice; give it once");
     }
     for (const char* needed : {"image", "output"}) {
         if (seen.count(needed) == 0)
             refuse("a column '" + std::string(needed) + "' is needed in its first row");
     }
-    if (table.rows.empty()) refuse("it has no rows below its header");
+    if (table.rows.empty()) refuse("it has no rows below its header; a row for each image is needed");
 }
 
 }  // namespace
@@ -125,7 +128,7 @@ void RequireDistinct(const std::vector<BatchItem>& items) {
         for (const fs::path& input : InputsOf(item)) {
             std::error_code ignored;
             if (!fs::exists(input, ignored)) {
-                throw UserError(Before(item) + ReadError(input, "there is no such file").what());
+                throw UserError(Before(item) + ReadError(input, kNoSuchFile).what());
             }
             inputs.insert(Place(input));
         }
@@ -135,11 +138,13 @@ void RequireDistinct(const std::vector<BatchItem>& items) {
         for (const fs::path& output : OutputsOf(item)) {
             const fs::path place = Place(output);
             const auto [other, isNew] = outputs.emplace(place, &item);
-            const char* const input = "it is an input of this command; give another folder or a --suffix";
+            const char* const input =
+                item.place.empty() ? "it is an input of this command; give another folder or a --suffix"
+                                   : "it is an input of this command; give another name";
             if (inputs.count(place) > 0) throw UserError(Before(item) + WriteError(output, input).what());
             if (isNew) continue;
             const std::string both = "it would be the result of both " + Quoted(other->second->image) +
-                                     " and " + Quoted(item.image);
+                                     " and " + Quoted(item.image) + "; give each its own";
             throw UserError(Before(item) + WriteError(output, both).what());
         }
     }
@@ -152,11 +157,8 @@ void MakeFolders(const std::vector<BatchItem>& items) {
         const fs::path folder = named.empty() ? fs::path(".") : named;
         std::error_code failure;
         fs::create_directories(folder, failure);
-        if (!fs::is_directory(folder)) {
-            throw WriteError(folder, "it cannot be made a folder (" +
-                                         (failure ? failure.message() : std::string("a file is in its way")) +
-                                         "); choose a place that you may write to");
-        }
+        std::error_code ignored;
+        if (!fs::is_directory(folder, ignored)) throw FolderFailure(folder, failure);
         if (access(folder.c_str(), W_OK | X_OK) != 0) {
             throw WriteError(folder, "no file can be created in this folder (" + SystemReason(errno) +
                                          "); choose one that you may write to");

@@ -55,7 +55,7 @@ std::vector<fs::path> Matches(const std::string& pattern) {
         if (!IsFolder(found.gl_pathv[n])) files.emplace_back(found.gl_pathv[n]);
     }
     globfree(&found);
-    if (files.empty()) throw ReadError(pattern, "no file matches this pattern");
+    if (files.empty()) throw ReadError(pattern, "no file matches this pattern; check it and the folder");
     return files;
 }
 
@@ -97,7 +97,7 @@ class FolderScan {
                 Take(path);
             }
         }
-        if (failure) throw ReadError(folder, failure.message());
+        if (failure) throw ReadFailure(folder, failure.value());
     }
 
     void Take(const fs::path& path) {
@@ -123,7 +123,7 @@ std::vector<ListedImage> ImagesOf(const std::string& name, bool recursive, const
         for (const fs::path& file : Matches(name)) listed.push_back({file, file.filename()});
         return listed;
     }
-    if (!Exists(name)) throw ReadError(name, "there is no such file");
+    if (!Exists(name)) throw ReadError(name, kNoSuchFile);
     return {{name, fs::path(name).filename()}};
 }
 

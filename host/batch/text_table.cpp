@@ -6,6 +6,7 @@
 
 #include "io/file_error.h"
 #include "io/length_unit.h"
+#include "report/counted.h"
 
 namespace rydecon {
 
@@ -37,7 +38,8 @@ std::vector<std::string> Split(const std::string& line, char separator, const st
             cells.back() += c;
         }
     }
-    if (quoted) throw UserError(place + ": a quote is not closed", ExitCode::Usage);
+    if (quoted)
+        throw UserError(place + ": a quote is not closed; put one more behind the text", ExitCode::Usage);
     for (std::string& cell : cells) cell = Trimmed(cell);
     return cells;
 }
@@ -46,11 +48,17 @@ std::vector<std::string> Split(const std::string& line, char separator, const st
 
 TextTable ReadTable(const std::filesystem::path& path) {
     const char separator = SeparatorOf(path);
+    RequireRegularFile(path);
     std::ifstream file(path);
-    if (!file) throw ReadError(path, SystemReason(errno));
+    if (!file) throw ReadFailure(path, errno);
     TextTable table;
     std::string text;
     for (int line = 1; std::getline(file, text); ++line) {
+        // As spreadsheets write text of 16 bits a letter.
+        if (text.find('\0') != std::string::npos) {
+            throw UserError("cannot read " + Quoted(path) + ": it is no plain text; save the table in UTF-8",
+                            ExitCode::Usage);
+        }
         if (line == 1 && text.rfind(kByteOrderMark, 0) == 0) text.erase(0, 3);
         if (Trimmed(text).empty() || text.front() == '#') continue;
         std::vector<std::string> cells = Split(text, separator, PlaceIn(path, line));
@@ -59,13 +67,14 @@ TextTable ReadTable(const std::filesystem::path& path) {
             continue;
         }
         if (cells.size() != table.columns.size()) {
-            throw UserError(PlaceIn(path, line) + ": " + std::to_string(cells.size()) + " cells, where the " +
-                                "header has " + std::to_string(table.columns.size()),
+            throw UserError(PlaceIn(path, line) + ": the row has " + Counted(cells.size(), "cell") +
+                                ", the header has " + std::to_string(table.columns.size()) +
+                                "; give as many, empty ones too",
                             ExitCode::Usage);
         }
         table.rows.push_back({line, std::move(cells)});
     }
-    if (file.bad()) throw ReadError(path, SystemReason(errno));
+    if (file.bad()) throw ReadFailure(path, errno);
     return table;
 }
 

@@ -96,7 +96,8 @@ Cleaning PlanCleaning(PlaneSource& from, const CleaningChoice& choice, const std
     if (!look.finite) return cleaning;  // refused by whoever loads it
     if (choice.background && *choice.background >= look.largest) {
         throw UserError("--background " + Number(*choice.background) + " leaves nothing of " + Quoted(path) +
-                        ", whose largest sample is " + Number(look.largest));
+                        ", whose largest sample is " + Number(look.largest) +
+                        "; give a smaller one, or auto");
     }
     if (look.least == look.largest) return cleaning;
     if (choice.repairHotPixels) CountHotPixels(from, cleaning);

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "report/messages.h"
 #include "report/user_error.h"
@@ -19,14 +20,27 @@ std::string OneLine(std::string_view text);
 /// The path in quotes, on one line.
 std::string Quoted(const std::filesystem::path& path);
 
-/// What the system says about an errno value, "Permission denied".
+/// What the system says about an errno value, in the style of these messages: "permission denied".
 std::string SystemReason(int errorNumber);
+
+/// Said of a file that is not there.
+inline constexpr const char* kNoSuchFile = "there is no such file; check the name and the folder";
 
 /// "cannot read 'stack.tif': <reason>"
 UserError ReadError(const std::filesystem::path& path, const std::string& reason);
 
 /// "cannot write 'stack.tif': <reason>"
 UserError WriteError(const std::filesystem::path& path, const std::string& reason);
+
+/// The same for an errno value, with what to do about it.
+UserError ReadFailure(const std::filesystem::path& path, int errorNumber);
+UserError WriteFailure(const std::filesystem::path& path, int errorNumber);
+
+/// Why a folder, or one above it, could not be made: "cannot make the folder 'out': ..."
+UserError FolderFailure(const std::filesystem::path& folder, const std::error_code& failure);
+
+/// Refuses what is no file to read from: nothing there, a folder, a pipe, which would wait for its other end.
+void RequireRegularFile(const std::filesystem::path& path);
 
 /// Notices about one file: "'stack.tif': <line>".
 class FileNotes {

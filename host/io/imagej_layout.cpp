@@ -8,13 +8,14 @@
 #include "io/imagej_info.h"
 #include "io/imagej_metadata.h"
 #include "io/stack_layout.h"
+#include "report/counted.h"
 
 namespace rydecon {
 namespace {
 
 UserError Contradiction(const TiffFile& file, const StackAxes& axes, std::size_t planes) {
     return file.Refusal("its ImageJ metadata tell of " + axes.Text() + ", but it holds " +
-                        std::to_string(planes) + " planes; export it again");
+                        Counted(planes, "plane") + "; export it again");
 }
 
 int PagesOf(const PageList& list) {
@@ -28,8 +29,8 @@ StackAxes SliceAxes(const TiffFile& file, const ImageJMetadata& metadata, const 
     if (list.pages.size() == 1 && told > 1) {
         AddPlanesBehindFirst(file, list, static_cast<std::uint64_t>(told));
     } else if (told > 1 && PagesOf(list) != told) {
-        notes.Note("its metadata tell of " + std::to_string(told) + " planes; the " +
-                   std::to_string(list.pages.size()) + " pages in the file are taken");
+        notes.Note("its metadata tell of " + Counted(told, "plane") + ", the file holds " +
+                   Counted(list.pages.size(), "page") + "; those in the file are taken");
     }
     return {PagesOf(list), list.first().components, 1};
 }

@@ -74,7 +74,7 @@ std::optional<double> AcceptDistance(double micrometres, std::string_view what, 
     std::array<char, 32> value{};
     std::snprintf(value.data(), value.size(), "%g", micrometres);
     notes.Note("the metadata give an impossible " + std::string(what) + " (" + value.data() +
-               " micrometres), which is ignored");
+               " um), which is ignored");
     return std::nullopt;
 }
 

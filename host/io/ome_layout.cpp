@@ -15,6 +15,7 @@
 
 #include "io/ome_metadata.h"
 #include "io/stack_layout.h"
+#include "report/counted.h"
 
 namespace rydecon {
 namespace {
@@ -57,7 +58,7 @@ std::optional<OmeMetadata> FindMetadata(const TiffFile& file, const std::string&
     auto metadata = ParseOme(MetadataIn(companion), notes);
     if (!metadata) {
         throw file.Refusal("its metadata stand in another file, and " + Quoted(companion) +
-                           " holds none for it");
+                           " holds none for it; export the set again");
     }
     metadata->uuid = reference->uuid;
     return metadata;
@@ -129,9 +130,8 @@ std::vector<TiffPage> PagesInOrder(const TiffFile& file, const OmeMetadata& meta
                                " planes in which file of the set it is; export the set again");
         }
         if (pagesOfFile.front() != paged) {
-            throw file.Refusal("its OME metadata tell of " + std::to_string(paged) + " planes but it holds " +
-                               std::to_string(pagesOfFile.front()) +
-                               " pages; save the whole stack in one file");
+            throw file.Refusal("its OME metadata tell of " + Counted(paged, "plane") + ", but it holds " +
+                               Counted(pagesOfFile.front(), "page") + "; save the whole stack in one file");
         }
         places = NaturalPlaces(paged);
     }

@@ -14,7 +14,8 @@ void RequireAlike(const TiffFile& file, const TiffPage& first, const TiffPage& p
     if (alike) return;
     throw file.Refusal("page " + std::to_string(page.number) + " is " + ShapeOfPage(page) + ", page " +
                        std::to_string(first.number) + " is " + ShapeOfPage(first) +
-                       "; all planes of a stack need one size and one type");
+                       "; all planes of a stack need one size and one type: save those alone that belong "
+                       "together");
 }
 
 PageList CollectPages(TiffFile& file, const FileNotes& notes, Accept accept) {

@@ -116,7 +116,7 @@ ConversionLoss PlaneDecoder::DecodeTiles(const TiffPage& page, float* rows, std:
         tileWidth * BytesOf(page.type) * static_cast<std::uint64_t>(page.SamplesAbreast());
     if (tileBytes <= 0 || static_cast<std::uint64_t>(tileBytes) != rowBytes * tileHeight) {
         throw file_.Refusal("page " + std::to_string(page.number) +
-                            " claims impossible tiles; export it again");
+                            " claims impossible tiles; export the file again");
     }
     std::byte* buffer = Buffer(static_cast<std::uint64_t>(tileBytes));
     const auto width = static_cast<std::uint32_t>(page.width);

@@ -72,15 +72,26 @@ class Decoder {
     std::array<char, 128> error_{};
 };
 
+/// "8-bit colours with transparency"
+std::string KindOf(const Decoder& decoder) {
+    const int type = decoder.colourType();
+    const bool palette = (type & PNG_COLOR_MASK_PALETTE) != 0;
+    const bool colour = (type & PNG_COLOR_MASK_COLOR) != 0;
+    return std::to_string(decoder.bits()) + "-bit " +
+           (palette  ? "palette colours"
+            : colour ? "colours"
+                     : "grey") +
+           ((type & PNG_COLOR_MASK_ALPHA) != 0 ? " with transparency" : "");
+}
+
 int ChannelsOf(const Decoder& decoder, const std::filesystem::path& path, Accept accept) {
     const bool wide = decoder.bits() == 8 || decoder.bits() == 16;
     const int type = decoder.colourType();
     if (wide && type == PNG_COLOR_TYPE_GRAY) return 1;
     if (wide && type == PNG_COLOR_TYPE_RGB && accept == Accept::AnyStack) return 3;
-    throw ReadError(path, accept == Accept::AnyStack
-                              ? "a PNG of grey or of red, green and blue is needed, of 8 or 16 bits, without "
-                                "palette and transparency"
-                              : "a PNG of grey is needed here, of 8 or 16 bits, without transparency");
+    throw ReadError(path, "it is a PNG of " + KindOf(decoder) + "; " +
+                              (accept == Accept::AnyStack ? "grey, or red, green and blue, " : "grey ") +
+                              "of 8 or 16 bits without transparency is needed");
 }
 
 UserError Damaged(const std::filesystem::path& path, const Decoder& decoder) {
@@ -110,7 +121,7 @@ bool IsPng(const std::filesystem::path& path) {
 
 PngPicture::PngPicture(const std::filesystem::path& path, Accept accept) {
     const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rb"));
-    if (file == nullptr) throw ReadError(path, SystemReason(errno));
+    if (file == nullptr) throw ReadFailure(path, errno);
     Decoder decoder(file.get());
     if (!decoder.ReadInfo()) throw Damaged(path, decoder);
     header_.container = Container::Png;

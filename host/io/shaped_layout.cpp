@@ -12,6 +12,7 @@
 
 #include "io/resolution_tags.h"
 #include "io/stack_layout.h"
+#include "report/counted.h"
 
 namespace rydecon {
 namespace {
@@ -111,7 +112,7 @@ bool LayOutShaped(const TiffFile& file, const FileNotes& notes, Accept accept, P
     }
     if (!planes || list.pages.size() != static_cast<std::size_t>(*planes) / components) {
         throw file.Refusal("its axes tell of " + shaped.axes.Text() + ", but it holds " +
-                           std::to_string(list.pages.size() * components) + " planes; export it again");
+                           Counted(list.pages.size() * components, "plane") + "; export it again");
     }
     ArrangePlanes(list.pages, shaped.axes, shaped.order, layout);
     layout.header.container = Container::PlainTiff;

@@ -3,6 +3,8 @@
 
 #include <limits>
 
+#include "report/counted.h"
+
 namespace rydecon {
 namespace {
 
@@ -23,8 +25,8 @@ std::optional<int> StackAxes::Planes() const {
 }
 
 std::string StackAxes::Text() const {
-    return std::to_string(channels) + " channel(s), " + std::to_string(slices) + " slice(s) and " +
-           std::to_string(times) + " time point(s)";
+    return Counted(channels, "channel") + ", " + Counted(slices, "slice") + " and " +
+           Counted(times, "time point");
 }
 
 PlaneIndex PlaneInOrder(const StackAxes& axes, std::string_view order, int n) {
@@ -50,9 +52,9 @@ std::int64_t PlaceInOrder(const StackAxes& axes, std::string_view order, const P
 
 void RequireAccepted(const TiffFile& file, const StackAxes& axes, Accept accept) {
     if (accept == Accept::AnyStack || (axes.channels == 1 && axes.times == 1)) return;
-    std::string reason = "it holds " + std::to_string(axes.channels) + " channel(s) and " +
-                         std::to_string(axes.times) +
-                         " time point(s); a stack of one channel and one time point is needed: ";
+    std::string reason = "it holds " + Counted(axes.channels, "channel") + " and " +
+                         Counted(axes.times, "time point") +
+                         "; a stack of one channel and one time point is needed: ";
     // Python's writers call the planes channels or times unless told better.
     const bool likelyPlanes = axes.slices == 1 && (axes.channels == 1 || axes.times == 1);
     reason += likelyPlanes

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "io/resolution_tags.h"
+#include "report/counted.h"
 
 namespace rydecon {
 namespace {
@@ -32,8 +33,8 @@ void RequirePossible(const TiffFile& file, const PageList& list) {
     const std::uint64_t samples = first.Bytes() / BytesOf(first.type);
     if (planes > static_cast<std::uint64_t>(std::numeric_limits<int>::max()) ||
         planes > kMostSamples / samples) {
-        throw file.Refusal("it claims " + std::to_string(planes) + " planes of " + ShapeOfPage(first) +
-                           ", more than any machine holds; the file is damaged");
+        throw file.Refusal("it claims " + Counted(planes, "plane") + " of " + ShapeOfPage(first) +
+                           ", more than any machine holds; the file is damaged: copy or export it again");
     }
 }
 

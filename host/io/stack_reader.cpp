@@ -13,6 +13,7 @@
 #include "io/sample_conversion.h"
 #include "io/stack_layout.h"
 #include "io/tiff_file.h"
+#include "report/counted.h"
 
 namespace rydecon {
 
@@ -59,7 +60,7 @@ void StackReader::Impl::KeepAccount(std::size_t plane, const ConversionLoss& los
     --unread;
     inexact += loss.inexact;
     if (unread == 0 && inexact > 0) {
-        notes.Note(std::to_string(inexact) + " samples lost digits on the way from " +
+        notes.Note(Counted(inexact, "sample") + " lost digits on the way from " +
                    std::string(NameOf(layout.header.sampleType)) + " to float32");
     }
 }
@@ -98,9 +99,9 @@ void StackReader::ReadPlane(int k, float* rows, std::ptrdiff_t rowStride) {
     impl_->file->ForgetComplaints();
     const ConversionLoss loss = impl_->decoder->Decode(impl_->layout.planes[index], rows, rowStride);
     if (loss.tooLarge > 0) {
-        throw impl_->file->Refusal(std::to_string(loss.tooLarge) + " samples of plane " +
-                                   std::to_string(k + 1) +
-                                   " are beyond the range of float32 (3.4e38); scale the stack down");
+        throw impl_->file->Refusal(Counted(loss.tooLarge, "sample") + " of plane " + std::to_string(k + 1) +
+                                   " " + IsOrAre(loss.tooLarge) +
+                                   " beyond the range of float32 (3.4e38); divide the stack by a constant");
     }
     impl_->KeepAccount(index, loss);
 }

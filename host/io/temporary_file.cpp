@@ -24,6 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* kNoRegularFile = "it is no regular file; give another name";
 constexpr int kMostLinks = 40;
 constexpr std::size_t kLongestName = 200;
 
@@ -79,21 +80,28 @@ TemporaryFile::~TemporaryFile() {
 
 void TemporaryFile::CheckTarget() {
     if (!target_.has_filename()) throw WriteError(named_, "the name of a file is needed, not of a folder");
+    // The link /dev/stdout may lead to what is no file at all.
+    const auto reached = StatusOf(named_);
+    if (reached && !S_ISREG(reached->st_mode) && !S_ISDIR(reached->st_mode)) {
+        throw WriteError(named_, kNoRegularFile);
+    }
     const fs::path folder = FolderOf(target_);
     const auto folderStatus = StatusOf(folder);
     if (!folderStatus) {
         throw WriteError(named_, "the folder " + Quoted(folder) +
                                      (errno == ENOENT ? " does not exist; create it first"
-                                                      : " cannot be entered: " + SystemReason(errno)));
+                                                      : " cannot be entered (" + SystemReason(errno) +
+                                                            "); choose one that you may write to"));
     }
-    if (!S_ISDIR(folderStatus->st_mode)) throw WriteError(named_, Quoted(folder) + " is not a folder");
+    if (!S_ISDIR(folderStatus->st_mode))
+        throw WriteError(named_, Quoted(folder) + " is no folder; name the folder to write to");
     const auto status = StatusOf(target_);
     if (!status) {
         if (errno != ENOENT) Fail(errno);
         return;
     }
     if (S_ISDIR(status->st_mode)) throw WriteError(named_, "it is a folder; the name of a file is needed");
-    if (!S_ISREG(status->st_mode)) throw WriteError(named_, "it is no regular file; give another name");
+    if (!S_ISREG(status->st_mode)) throw WriteError(named_, kNoRegularFile);
     if (!overwrite_) {
         throw WriteError(named_, "the file exists already; give another name, or allow it to be replaced");
     }
@@ -173,17 +181,7 @@ void TemporaryFile::Rename() const {
 }
 
 void TemporaryFile::Fail(int errorNumber) const {
-    switch (errorNumber) {
-        case ENOSPC:
-        case EDQUOT:
-            throw WriteError(named_, SystemReason(errorNumber) + "; make room or write to another disk");
-        case EFBIG:
-            throw WriteError(named_,
-                             "it would exceed the largest file allowed here (ulimit -f, or the file "
-                             "system's own limit); raise the limit or write to another disk");
-        default:
-            throw WriteError(named_, SystemReason(errorNumber));
-    }
+    throw WriteFailure(named_, errorNumber);
 }
 
 }  // namespace rydecon

@@ -50,14 +50,15 @@ TiffFile::TiffFile(std::filesystem::path path) : path_(std::move(path)) {
     try {
         CheckSignature();
         const std::unique_ptr<TIFFOpenOptions, FreeOptions> options(TIFFOpenOptionsAlloc());
-        if (!options) throw Refusal("out of memory");
+        if (!options) throw Refusal("there is not enough memory to open it; free memory");
         TIFFOpenOptionsSetErrorHandlerExtR(options.get(), KeepError, &complaints_);
         TIFFOpenOptionsSetWarningHandlerExtR(options.get(), KeepWarning, &complaints_);
         // m: no memory map, which would die of a signal where another process cuts the file short.
         // c: strips stay as the file has them.
         tiff_ = TIFFFdOpenExt(descriptor_, path_.c_str(), "rmc", options.get());
         if (tiff_ == nullptr) {
-            throw Refusal(error().empty() ? "the TIFF file holds no image" : "the TIFF file is damaged");
+            throw Refusal(error().empty() ? "the TIFF file holds no image; export it again"
+                                          : "the TIFF file is damaged; copy or export it again");
         }
     } catch (...) {
         close(descriptor_);
@@ -72,11 +73,7 @@ TiffFile::~TiffFile() {
 void TiffFile::OpenDescriptor() {
     // Without O_NONBLOCK a named pipe would be waited for.
     descriptor_ = open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (descriptor_ < 0) {
-        const int reason = errno;
-        throw Refusal(reason == ENOENT ? "there is no such file; check the name and the folder"
-                                       : SystemReason(reason));
-    }
+    if (descriptor_ < 0) throw ReadFailure(path_, errno);
     struct stat status {};
     const bool known = fstat(descriptor_, &status) == 0;
     if (known && S_ISREG(status.st_mode)) {
@@ -84,7 +81,7 @@ void TiffFile::OpenDescriptor() {
         return;
     }
     close(descriptor_);
-    throw Refusal((known && S_ISDIR(status.st_mode) ? "it is a folder; " : "it is not a regular file; ") +
+    throw Refusal((known && S_ISDIR(status.st_mode) ? "it is a folder; " : "it is no regular file; ") +
                   std::string(kWhatIsNeeded));
 }
 
@@ -102,14 +99,15 @@ void TiffFile::CheckSignature() const {
 
 void TiffFile::GoToDirectory(std::uint64_t offset) {
     ForgetComplaints();
-    if (TIFFSetSubDirectory(tiff_, offset) == 0) throw Refusal("one of its directories is damaged");
+    if (TIFFSetSubDirectory(tiff_, offset) == 0)
+        throw Refusal("one of its directories is damaged; copy or export it again");
 }
 
 bool TiffFile::NextDirectory() {
     if (TIFFLastDirectory(tiff_) != 0) return false;
     ForgetComplaints();
     if (TIFFReadDirectory(tiff_) == 0) {
-        throw Refusal("the file is truncated or damaged behind page " +
+        throw Refusal("the file is truncated or damaged after page " +
                       std::to_string(TIFFCurrentDirectory(tiff_) + 1) + "; copy or export it again");
     }
     return true;
@@ -120,7 +118,7 @@ void TiffFile::ReadBytes(std::uint64_t offset, std::size_t count, void* out) con
     while (count > 0) {
         const ssize_t got = pread(descriptor_, bytes, count, static_cast<off_t>(offset));
         if (got < 0 && errno == EINTR) continue;
-        if (got < 0) throw Refusal(SystemReason(errno));
+        if (got < 0) throw ReadFailure(path_, errno);
         if (got == 0) throw Refusal("the file is truncated; copy or export it again");
         bytes += got;
         offset += static_cast<std::uint64_t>(got);
@@ -133,7 +131,11 @@ void TiffFile::ForgetComplaints() {
 }
 
 UserError TiffFile::Refusal(const std::string& reason) const {
-    return ReadError(path_, error().empty() ? reason : reason + " (" + error() + ")");
+    if (error().empty()) return ReadError(path_, reason);
+    // Some texts of libtiff begin with the name of the file.
+    const std::string name = path_.native() + ": ";
+    const std::string detail = error().starts_with(name) ? error().substr(name.size()) : error();
+    return ReadError(path_, reason + " (" + detail + ")");
 }
 
 }  // namespace rydecon

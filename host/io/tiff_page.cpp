@@ -36,11 +36,11 @@ void ReadSize(const TiffFile& file, TiffPage& page) {
     constexpr std::uint64_t kLongest = std::numeric_limits<int>::max();
     if (width == 0 || height == 0 || width > kLongest || height > kLongest || width * height > kMostSamples) {
         throw file.Refusal(PageName(page.number) + " claims the impossible size " + std::to_string(width) +
-                           " x " + std::to_string(height) + "; the file is damaged, export it again");
+                           " x " + std::to_string(height) + "; the file is damaged: copy or export it again");
     }
     if (Tag32(file, TIFFTAG_IMAGEDEPTH) > 1) {
         throw file.Refusal(PageName(page.number) +
-                           " is a volume of its own; a stack with one page a plane is needed");
+                           " is a volume of its own; a stack with one page a plane is needed: export it so");
     }
     page.width = static_cast<int>(width);
     page.height = static_cast<int>(height);
@@ -137,9 +137,10 @@ void ReadType(const TiffFile& file, TiffPage& page) {
     const std::uint16_t format = Tag16(file, TIFFTAG_SAMPLEFORMAT);
     const auto type = TypeFrom(format, bits);
     if (!type) {
-        throw file.Refusal(PageName(page.number) + " has " + std::to_string(bits) + "-bit " +
-                           FormatName(format) +
-                           " samples; integers of 8, 16 or 32 bits or floats of 32 or 64 bits are needed");
+        throw file.Refusal(
+            PageName(page.number) + " has " + std::to_string(bits) + "-bit " + FormatName(format) +
+            " samples; integers of 8, 16 or 32 bits or floats of 32 or 64 bits are needed (in ImageJ: "
+            "Image > Type)");
     }
     page.type = *type;
 }
@@ -187,7 +188,7 @@ void LocateSamples(const TiffFile& file, TiffPage& page) {
         }
         if (plain && bytes < wanted) {
             throw file.Refusal(PageName(page.number) +
-                               " has fewer samples than its size needs; export again");
+                               " has fewer samples than its size needs; export the file again");
         }
         if (n > 0 && begin != runEnd) oneRun = false;
         runEnd = begin + wanted;

@@ -23,7 +23,7 @@ PsfModel FindModel(const std::string& name) {
     for (const PsfModel model : {PsfModel::Layered, PsfModel::Fast}) {
         if (name == NameOf(model)) return model;
     }
-    throw UserError("--model " + name + " does not exist; the models are: layered, fast", ExitCode::Usage);
+    throw UserError("--model '" + name + "' does not exist; the models are: layered, fast", ExitCode::Usage);
 }
 
 const std::vector<Modality>& Modalities() {
@@ -63,7 +63,8 @@ const Modality& FindModality(const std::string& name) {
         if (modality.name == name) return modality;
         names += (names.empty() ? "" : ", ") + modality.name;
     }
-    throw UserError("--modality " + name + " does not exist; the modalities are: " + names, ExitCode::Usage);
+    throw UserError("--modality '" + name + "' does not exist; the modalities are: " + names,
+                    ExitCode::Usage);
 }
 
 const Modality* ModalityOfAcquisitionMode(std::string_view mode) {

@@ -68,8 +68,10 @@ void FillFromMetadata(Optics& optics, const StackHeader& header, const std::stri
     optics.immersion = told.immersion;
     const VoxelSize& voxel = header.voxel;
     if (!optics[Pixel] && voxel.x && voxel.y && std::abs(*voxel.x - *voxel.y) > kSquare * *voxel.x) {
-        throw UserError(file + ": its pixels are " + NumberText(*voxel.x) + " x " + LengthText(*voxel.y) +
-                        "; a PSF can be computed for square pixels only: give a file with --psf, or --pixel");
+        throw UserError(
+            file + ": its pixels are " + NumberText(*voxel.x) + " x " + LengthText(*voxel.y) +
+            "; a PSF can be computed for square pixels only: tell their side with --pixel, or take a "
+            "measured PSF");
     }
     Fill(optics, Pixel, voxel.x ? voxel.x : voxel.y, header.voxelSource);
     Fill(optics, ZStep, voxel.z, header.voxelSource);
@@ -112,7 +114,7 @@ class SoundnessCheck {
     explicit SoundnessCheck(const Optics& optics) : optics_(optics) {}
 
     void Require(Quantity q, bool sound, const std::string& need) const {
-        if (!sound) throw UserError(Named(q) + ": " + need, CodeFor({q}));
+        if (!sound) throw UserError(Told(q) + "; " + need, CodeFor({q}));
     }
 
     /// "--na 1.6", "the numerical aperture 1.6 from OME-XML"
@@ -122,6 +124,16 @@ class SoundnessCheck {
         const std::string value = ValueText(traits, number.value);
         if (number.origin == Origin::Option) return std::string(traits.option) + " " + value;
         return std::string("the ") + traits.name + " " + value + " from " + number.source;
+    }
+
+    /// "--na is 1.6", "the numerical aperture from OME-XML is 1.6"
+    std::string Told(Quantity q) const {
+        const QuantityTraits& traits = TraitsOf(q);
+        const KnownNumber& number = optics_[q].value();
+        const std::string who = number.origin == Origin::Option
+                                    ? std::string(traits.option)
+                                    : std::string("the ") + traits.name + " from " + number.source;
+        return who + " is " + ValueText(traits, number.value);
     }
 
     ExitCode CodeFor(std::initializer_list<Quantity> involved) const {
@@ -138,10 +150,10 @@ class SoundnessCheck {
 /// What a number must be on its own account; empty where it is sound.
 std::string NeedOf(Quantity q, double v) {
     const auto within = [v](double least, double largest) { return v >= least && v <= largest; };
-    const bool positive = within(1e-6, 1e6);
+    const bool possible = within(1e-6, 1e6);
     switch (q) {
         case NumericalAperture:
-            return positive ? "" : "a number above 0 is needed";
+            return possible ? "" : "a number above 0 and below the index of the immersion medium is needed";
         case RefractiveIndex:
         case SampleIndex:
             return within(1.0, 4.0) ? "" : "a number from 1 to 4 is needed";
@@ -153,12 +165,13 @@ std::string NeedOf(Quantity q, double v) {
                                           : std::string());
         case Pixel:
         case ZStep:
-            return positive ? "" : "a distance above 0 is needed";
+            return possible ? "" : "a distance from 0.000001 to 1000000 um is needed";
         case Depth:
             return within(0.0, 1e4) ? "" : "a depth from 0 to 10000 um is needed";
         case Pinhole:
+            return possible ? "" : "a diameter from 0.000001 to 1000000 um is needed";
         case Magnification:
-            return positive ? "" : "a number above 0 is needed";
+            return possible ? "" : "a number from 0.000001 to 1000000 is needed";
         case Spherical:
             return within(-1e3, 1e3) ? "" : "a path length from -1000 to 1000 um is needed";
     }

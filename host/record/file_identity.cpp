@@ -25,14 +25,14 @@ struct CloseFile {
 
 std::uint32_t ChecksumOf(const std::filesystem::path& path, OnStop onStop) {
     const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rbe"));
-    if (file == nullptr) throw ReadError(path, SystemReason(errno));
+    if (file == nullptr) throw ReadFailure(path, errno);
     std::vector<unsigned char> bytes(kBytesAtOnce);
     uLong checksum = crc32(0, nullptr, 0);
     while (const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), file.get())) {
         if (onStop == OnStop::Leave) LeaveIfStopRequested();
         checksum = crc32(checksum, bytes.data(), static_cast<uInt>(count));
     }
-    if (std::ferror(file.get()) != 0) throw ReadError(path, SystemReason(errno));
+    if (std::ferror(file.get()) != 0) throw ReadFailure(path, errno);
     return static_cast<std::uint32_t>(checksum);
 }
 

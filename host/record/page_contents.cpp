@@ -188,7 +188,7 @@ RestorationReport PageContents(const RestoreJob& job, RestorationRecord& record,
     DescribePsf(record, report);
     AddChoices(job, settings, report.settings);
     AddOptics(record, report.settings);
-    const std::string rounds = report.perPicture            ? methods.picture->rounds
+    const std::string rounds = report.perPicture            ? std::string(methods.picture->round) + "s"
                                : methods.volume->refinesPsf ? "sweeps of image and PSF"
                                                             : "iterations";
     for (VolumeRecord& volume : record.volumes) {

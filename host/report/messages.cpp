@@ -5,11 +5,13 @@
 
 #include <cstdio>
 
+#include "io/file_error.h"
+
 namespace rydecon {
 
 void Messages::Note(const std::string& line) const {
     if (quiet_) return;
-    std::fprintf(stderr, "rydecon: note: %s\n", line.c_str());
+    std::fprintf(stderr, "rydecon: note: %s\n", OneLine(line).c_str());
 }
 
 }  // namespace rydecon

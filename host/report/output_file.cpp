@@ -2,6 +2,11 @@
 
 #include "report/output_file.h"
 
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <string>
+#include <string_view>
 #include <system_error>
 
 #include "io/file_error.h"
@@ -19,6 +24,16 @@ void CheckOutputFile(const std::filesystem::path& output, bool overwrite,
     if (!overwrite && std::filesystem::is_regular_file(output, ignored)) {
         throw WriteError(output, "the file exists already; add --overwrite to replace it");
     }
+}
+
+void RequireTiffName(const std::filesystem::path& output) {
+    constexpr std::array<std::string_view, 5> kOthers = {".png", ".jpg", ".jpeg", ".gif", ".bmp"};
+    std::string ending = output.extension().string();
+    std::transform(ending.begin(), ending.end(), ending.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    if (std::find(kOthers.begin(), kOthers.end(), ending) == kOthers.end()) return;
+    throw UserError("the output is a TIFF: " + Quoted(output) + " needs a name that ends in .tif",
+                    ExitCode::Usage);
 }
 
 }  // namespace rydecon

@@ -13,4 +13,7 @@ namespace rydecon {
 void CheckOutputFile(const std::filesystem::path& output, bool overwrite,
                      const std::vector<std::filesystem::path>& inputs);
 
+/// UserError (usage) where the name of a TIFF ends as that of another kind of picture.
+void RequireTiffName(const std::filesystem::path& output);
+
 }  // namespace rydecon

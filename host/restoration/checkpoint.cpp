@@ -11,6 +11,7 @@
 
 #include "io/file_error.h"
 #include "io/temporary_file.h"
+#include "report/counted.h"
 
 namespace rydecon {
 
@@ -104,21 +105,20 @@ void WriteCheckpoint(const std::filesystem::path& path, const RunIdentity& ident
 }
 
 Checkpoint::Checkpoint(const std::filesystem::path& path) : path_(path) {
-    std::error_code failure;
-    const auto status = std::filesystem::status(path, failure);
-    if (!std::filesystem::exists(status)) throw ReadError(path, "there is no such file");
-    // A pipe would wait for its other end.
-    if (!std::filesystem::is_regular_file(status)) throw ReadError(path, "it is no regular file");
+    RequireRegularFile(path);
     errno = 0;
     file_.open(path, std::ios::binary);
-    if (!file_) throw ReadError(path, SystemReason(errno));
+    if (!file_) throw ReadFailure(path, errno);
 
     FileHead head{};
     file_.read(reinterpret_cast<char*>(&head), sizeof head);
-    if (!file_ || head.magic != kMagic) throw ReadError(path, "it is no checkpoint of rydecon");
+    if (!file_ || head.magic != kMagic)
+        throw ReadError(path, "it is no checkpoint of rydecon; give the file that --checkpoint has written");
     if (head.version != kVersion) {
-        throw ReadError(path,
-                        "the checkpoint is of another version of rydecon, or of another kind of machine");
+        throw ReadError(
+            path,
+            "the checkpoint is of another version of rydecon, or of another kind of machine; begin "
+            "the run anew");
     }
     if (head.head != ChecksumOfHead(head)) throw ReadError(path, kDamaged);
     iterations_ = head.iterations;
@@ -156,8 +156,9 @@ void Checkpoint::RequireFit(const RunIdentity& identity) const {
 
 void Checkpoint::RequireWithin(unsigned limit) const {
     if (iterations_ <= limit) return;
-    throw ReadError(path_, "the checkpoint has " + std::to_string(iterations_) +
-                               " iterations behind it, more than --iterations " + std::to_string(limit));
+    throw ReadError(path_, "the checkpoint has " + Counted(iterations_, "iteration") +
+                               " behind it; --iterations " + std::to_string(limit) +
+                               " is fewer: give as many or more");
 }
 
 void Checkpoint::Load(const PaddedVolume& estimate) {

@@ -23,7 +23,9 @@ void CheckpointedRun::EndOfStage(unsigned iterations) {
     try {
         WriteCheckpoint(to_, identity_, iterations, estimate_);
         saved_ = iterations;
+        complaint_.clear();
     } catch (const UserError& failure) {
+        if (failure.what() == std::exchange(complaint_, failure.what())) return;
         messages_.Note(std::string(failure.what()) + "; the run goes on without a new checkpoint");
     }
 }

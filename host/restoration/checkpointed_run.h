@@ -22,7 +22,7 @@ class CheckpointedRun final : public StageStore {
 
     unsigned Begin() override;
     bool Saves() const override { return !to_.empty(); }
-    /// A checkpoint that cannot be written costs the work of none: a note tells, and the one before stays.
+    /// A checkpoint that cannot be written costs the work of none: one note tells, and the one before stays.
     void EndOfStage(unsigned iterations) override;
 
     /// The end of a stopped run, for its message: "nothing was written", or how to go on.
@@ -35,6 +35,7 @@ class CheckpointedRun final : public StageStore {
     Checkpoint* from_;
     const Messages& messages_;
     std::optional<unsigned> saved_;  // iterations of the checkpoint on the disk
+    std::string complaint_;          // why the last one could not be written: told once
 };
 
 }  // namespace rydecon

@@ -58,7 +58,8 @@ unsigned RunCore(PreparedMethod& method, const PaddedVolume& image, const Padded
     }
     if (code == gnr::kOutOfMemory) throw outOfMemory();
     if (code != gnr::kSuccess && !ended) {
-        throw UserError("the restoration failed with code " + std::to_string(code));
+        throw UserError("the restoration failed with code " + std::to_string(code) +
+                        "; that is a fault of this program: please report it");
     }
     return relay.units;
 }

@@ -12,6 +12,7 @@
 #include "io/file_error.h"
 #include "io/stack_reader.h"
 #include "io/stack_writer.h"
+#include "report/counted.h"
 #include "report/output_file.h"
 #include "restoration/blocks/piecewise_restoration.h"
 #include "restoration/blocks/run_forecast.h"
@@ -54,8 +55,8 @@ class WrittenVolume final : public PlaneSink {
 std::string EndText(const Method& method, const VolumeRecord& volume) {
     if (volume.end == EndOfRun::Direct) return "";
     if (volume.end == EndOfRun::Copied) return ", copied";
-    if (method.refinesPsf) return ", " + std::to_string(volume.iterations) + " sweeps of image and PSF";
-    return ", " + std::to_string(volume.iterations) + " iterations (" +
+    if (method.refinesPsf) return ", " + Counted(volume.iterations, "sweep") + " of image and PSF";
+    return ", " + Counted(volume.iterations, "iteration") + " (" +
            (volume.end == EndOfRun::Limit   ? "the limit"
             : volume.end == EndOfRun::Split ? "where two halves of the photons agree best"
                                             : "ended by its stop test") +
@@ -77,11 +78,11 @@ void TellPlan(const RestoreJob& job, const Method& method, const RunPlan& plan, 
 }
 
 void PrintVolume(const RestoreJob& job, const Method& method, const VolumeRecord& volume, double seconds) {
-    const std::string name = volume.name.empty() ? "" : " of " + volume.name;
-    std::printf("%s: %s samples%s, method %s%s, %spadded to %s, %.2f s\n", job.output.string().c_str(),
-                ToString(volume.shape).c_str(), name.c_str(), job.method.c_str(),
-                EndText(method, volume).c_str(), BlocksText(volume).c_str(), ToString(volume.frame).c_str(),
-                seconds);
+    const std::string name = volume.name.empty() ? "" : " of " + OneLine(volume.name);
+    std::printf("%s: %s samples%s, method %s%s, %spadded to %s, %.2f s\n",
+                OneLine(job.output.native()).c_str(), ToString(volume.shape).c_str(), name.c_str(),
+                job.method.c_str(), EndText(method, volume).c_str(), BlocksText(volume).c_str(),
+                ToString(volume.frame).c_str(), seconds);
     if (method.refinesPsf) {
         std::printf("width of the PSF at half maximum: %s\n", volume.psfWidths.c_str());
     }
@@ -95,8 +96,9 @@ void PrintSummary(const RestoreJob& job, const Method& method, const Restoration
     for (const VolumeRecord& volume : record.volumes) {
         PrintVolume(job, method, volume, volume.readSeconds + volume.coreSeconds + volume.writeSeconds);
     }
-    std::printf("%s: %d channels, %d times, %.2f s\n", job.output.string().c_str(), record.header.channels,
-                record.header.times, record.seconds);
+    std::printf("%s: %s, %s, %.2f s\n", OneLine(job.output.native()).c_str(),
+                Counted(record.header.channels, "channel").c_str(),
+                Counted(record.header.times, "time").c_str(), record.seconds);
 }
 
 /// Options that follow a single run, and would mean another file for each volume.
@@ -110,8 +112,8 @@ void RequireOneVolume(const RestoreJob& job, const StackHeader& header) {
     for (const auto& [option, file] : single) {
         if (file->empty()) continue;
         throw UserError(std::string(option) + " is for one channel at one time, and " + Quoted(job.image) +
-                            " has " + std::to_string(header.channels) + " channels and " +
-                            std::to_string(header.times) + " times; choose one with --channels and --times",
+                            " has " + Counted(header.channels, "channel") + " and " +
+                            Counted(header.times, "time") + "; choose one with --channels and --times",
                         ExitCode::Usage);
     }
 }
@@ -307,11 +309,12 @@ void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Message
     const ClippedSamples& clipped = writer.clipped();
     const auto note = [&](std::size_t count, const char* what) {
         if (count == 0) return;
-        messages.Note(Quoted(job.output) + ": " + std::to_string(count) + " samples " + what + " " +
-                      std::string(NameOf(job.sampleType)) + " and were clipped");
+        messages.Note(Quoted(job.output) + ": " + Counted(count, "sample") +
+                      (count == 1 ? " lies " : " lie ") + what + " " + std::string(NameOf(job.sampleType)) +
+                      (count == 1 ? " and was clipped" : " and were clipped"));
     };
-    note(clipped.low, "lie below 0, the least of");
-    note(clipped.high, "lie above the largest of");
+    note(clipped.low, "below 0, the least of");
+    note(clipped.high, "above the largest of");
 }
 
 RestorationRecord RunRestoreJob(const RestoreJob& job, const Messages& messages) {

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "report/required_range.h"
 #include "report/user_error.h"
 #include "restoration/coefficient_core.h"
 
@@ -260,21 +261,10 @@ bool Method::endsByItself() const {
     return std::find(reads.begin(), reads.end(), "--stop-ratio") != reads.end();
 }
 
-void RequireRange(const std::string& what, double value, double least, double greatest) {
-    if (value >= least && value <= greatest) return;
-    char text[96];
-    std::snprintf(text, sizeof text, " is %g; a number from %g to %g is needed", value, least, greatest);
-    throw UserError(what + text, ExitCode::Usage);
-}
-
 void CheckSettings(const Method& method, const MethodSettings& settings) {
-    RequireRange("--regularization of method " + method.name, StrengthOf(method, settings),
-                 method.leastRegularization, kGreatestSetting);
-    if (method.wholeRegularization &&
-        StrengthOf(method, settings) != std::trunc(StrengthOf(method, settings))) {
-        throw UserError("--regularization of method " + method.name + " must be a whole number",
-                        ExitCode::Usage);
-    }
+    const std::string what = "--regularization of method " + method.name;
+    RequireRange(what, StrengthOf(method, settings), method.leastRegularization, kGreatestSetting);
+    if (method.wholeRegularization) RequireWhole(what, StrengthOf(method, settings));
     RequireRange("--stop-ratio", settings.stopRatio, 0.0, kGreatestSetting);
     RequireRange("--threshold-scale", settings.thresholdScale, 0.0, kGreatestSetting);
     RequireRange("--energy-stop", settings.energyStop, -kGreatestSetting, kGreatestSetting);

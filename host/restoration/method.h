@@ -73,9 +73,6 @@ const std::vector<Method>& Methods();
 /// Far beyond every setting that anybody may mean, and well inside what single precision holds.
 inline constexpr double kGreatestSetting = 1.0e6;
 
-/// UserError (usage) for a number that is NaN or not from least to greatest.
-void RequireRange(const std::string& what, double value, double least, double greatest);
-
 /// UserError (usage) for a number that is NaN or outside the method's range; looks at no file.
 void CheckSettings(const Method& method, const MethodSettings& settings);
 

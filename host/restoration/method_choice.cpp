@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "io/stack_reader.h"
+#include "report/similar_name.h"
 #include "report/user_error.h"
 #include "restoration/stack_volume.h"
 
@@ -24,9 +25,9 @@ bool Reads(const AnyMethod* method, const std::string& option) {
            std::find(method->reads.begin(), method->reads.end(), option) != method->reads.end();
 }
 
-/// Names of all methods that `include` takes, each once, separated by commas.
+/// Names of all methods that `include` takes, each once.
 template <class Include>
-std::string NamesWhere(Include include) {
+std::vector<std::string> NamesWhere(Include include) {
     std::vector<std::string> names;
     const auto add = [&](const auto& methods) {
         for (const auto& method : methods) {
@@ -36,6 +37,10 @@ std::string NamesWhere(Include include) {
     };
     add(Methods());
     add(PictureMethods());
+    return names;
+}
+
+std::string Listed(const std::vector<std::string>& names) {
     std::string text;
     for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
     return text;
@@ -46,17 +51,19 @@ std::string NamesWhere(Include include) {
 MethodChoice FindMethods(const std::string& name) {
     const MethodChoice choice = {Find(Methods(), name), Find(PictureMethods(), name)};
     if (choice.volume != nullptr || choice.picture != nullptr) return choice;
-    throw UserError("--method " + name +
-                        " does not exist; the methods are: " + NamesWhere([](const auto&) { return true; }),
+    const std::vector<std::string> names = NamesWhere([](const auto&) { return true; });
+    throw UserError("--method '" + name + "' does not exist" + DidYouMean(name, names) +
+                        "; the methods are: " + Listed(names),
                     ExitCode::Usage);
 }
 
 void RefuseUnread(const MethodChoice& choice, const std::vector<std::string>& given, const std::string& on) {
     for (const std::string& option : given) {
         if (Reads(choice.volume, option) || Reads(choice.picture, option)) continue;
-        throw UserError(option + " means nothing to --method " + choice.name() + on + "; it is read by " +
-                            NamesWhere([&option](const auto& method) { return Reads(&method, option); }),
-                        ExitCode::Usage);
+        throw UserError(
+            option + " means nothing to --method " + choice.name() + on + "; it is read by " +
+                Listed(NamesWhere([&option](const auto& method) { return Reads(&method, option); })),
+            ExitCode::Usage);
     }
 }
 

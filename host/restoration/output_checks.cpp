@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -20,7 +21,8 @@ using NamedFile = std::pair<std::filesystem::path, std::string>;
 /// Each output goes to a file of its own.
 void RequireOwnFile(const NamedFile& own, const std::vector<NamedFile>& others) {
     const auto whole = [](const std::filesystem::path& path) {
-        return std::filesystem::weakly_canonical(std::filesystem::absolute(path));
+        std::error_code ignored;
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(path, ignored), ignored);
     };
     for (const auto& [path, what] : others) {
         if (path.empty() || whole(path) != whole(own.first)) continue;

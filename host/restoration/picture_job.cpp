@@ -14,6 +14,7 @@
 #include "io/file_error.h"
 #include "io/stack_reader.h"
 #include "io/stack_writer.h"
+#include "report/counted.h"
 #include "report/html/psf_sections.h"
 #include "report/output_file.h"
 #include "report/progress_bar.h"
@@ -38,7 +39,7 @@ void RequireSides(const StackHeader& header, const std::filesystem::path& path) 
         std::to_string(header.width) + " x " + std::to_string(header.height) + " pixels";
     if (std::min(header.width, header.height) < kLeastSide) {
         throw ReadError(path, "a picture of " + shape + " is too small; " + std::to_string(kLeastSide) +
-                                  " pixels or more to each side are needed");
+                                  " x " + std::to_string(kLeastSide) + " or more are needed");
     }
     if (std::int64_t{header.width} * header.height > kMostPixels) {
         throw ReadError(path, "a picture of " + shape + " is too large; crop it to " +
@@ -165,7 +166,7 @@ class PictureRestoration {
     /// How many iterations ran and why they ended.
     std::string EndText(int pictures) const {
         const unsigned long long runs = 1ULL * tiles_.count() * static_cast<unsigned>(pictures);
-        std::string text = ", " + std::to_string(account_.total) + " " + method_.rounds;
+        std::string text = ", " + Counted(account_.total, method_.round);
         const char* const reason =
             account_.total == runs * iterations() ? "the limit" : "ended by its stop test";
         if (runs == 1) return text + " (" + reason + ")";
@@ -206,8 +207,10 @@ void NoteCopied(int copied, int pictures, const std::filesystem::path& path, con
     if (copied == 0) return;
     messages.Note(Quoted(path) + ": " +
                   (pictures == 1 ? "all samples are equal; there is nothing to restore, and they are copied"
-                                 : std::to_string(copied) + " of " + std::to_string(pictures) +
-                                       " pictures have equal samples only and are copied"));
+                                 : std::to_string(copied) + " of " + std::to_string(pictures) + " pictures " +
+                                       (copied == 1 ? "has equal samples only and is"
+                                                    : "have equal samples only and are") +
+                                       " copied"));
 }
 
 void RequirePlanes(const RestoreJob& job, const StackHeader& header) {
@@ -329,7 +332,7 @@ RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& meth
 
     all.seconds = SecondsSince(start);
     if (messages.quiet()) return all;
-    std::printf("%s: %s samples, method %s%s%s, %.2f s\n", job.output.string().c_str(),
+    std::printf("%s: %s samples, method %s%s%s, %.2f s\n", OneLine(job.output.native()).c_str(),
                 ToString(ShapeOf(header)).c_str(), job.method.c_str(),
                 header.channels > 1 ? " channel by channel"
                 : pictures > 1      ? " plane by plane"

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 
+#include "report/required_range.h"
 #include "report/user_error.h"
 
 namespace rydecon {
@@ -120,7 +120,7 @@ const std::vector<PictureMethod>& PictureMethods() {
                     "and five sweeps",
          .reads = {"--iterations", "--energy-stop", "--tiles", "--per-plane"},
          .iterations = 1,
-         .rounds = "cycles",
+         .round = "cycle",
          .margin = 15,
          .polls = 2,
          .run = RunBlind},
@@ -132,9 +132,7 @@ void CheckSettings(const PictureMethod& method, const MethodSettings& settings) 
     const double strength = settings.regularization.value_or(method.regularization);
     const std::string what = "--regularization of method " + method.name;
     RequireRange(what, strength, 0.0, method.greatestRegularization);
-    if (method.wholeRegularization && strength != std::trunc(strength)) {
-        throw UserError(what + " must be a whole number", ExitCode::Usage);
-    }
+    if (method.wholeRegularization) RequireWhole(what, strength);
     RequireRange("--energy-stop", settings.energyStop, -kGreatestSetting, kGreatestSetting);
 }
 

@@ -44,11 +44,11 @@ struct PictureMethod {
     unsigned iterations = 0;         ///< default limit
     double regularization = 0.0;     ///< default strength
     double greatestRegularization = 0.0;
-    bool wholeRegularization = false;   ///< takes whole strengths only
-    bool endsByItself = false;          ///< runs fewer iterations where a stop test tells
-    const char* rounds = "iterations";  ///< what --iterations counts
-    int margin = 40;                    ///< pixels around a tile in its frame
-    unsigned polls = 1;                 ///< calls of the callback with eProgressPoll in one iteration
+    bool wholeRegularization = false;  ///< takes whole strengths only
+    bool endsByItself = false;         ///< runs fewer iterations where a stop test tells
+    const char* round = "iteration";   ///< what --iterations counts, one of them
+    int margin = 40;                   ///< pixels around a tile in its frame
+    unsigned polls = 1;                ///< calls of the callback with eProgressPoll in one iteration
     int (*run)(PictureCall& call) = nullptr;
 };
 

@@ -42,7 +42,8 @@ void RequireSensible(const FilePsfRows& file, const PitchRatio& ratio, const std
     const Extent size = file.size();
     for (const auto& [r, side] : {std::pair(ratio.x, size.x), {ratio.y, size.y}, {ratio.z, size.z}}) {
         const bool sensible = r <= kLargestRatio && r >= 1.0 / kLargestRatio;
-        if (!sensible) throw file.Refusal(voxels + "; that is no PSF of this image");
+        if (!sensible)
+            throw file.Refusal(voxels + "; that is no PSF of this image: check the voxel sizes of both");
         samples *= side / r + 1.0;
     }
     if (samples > std::numeric_limits<std::int32_t>::max()) {

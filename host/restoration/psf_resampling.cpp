@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+#include "io/sample_words.h"
+
 namespace rydecon {
 
 namespace {
@@ -141,8 +143,7 @@ SampleBox ResamplePsf(PsfRows& rows, const PitchRatio& ratio, const Messages& me
                         TapsOf(old.z, peak.z, ratio.z));
     rows.ForEachRow([&](const float* row, int j, int k) { resampler.TakeRow(row, j, k); });
     if (resampler.negative() > 0) {
-        messages.Note(rows.name() + ": " + std::to_string(resampler.negative()) +
-                      " negative samples of the PSF are set to 0");
+        messages.Note(rows.name() + ": " + NegativeNote(resampler.negative(), " of the PSF"));
     }
     return std::move(resampler).Result();
 }

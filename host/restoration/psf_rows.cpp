@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "io/file_error.h"
+#include "io/sample_words.h"
 #include "restoration/stack_volume.h"
 
 namespace rydecon {
@@ -69,8 +70,7 @@ PsfPeak FindPeak(PsfRows& rows) {
         }
     });
     if (nonFinite > 0) {
-        throw rows.Refusal(std::to_string(nonFinite) +
-                           " samples of the PSF are NaN or infinite; all must be finite numbers");
+        throw rows.Refusal(NonFiniteReason(nonFinite, " of the PSF"));
     }
     if (!(largest > 0.0f)) throw rows.Refusal(kNoPositiveSum);
     const auto middle = [count](double sum) {

@@ -98,7 +98,4 @@ struct PsfPeak {
 /// UserError for samples that are not finite and where none is above 0.
 PsfPeak FindPeak(PsfRows& rows);
 
-inline constexpr const char* kNoPositiveSum =
-    "the PSF has no sample above 0; a PSF of positive sum is needed";
-
 }  // namespace rydecon

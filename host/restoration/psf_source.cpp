@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+#include "io/sample_words.h"
+
 namespace rydecon {
 
 namespace {
@@ -100,8 +102,7 @@ void PsfSource::LayOut(const PaddedVolume& volume) {
         }
     });
     if (negative > 0 && !told_) {
-        messages_.Note(rows_->name() + ": " + std::to_string(negative) +
-                       " negative samples of the PSF are set to 0");
+        messages_.Note(rows_->name() + ": " + NegativeNote(negative, " of the PSF"));
     }
     if (larger && !told_) {
         char percent[32];

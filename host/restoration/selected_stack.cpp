@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "io/file_error.h"
+#include "report/counted.h"
 #include "report/user_error.h"
 
 namespace rydecon {
@@ -26,11 +27,6 @@ int TakeNumber(std::string_view& text) {
     return number;
 }
 
-/// "4 channels", "1 time"
-std::string Count(int n, const std::string& what) {
-    return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
-}
-
 /// Positions from 0 of the numbers; all of `there` where none is given.
 std::vector<int> Positions(const Numbers& numbers, int there, const std::string& what,
                            const std::filesystem::path& path) {
@@ -42,7 +38,7 @@ std::vector<int> Positions(const Numbers& numbers, int there, const std::string&
     for (const int number : numbers) {
         if (number > there) {
             throw UserError("--" + what + "s asks for " + what + " " + std::to_string(number) + ", and " +
-                                Quoted(path) + " has " + Count(there, what),
+                                Quoted(path) + " has " + Counted(there, what),
                             ExitCode::Usage);
         }
         positions.push_back(number - 1);

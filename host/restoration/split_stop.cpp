@@ -8,6 +8,7 @@
 #include "cleaning/cleaned_planes.h"
 #include "cleaning/thinned_planes.h"
 #include "io/file_error.h"
+#include "report/counted.h"
 #include "report/stop_request.h"
 #include "report/user_error.h"
 #include "restoration/core_run.h"
@@ -123,8 +124,8 @@ SplitRecord RunSplit(const SplitTask& task) {
     for (std::size_t n = 0; n < common; ++n) record.curve.values.push_back(0.5 * (first[n] + second[n]));
     record.curve.best = std::max(1U, LowestOf(record.curve.values));
     if (*record.curve.best == record.limit) {
-        task.messages.Note("the halves agree best at the limit of " + std::to_string(record.limit) +
-                           " iterations; more --iterations may do better");
+        task.messages.Note("the halves agree best at the limit of " + Counted(record.limit, "iteration") +
+                           "; more --iterations may do better");
     }
     return record;
 }

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "io/file_error.h"
+#include "io/sample_words.h"
 #include "report/stop_request.h"
 
 namespace rydecon {
@@ -40,15 +41,12 @@ void SampleRange::Add(const float* row, std::size_t count) {
 
 void RefuseNonFinite(const SampleRange& range, const std::filesystem::path& path) {
     if (range.nonFinite == 0) return;
-    throw ReadError(path, std::to_string(range.nonFinite) +
-                              (range.nonFinite == 1 ? " sample is" : " samples are") +
-                              " NaN or infinite; all must be finite numbers");
+    throw ReadError(path, NonFiniteReason(range.nonFinite, ""));
 }
 
 void NoteNegative(const SampleRange& range, const std::filesystem::path& path, const Messages& messages) {
     if (range.negative == 0) return;
-    messages.Note(Quoted(path) + ": " + std::to_string(range.negative) +
-                  " negative samples of the image are set to 0");
+    messages.Note(Quoted(path) + ": " + NegativeNote(range.negative, " of the image"));
 }
 
 StackHeader WithStatedVoxel(StackHeader header, const Optics& optics) {
@@ -82,7 +80,7 @@ void RefuseUnfitRange(const SampleRange& range, const std::filesystem::path& pat
                                          largest));
     }
     if (!dark && range.positiveSum < kSmallestSum) {
-        throw ReadError(path, WithNumber("the samples sum to %g, too little for single precision; multiply "
+        throw ReadError(path, WithNumber("the samples sum to %.3g, too little for single precision; multiply "
                                          "the stack by a constant",
                                          range.positiveSum));
     }

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "report/required_range.h"
 #include "report/user_error.h"
 #include "restoration/method.h"
 #include "restoration/restore_job.h"
@@ -30,7 +31,8 @@ void RequireUsage(bool holds, const std::string& refusal) {
 void CheckStop(const RestoreJob& job, const Method* method) {
     const StopChoice& stop = job.stop;
     const auto refuseWithout = [&](const char* option, bool given) {
-        RequireUsage(!given || stop.split, std::string(option) + " means nothing without --stop split");
+        RequireUsage(!given || stop.split,
+                     std::string(option) + " means nothing without --stop split; add that, or leave it out");
     };
     refuseWithout("--gain", stop.photons.gain.has_value());
     refuseWithout("--offset", stop.photons.offset.has_value());
@@ -41,7 +43,7 @@ void CheckStop(const RestoreJob& job, const Method* method) {
                           (method == nullptr ? " on pictures" : "") +
                           "; it needs iterates of an image whose PSF stays: " + MethodsThatSplit());
     RequireUsage(job.checkpoint.empty() && job.resume.empty(),
-                 "--stop split goes without --checkpoint and --resume");
+                 "--stop split cannot be combined with --checkpoint or --resume; leave them out");
     if (stop.photons.gain) RequireRange("--gain", *stop.photons.gain, 1.0 / kLargestGain, kLargestGain);
     if (stop.photons.offset) RequireRange("--offset", *stop.photons.offset, -kLargestGain, kLargestGain);
 }

@@ -87,10 +87,11 @@ TileGrid PlanTiles(const TileChoice& choice, int width, int height, int margin) 
     const auto x = static_cast<int>(choice.grid->x);
     const auto y = static_cast<int>(choice.grid->y);
     if (IsSound(width, x) && IsSound(height, y)) return *choice.grid;
+    const std::string most = TextOf(MostSound(width, x), MostSound(height, y));
     throw UserError("--tiles " + TextOf(x, y) + " does not fit a picture of " + std::to_string(width) +
                         " x " + std::to_string(height) + " pixels, whose tiles need " +
-                        std::to_string(kLeastTile) + " pixels or more: take " +
-                        TextOf(MostSound(width, x), MostSound(height, y)) + " or fewer",
+                        std::to_string(kLeastTile) + " pixels or more: take " + most +
+                        (most == TextOf(1, 1) ? "" : " or fewer"),
                     ExitCode::Usage);
 }
 

@@ -16,6 +16,7 @@
 #include "io/stack_writer.h"
 #include "report/output_file.h"
 #include "report/progress_bar.h"
+#include "report/required_range.h"
 #include "report/stop_request.h"
 #include "report/user_error.h"
 #include "simulation/blur.h"
@@ -40,17 +41,10 @@ struct PointSpreadWithPitch {
     Pitch pitch;
 };
 
-void RequireRange(const std::string& option, double value, double least, double largest) {
-    if (value >= least && value <= largest) return;
-    char text[96];
-    std::snprintf(text, sizeof text, " is %g; a number from %g to %g is needed", value, least, largest);
-    throw UserError(option + text, ExitCode::Usage);
-}
-
 void CheckSettings(const SimulationJob& job) {
-    for (const unsigned side : job.size) RequireRange("a side of --size", side, kLeastSide, kLargestSide);
+    for (const unsigned side : job.size) RequireRange("--size: a side", side, kLeastSide, kLargestSide);
     if (job.pixel) {
-        for (const double pitch : *job.pixel) RequireRange("a value of --pixel", pitch, 1.0e-6, 1.0e6);
+        for (const double pitch : *job.pixel) RequireRange("--pixel: a value", pitch, 1.0e-6, 1.0e6);
     }
     RequireRange("--photons", job.photons, 1.0e-3, kLargestNumber);
     RequireRange("--background", job.camera.background, 0.0, kLargestNumber);
@@ -95,9 +89,9 @@ Pitch ChoosePitch(const SimulationJob& job, const VoxelSize& told, const Message
 PointSpreadWithPitch GaussianFor(const SimulationJob& job) {
     const Pitch pitch = job.pixel ? ToPitch(*job.pixel) : kDefaultPitch;
     // A wider one would be cut off by the stack.
-    RequireRange("x of --sigma", job.sigma[0], 0.0, pitch.x * job.size[0]);
-    RequireRange("y of --sigma", job.sigma[1], 0.0, pitch.y * job.size[1]);
-    RequireRange("z of --sigma", job.sigma[2], 0.0, pitch.z * job.size[2]);
+    RequireRange("--sigma: x", job.sigma[0], 0.0, pitch.x * job.size[0]);
+    RequireRange("--sigma: y", job.sigma[1], 0.0, pitch.y * job.size[1]);
+    RequireRange("--sigma: z", job.sigma[2], 0.0, pitch.z * job.size[2]);
     return {GaussianPointSpread(ToPitch(job.sigma), pitch), pitch};
 }
 
@@ -216,7 +210,7 @@ void RunSimulationJob(const SimulationJob& job, const Messages& messages) {
     files.Commit();
     bar.Finish();
     if (!messages.quiet()) {
-        std::printf("%s: %s samples, PSF %s, seed %llu\n", job.folder.string().c_str(),
+        std::printf("%s: %s samples, PSF %s, seed %llu\n", OneLine(job.folder.native()).c_str(),
                     ToString(size).c_str(), ToString(pointSpread.size()).c_str(),
                     static_cast<unsigned long long>(job.seed));
     }

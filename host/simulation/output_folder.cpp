@@ -14,16 +14,12 @@ OutputFolder::OutputFolder(const fs::path& folder) {
     fs::path built;
     for (const auto& part : folder) {
         built /= part;
-        std::error_code failure;
-        if (fs::create_directory(built, failure)) made_.push_back(built);
-        if (fs::is_directory(built, failure)) continue;
+        std::error_code whyNot;
+        std::error_code ignored;
+        if (fs::create_directory(built, whyNot)) made_.push_back(built);
+        if (fs::is_directory(built, ignored)) continue;
         Withdraw();
-        if (fs::exists(built, failure)) {
-            throw UserError("cannot make the folder " + Quoted(folder) + ": " + Quoted(built) +
-                            " is not a folder");
-        }
-        throw UserError("cannot make the folder " + Quoted(folder) +
-                        "; choose a place that you may write to");
+        throw FolderFailure(folder, whyNot);
     }
 }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "io/file_error.h"
+#include "io/sample_words.h"
 #include "report/user_error.h"
 
 namespace rydecon {
@@ -88,15 +89,13 @@ SampleBox CentredPointSpread(const SampleBox& samples, const std::filesystem::pa
                              const Messages& messages) {
     const Finding finding = Inspect(samples);
     if (finding.nonFinite > 0) {
-        throw UserError(Quoted(origin) + ": " + std::to_string(finding.nonFinite) +
-                        " samples of the PSF are NaN or infinite; all must be finite numbers");
+        throw ReadError(origin, NonFiniteReason(finding.nonFinite, " of the PSF"));
     }
     if (!(finding.largest > 0.0f)) {
-        throw UserError(Quoted(origin) + ": the PSF has no sample above 0; give one of positive sum");
+        throw ReadError(origin, kNoPositiveSum);
     }
     if (finding.negative > 0) {
-        messages.Note(Quoted(origin) + ": " + std::to_string(finding.negative) +
-                      " negative samples of the PSF are taken as 0");
+        messages.Note(Quoted(origin) + ": " + NegativeNote(finding.negative, " of the PSF"));
     }
 
     const Extent& middle = finding.brightest;

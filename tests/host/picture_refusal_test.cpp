@@ -62,7 +62,7 @@ TEST_F(PictureRefusal, NumbersOutOfRange) {
     }
     Expect({"--method", "rltv-real", "--regularization", "29"}, 2, "a number from 0 to 28 is needed");
     for (const char* method : {"rltv", "rltv-real", "landweber"}) {
-        Expect({"--method", method, "--regularization", "2.5"}, 2, "must be a whole number");
+        Expect({"--method", method, "--regularization", "2.5"}, 2, " is 2.5; a whole number is needed");
     }
     Expect({"--method", "blind", "--energy-stop", "nan"}, 2, "--energy-stop");
 }
@@ -98,7 +98,7 @@ TEST_F(PictureRefusal, ImagesThatAreNoPictures) {
     Expect({"--method", "rltm"}, 1, "no sample lies above 0");
     Write("in.tif", MakeStack(20, 20, 1, [](int, int, int) { return 1e30; }));
     Expect({"--method", "rltm"}, 1, "beyond single precision");
-    Expect({"--method", "rlxx"}, 2, "--method rlxx does not exist");
+    Expect({"--method", "rlxx"}, 2, "--method 'rlxx' does not exist");
 }
 
 TEST_F(PictureRefusal, ColoursThatAreNoPicture) {
@@ -112,7 +112,7 @@ TEST_F(PictureRefusal, ColoursThatAreNoPicture) {
     page.photometric = PHOTOMETRIC_MINISBLACK;
     page.bytes.resize(20 * 20);
     testing::WriteTiff(In("in.tif"), "wl", {page, page, page});
-    Expect({"--method", "rltm"}, 1, "2 channel(s), 1 slice(s) and 1 time point(s), but it holds 3 planes");
+    Expect({"--method", "rltm"}, 1, "2 channels, 1 slice and 1 time point, but it holds 3 planes");
 }
 
 TEST_F(PictureRefusal, PsfsThatDoNotFit) {

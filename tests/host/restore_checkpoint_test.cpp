@@ -325,7 +325,7 @@ TEST_P(RestoreParked, MethodsThatCannotBeParkedSaySo) {
     const Words method = Method();
     zero.insert(zero.end(), method.begin(), method.end());
     ExpectRefusal(zero, 2, "--checkpoint-every");
-    ExpectResumeRefused({"--regularization", "1.5"}, "must be a whole number", 2);
+    ExpectResumeRefused({"--regularization", "1.5"}, " is 1.5; a whole number is needed", 2);
 }
 
 }  // namespace

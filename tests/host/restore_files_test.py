@@ -134,7 +134,7 @@ class Files(RestoreTest):
         # The administrator may write anywhere, so nobody tries.
         become = {"user": NOBODY} if os.geteuid() == 0 else {}
         finished = self.restore(**become)
-        self.expect_refused(finished, "no file can be created in the folder '.' (Permission denied)")
+        self.expect_refused(finished, "no file can be created in the folder '.' (permission denied)")
         self.assertEqual(sorted(os.listdir(self.folder)), ["in.tif", "psf.tif"])
 
     def run_on_small_disk(self, script):
@@ -154,7 +154,7 @@ class Files(RestoreTest):
         finished = self.run_on_small_disk(DISK_OF_PIECES)
         self.assertEqual(finished.stderr.count("\n"), 1, finished)
         self.assertIn("cannot write 'out.tif.parts/", finished.stderr)
-        self.assertIn("No space left on device", finished.stderr)
+        self.assertIn("no space left on device", finished.stderr)
         self.assertIn("and the same command with --resume goes on from there", finished.stderr)
         self.assertEqual(finished.stdout, "code 1\nout.tif.parts\nfrom an earlier run\nout.tif\nout.tif.json\n")
 
@@ -163,7 +163,7 @@ class Files(RestoreTest):
         finished = self.run_on_small_disk(SMALL_DISK)
         self.assertEqual(finished.stdout, "code 1\n")
         self.assertEqual(finished.stderr.count("\n"), 1, finished.stderr)
-        self.assertIn("cannot write 'out.tif': No space left on device", finished.stderr)
+        self.assertIn("cannot write 'out.tif': no space left on device", finished.stderr)
 
 
 class RealStacks(RestoreTest):

@@ -69,7 +69,7 @@ TEST_F(RestoreReport, WarnsOfWhatWasNoted) {
     image.samples[5] = -7.0f;
     Write("in.tif", image);
     ASSERT_EQ(Restore(With(method_, report_)).exitCode, 0);
-    EXPECT_TRUE(PageHas("1 negative samples of the image are set to 0"));
+    EXPECT_TRUE(PageHas("1 negative sample of the image is set to 0"));
     EXPECT_TRUE(PageHas("<td class=\"number\">-7</td>") || PageHas("−7")) << "the image as read";
 }
 

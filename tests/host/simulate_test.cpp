@@ -220,11 +220,12 @@ TEST_F(Simulate, SettingsOutOfRangeAreWrongUsage) {
     ExpectFailure(Run("d", {"--background", "-1"}), 2, "--background is -1");
     ExpectFailure(Run("d", {"--read-noise", "inf"}), 2, "--read-noise is inf");
     ExpectFailure(Run("d", {"--pixel", "0", "1", "1"}), 2, "--pixel is 0");
-    ExpectFailure(Run("d", {"--sigma", "-1", "1", "1"}), 2, "x of --sigma is -1");
-    ExpectFailure(Run("d", {"--sigma", "1e9", "1", "1"}), 2, "x of --sigma is 1e+09");
+    ExpectFailure(Run("d", {"--sigma", "-1", "1", "1"}), 2, "--sigma: x is -1; a number from 0 to ");
+    ExpectFailure(Run("d", {"--sigma", "1e9", "1", "1"}), 2, "--sigma: x is 1000000000");
     ExpectFailure(Run("d", {"--seed", "-1"}), 2, "not '-1'");
     ExpectFailure(Run("d", {"--seed", "18446744073709551616"}), 2, "a whole number from 0");
-    ExpectFailure(Run("d", {"--sigma", "1", "1", "1", "--psf", "p.tif"}), 2, "--psf excludes --sigma");
+    ExpectFailure(Run("d", {"--sigma", "1", "1", "1", "--psf", "p.tif"}), 2,
+                  "--psf and --sigma exclude one another; give one of them");
     EXPECT_TRUE(folder_.Entries().empty());
 }
 
@@ -247,7 +248,7 @@ TEST_F(Simulate, NegativePsfSamplesAreZeroWithANote) {
     test::WriteStack(In("p.tif"), MakeStack(3, 3, 3, [](int i, int, int) { return i - 1; }, {0.1, 0.1, 0.3}));
     const ProgramResult result = Run("d", {"--size", "16", "16", "16", "--psf", "p.tif"});
     EXPECT_EQ(result.exitCode, 0);
-    EXPECT_EQ(result.err, "rydecon: note: 'p.tif': 9 negative samples of the PSF are taken as 0\n");
+    EXPECT_EQ(result.err, "rydecon: note: 'p.tif': 9 negative samples of the PSF are set to 0\n");
 }
 
 TEST_F(Simulate, ExistingFilesNeedOverwrite) {
@@ -281,8 +282,8 @@ TEST_F(Simulate, FailedWriteLeavesNeitherFilesNorFolders) {
 
 TEST_F(Simulate, FolderThatCannotBeMadeIsOneLine) {
     std::ofstream(In("file")) << "no folder";
-    ExpectFailure(Run("file/below", small_), 1, "'file' is not a folder");
-    ExpectFailure(Run("file", small_), 1, "'file' is not a folder");
+    ExpectFailure(Run("file/below", small_), 1, "'file' is a file; choose another place");
+    ExpectFailure(Run("file", small_), 1, "'file' is a file; choose another place");
     EXPECT_EQ(folder_.Entries(), Words{"file"});
 }
 

@@ -254,7 +254,8 @@ TEST_F(StopOfRestore, WhatCannotBeSplitIsRefusedInOneLine) {
     for (const char* option : {"--gain", "--offset", "--seed"}) {
         ExpectRefused({option, "1"}, 2, std::string(option) + " means nothing without --stop split");
     }
-    ExpectRefused({"--method", "tv", "--stop", "split", "--checkpoint", "c"}, 2, "goes without --checkpoint");
+    ExpectRefused({"--method", "tv", "--stop", "split", "--checkpoint", "c"}, 2,
+                  "cannot be combined with --checkpoint");
     ExpectRefused({"--stop", "split", "--gain", "1e8"}, 1,
                   "'in.tif': --gain 1e+08 makes its brightest sample");
     Stack image = test::ReadStack(In("in.tif"));

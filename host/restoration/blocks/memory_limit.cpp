@@ -97,7 +97,7 @@ std::optional<std::uint64_t> RoomInAddresses(const ProcessMemory& now) {
 std::uint64_t ParseByteSize(const std::string& option, const std::string& text) {
     constexpr std::string_view kSuffixes = "KMGT";
     const auto refuse = [&](const char* reason) {
-        return UserError(option + " " + (text.empty() ? "''" : text) + ": " + reason, ExitCode::Usage);
+        return UserError(option + " is '" + text + "'; " + reason, ExitCode::Usage);
     };
     double number = 0.0;
     const char* const end = text.data() + text.size();
@@ -113,7 +113,7 @@ std::uint64_t ParseByteSize(const std::string& option, const std::string& text) 
         throw refuse("a size such as 500M or 4G is needed (K, M, G, T)");
     }
     const double bytes = number * unit;
-    if (bytes < static_cast<double>(kLeastAllowed)) throw refuse("1M is the least");
+    if (bytes < static_cast<double>(kLeastAllowed)) throw refuse("1M or more is needed");
     return static_cast<std::uint64_t>(std::min(bytes, 9.0e18));
 }
 

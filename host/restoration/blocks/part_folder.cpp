@@ -9,6 +9,7 @@
 
 #include "io/file_error.h"
 #include "io/temporary_file.h"
+#include "report/counted.h"
 
 namespace rydecon {
 
@@ -37,10 +38,6 @@ fs::path FolderBeside(fs::path output) {
     return output;
 }
 
-std::string PieceCount(std::size_t count) {
-    return std::to_string(count) + (count == 1 ? " piece" : " pieces");
-}
-
 /// What another program put there stays, and so does the folder then.
 void RemovePieces(const fs::path& folder) {
     std::error_code ignored;
@@ -58,7 +55,7 @@ PartFolder::PartFolder(const fs::path& output, bool resume, const Messages& mess
     }
     if (resume || old == 0) return;
     RemovePieces(path_);
-    messages_.Note(Quoted(path_) + ": " + PieceCount(old) +
+    messages_.Note(Quoted(path_) + ": " + Counted(old, "piece") +
                    " of an earlier run discarded; with --resume they would have been used");
 }
 
@@ -74,8 +71,10 @@ std::optional<Extent> PartFolder::CountsOfEarlierRun(unsigned volume) const {
 void PartFolder::Open() {
     std::error_code failure;
     fs::create_directory(path_, failure);
-    if (!fs::is_directory(path_)) {
-        const std::string reason = fs::exists(path_) ? "remove what has that name" : failure.message();
+    std::error_code ignored;
+    if (!fs::is_directory(path_, ignored)) {
+        const std::string reason =
+            fs::exists(path_, ignored) ? "remove what has that name" : SystemReason(failure.value());
         throw WriteError(path_, "a folder for finished pieces is needed there; " + reason);
     }
     const TemporaryFile probe(FileOf({}), true);
@@ -113,8 +112,8 @@ PieceReader PartFolder::Read(const PieceHead& head) const {
 
 std::string PartFolder::WhatIsLeft() const {
     if (pieces_.empty()) return "nothing was written";
-    return PieceCount(pieces_.size()) + " stay in " + Quoted(path_) +
-           ", and the same command with --resume goes on from there";
+    return Counted(pieces_.size(), "piece") + (pieces_.size() == 1 ? " stays in " : " stay in ") +
+           Quoted(path_) + ", and the same command with --resume goes on from there";
 }
 
 void PartFolder::Fail(const UserError& failure) {

@@ -32,4 +32,4 @@ with tempfile.TemporaryDirectory(prefix="rydecon_io_") as folder:
     lines = finished.stderr.splitlines()
     assert len(lines) == 2, lines
     for line, name in zip(lines, ("bytes", "stack.tif")):
-        assert f"cannot write '{disk / name}': No space left on device; make room" in line, line
+        assert f"cannot write '{disk / name}': no space left on device; make room" in line, line

@@ -67,9 +67,9 @@ class Reading(FolderTest):
             tifffile.imwrite(self.stack, numpy.zeros((pages, 5, 6), numpy.uint8), metadata=None,
                              description=description, photometric="minisblack")
         write("ImageJ=1.53t\nimages=4\nchannels=2\nslices=3\n")
-        self.refused("2 channel(s), 3 slice(s) and 1 time point(s), but it holds 4 planes")
+        self.refused("2 channels, 3 slices and 1 time point, but it holds 4 planes")
         write("ImageJ=1.53t\nchannels=3\nframes=2\n")
-        self.refused("3 channel(s), 1 slice(s) and 2 time point(s), but it holds 4 planes")
+        self.refused("3 channels, 1 slice and 2 time points, but it holds 4 planes")
         write("ImageJ=1.53t\nchannels=2000000000\nslices=2000000000\nframes=2000000000\n")
         self.refused("2000000000 time point(s), but it holds 4 planes")
         write("ImageJ=1.53t\nchannels=2000000000\n", pages=1)
@@ -179,7 +179,7 @@ class Reading(FolderTest):
             tifffile.imwrite(self.stack, numpy.zeros((4, 5, 6), numpy.uint8), photometric="minisblack",
                              metadata=None, description=text)
         write('SizeZ="3" SizeC="2"')
-        self.refused("tell of 6 planes but it holds 4 pages")
+        self.refused("tell of 6 planes, but it holds 4 pages")
         write('SizeZ="2" SizeC="2147483647"')
         self.refused("more planes than any file has")
         write('SizeC="2147483647"', '<Channel SamplesPerPixel="2147483647"/>')

@@ -265,7 +265,7 @@ TEST_F(Reading, ImageJCountThatIsNotTheFilesIsNoted) {
     const std::string notes =
         NotesOf([&] { planes = StackReader(File("stack.tif"), messages_).header().planes(); });
     EXPECT_EQ(planes, 3);
-    EXPECT_NE(notes.find("tell of 5 planes; the 3 pages"), std::string::npos) << notes;
+    EXPECT_NE(notes.find("tell of 5 planes, the file holds 3 pages"), std::string::npos) << notes;
 }
 
 TEST_F(Reading, PlainResolutionTags) {
