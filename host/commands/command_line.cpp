@@ -6,10 +6,12 @@
 
 #include "commands/compare.h"
 #include "commands/info.h"
+#include "commands/option_checks.h"
 #include "commands/psf.h"
 #include "commands/restore.h"
 #include "commands/simulate.h"
 #include "commands/view.h"
+#include "manual/command_tree.h"
 #include "manual/help_formatter.h"
 
 namespace rydecon {
@@ -23,6 +25,16 @@ std::string Footer() {
             (codes.empty() ? "Exit codes: " : ", ") + std::to_string(static_cast<int>(code)) + " " + meaning;
     }
     return codes + ".\n" + kCommonNotes;
+}
+
+/// A script whose variable is unset gives an empty name.
+void RequireFileNames(CLI::App& app) {
+    for (CLI::App* command : app.get_subcommands({})) {
+        for (CLI::Option* option : command->get_options()) {
+            const OptionEntry entry = DescribeOption(*command, *option);
+            if (entry.takesFile() || entry.takesFolder()) option->check(FileName());
+        }
+    }
 }
 
 }  // namespace
@@ -44,6 +56,7 @@ void SetUpCommandLine(CLI::App& app, CommandContext& context) {
     AddCompareCommand(app, context);
     AddViewCommand(app, context);
     AddInfoCommand(app, context);
+    RequireFileNames(app);
 }
 
 }  // namespace rydecon

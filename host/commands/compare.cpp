@@ -57,9 +57,10 @@ void RequireOneShape(const CompareOptions& options, const StackHeader& a, const 
 
 void RequireFinite(const CompareOptions& options, const SimilaritySums& sums) {
     if (sums.nonFiniteA() + sums.nonFiniteB() == 0) return;
-    throw UserError("samples that are NaN or infinite cannot be compared: " +
-                    std::to_string(sums.nonFiniteA()) + " in " + Quoted(options.stack) + ", " +
-                    std::to_string(sums.nonFiniteB()) + " in " + Quoted(options.reference));
+    throw UserError(
+        "samples that are NaN or infinite cannot be compared: " + std::to_string(sums.nonFiniteA()) + " in " +
+        Quoted(options.stack) + ", " + std::to_string(sums.nonFiniteB()) + " in " +
+        Quoted(options.reference) + "; replace them by numbers first");
 }
 
 SimilaritySums Gather(const CompareOptions& options, const Messages& messages) {

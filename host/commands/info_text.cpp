@@ -4,15 +4,12 @@
 #include "commands/info_record.h"
 #include "io/file_error.h"
 #include "optics/units.h"
+#include "report/counted.h"
 
 namespace rydecon {
 namespace {
 
 using Number = std::optional<double>;
-
-std::string Count(int number, const std::string& thing) {
-    return std::to_string(number) + " " + thing + (number == 1 ? "" : "s");
-}
 
 /// Parts with commas between those that are not empty.
 class Parts {
@@ -46,9 +43,9 @@ std::string FirstLine(const InfoRecord& record) {
     Parts parts;
     parts.Add(NameOf(header.container));
     parts.Add(std::to_string(header.width) + " x " + std::to_string(header.height) + " samples");
-    parts.Add(Count(header.slices, "slice"));
-    parts.Add(Count(header.channels, "channel"));
-    parts.Add(Count(header.times, "time point"));
+    parts.Add(Counted(header.slices, "slice"));
+    parts.Add(Counted(header.channels, "channel"));
+    parts.Add(Counted(header.times, "time point"));
     parts.Add("axes " + AxesOf(header));
     std::string type(NameOf(header.sampleType));
     if (header.significantBits) type += " (" + std::to_string(*header.significantBits) + " significant bits)";

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "commands/optics_options.h"
 
-#include <cmath>
-
+#include "commands/option_checks.h"
 #include "io/length_unit.h"
 #include "optics/units.h"
 #include "report/user_error.h"
@@ -13,13 +12,7 @@ namespace {
 
 std::string CheckLength(const std::string& text) {
     if (ParseLength(text)) return {};
-    return "a length such as 461nm or 0.461um is needed (micrometres without a unit), not '" + text + "'";
-}
-
-std::string CheckNumber(const std::string& text) {
-    const auto number = ParseNumber(text);
-    if (number && std::isfinite(*number)) return {};
-    return "a number is needed, not '" + text + "'";
+    return Complaint(text, "a length such as 461nm or 0.461um (without a unit in um)");
 }
 
 bool IsWavelength(const QuantityTraits& traits) {
@@ -66,7 +59,9 @@ std::vector<CLI::Option*> AddOpticsOptions(CLI::App& command, OpticsOptions& opt
             traits.option, options.numbers[static_cast<std::size_t>(traits.quantity)], traits.help);
         const bool list = wavelengths == Wavelengths::ByChannel && IsWavelength(traits);
         option->type_name(list ? "LENGTH[,...]" : traits.isLength ? "LENGTH" : "X")->group(kOpticsGroup);
-        option->check(CLI::Validator(list ? CheckLengths : traits.isLength ? CheckLength : CheckNumber, ""));
+        option->check(list              ? CLI::Validator(CheckLengths, "")
+                      : traits.isLength ? CLI::Validator(CheckLength, "")
+                                        : RealNumber());
         const bool voxel = traits.quantity == Quantity::Pixel || traits.quantity == Quantity::ZStep;
         if (!voxel) added.push_back(option);
     }
@@ -105,8 +100,10 @@ std::vector<Optics> OpticsByChannel(const OpticsOptions& options) {
         const std::size_t given = Members(options.numbers[static_cast<std::size_t>(traits.quantity)]).size();
         if (given == 1 || given == channels) continue;
         if (channels > 1) {
-            throw UserError("--emission and --excitation tell of different numbers of channels",
-                            ExitCode::Usage);
+            throw UserError(
+                "--emission and --excitation tell of different numbers of channels; give one value for "
+                "all, or one for each",
+                ExitCode::Usage);
         }
         channels = given;
     }

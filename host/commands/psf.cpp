@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "commands/optics_options.h"
+#include "commands/option_checks.h"
 #include "commands/settings_file.h"
 #include "io/file_error.h"
 #include "io/stack_reader.h"
@@ -61,12 +62,6 @@ PsfRequest Resolve(const PsfOptions& options, const Messages& messages) {
     RequireSound(request.optics);
     RequireComplete(request.optics, remedy);
     if (options.size) {
-        for (const unsigned side : *options.size) {
-            if (side >= 1 && side <= kLargestSide) continue;
-            throw UserError("a side of --size is " + std::to_string(side) + "; a number from 1 to " +
-                                std::to_string(kLargestSide) + " is needed",
-                            ExitCode::Usage);
-        }
         const auto& [x, y, z] = *options.size;
         request.size = {static_cast<int>(x), static_cast<int>(y), static_cast<int>(z)};
     } else if (options.image.empty()) {
@@ -124,6 +119,7 @@ void PrintWidth(const char* axis, const std::optional<double>& measured,
 }
 
 void Run(const PsfOptions& options, const Messages& messages) {
+    RequireTiffName(options.output);
     CheckOutputFile(options.output, options.overwrite, {options.image});
     const PsfRequest request = Resolve(options, messages);
     NoteUnreadOptics(request.optics, messages);
@@ -150,6 +146,7 @@ void AddPsfCommand(CLI::App& app, CommandContext& context) {
     AddOpticsOptions(*command, options->optics);
     CLI::Option* const size =
         command->add_option("--size", options->size, "Sides in samples; the recommended ones if not given")
+            ->transform(WholeNumber(1, kLargestSide))
             ->type_name("X Y Z");
     command->add_option("--for", options->image, "Take the sides of this stack, and the optics that it tells")
         ->type_name("IN.tif")

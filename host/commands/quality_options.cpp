@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "commands/quality_options.h"
 
-#include <charconv>
-#include <cstdint>
-#include <system_error>
-
-#include "report/user_error.h"
+#include "commands/option_checks.h"
+#include "io/length_unit.h"
 
 namespace rydecon {
 
@@ -13,13 +10,10 @@ namespace {
 
 constexpr double kLargestBackground = 1.0e9;
 
-/// The whole text as a number, or nothing.
-template <class Number>
-std::optional<Number> NumberIn(const std::string& text) {
-    Number number{};
-    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (failure != std::errc() || end != text.data() + text.size()) return {};
-    return number;
+std::string CheckBackground(const std::string& text) {
+    const auto value = ParseNumber(text);
+    const bool sound = value && *value >= -kLargestBackground && *value <= kLargestBackground;
+    return sound || text == "auto" ? std::string() : Complaint(text, "auto or a number from -1e9 to 1e9");
 }
 
 }  // namespace
@@ -29,12 +23,13 @@ void AddQualityOptions(CLI::App& command, QualityOptions& options, RestoreJob& j
         .add_option("--background", options.background,
                     "Takes a constant off the image first, given or estimated: the level that a twentieth of "
                     "its local means lie below; what falls below 0 is 0")
+        ->check(CLI::Validator(CheckBackground, ""))
         ->type_name("auto|VALUE");
     command
         .add_option("--hot-pixels", options.hotPixels,
                     "auto: replaces single samples far above all their neighbours by the neighbours' median")
         ->capture_default_str()
-        ->check(CLI::IsMember({"off", "auto"}))
+        ->check(OneOf({"off", "auto"}))
         ->option_text("off|auto");
     command
         .add_option(
@@ -43,17 +38,20 @@ void AddQualityOptions(CLI::App& command, QualityOptions& options, RestoreJob& j
             "and the image takes the iterations at which they agree best, --iterations at most; three "
             "to five times as long")
         ->capture_default_str()
-        ->check(CLI::IsMember({"own", "split"}))
+        ->check(OneOf({"own", "split"}))
         ->option_text("own|split");
     command
         .add_option("--gain", job.stop.photons.gain,
                     "split: units of the image per photon; estimated from the noise where not given")
+        ->check(RealNumber())
         ->type_name("G");
     command
         .add_option("--offset", job.stop.photons.offset,
                     "split: sample without light; 0 beside --gain, else estimated with the gain")
+        ->check(RealNumber())
         ->type_name("B");
-    command.add_option("--seed", options.seed, "split: which halves, one pair for each number")
+    command.add_option("--seed", job.stop.seed, "split: which halves, one pair for each number")
+        ->transform(WholeNumber())
         ->type_name("N")
         ->default_str("1");
     command
@@ -67,22 +65,9 @@ void TakeQualityOptions(const QualityOptions& options, RestoreJob& job) {
     job.cleaning.findBackground = options.background == "auto";
     job.cleaning.repairHotPixels = options.hotPixels == "auto";
     if (!options.background.empty() && !job.cleaning.findBackground) {
-        const auto value = NumberIn<double>(options.background);
-        if (!value || !(*value >= -kLargestBackground && *value <= kLargestBackground)) {
-            throw UserError(
-                "--background is " + options.background + "; auto or a number from -1e9 to 1e9 is needed",
-                ExitCode::Usage);
-        }
-        job.cleaning.background = value;
+        job.cleaning.background = ParseNumber(options.background);
     }
     job.stop.split = options.stop == "split";
-    if (!options.seed.empty()) {
-        job.stop.seed = NumberIn<std::uint64_t>(options.seed);
-        if (!job.stop.seed) {
-            throw UserError("--seed is " + options.seed + "; a whole number from 0 is needed",
-                            ExitCode::Usage);
-        }
-    }
     job.wantsCurve = job.wantsCurve || (!(job.curveOutput.empty() && job.report.empty()) && !job.stop.split);
 }
 

@@ -16,13 +16,12 @@ struct QualityOptions {
     std::string background;
     std::string hotPixels = "off";
     std::string stop = "own";
-    std::string seed;
 };
 
 /// Adds them; `options` and `job` outlive the parsing.
 void AddQualityOptions(CLI::App& command, QualityOptions& options, RestoreJob& job);
 
-/// Brings what was given into the job. UserError (usage) for what is no number.
+/// Brings what was given into the job.
 void TakeQualityOptions(const QualityOptions& options, RestoreJob& job);
 
 }  // namespace rydecon

@@ -7,8 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "commands/option_checks.h"
 #include "commands/restore_line.h"
 #include "commands/settings_file.h"
+#include "report/output_file.h"
 #include "report/user_error.h"
 #include "restoration/blocks/memory_limit.h"
 #include "restoration/checkpoint.h"
@@ -72,8 +74,8 @@ const std::map<std::string, SampleType> kSampleTypes = {
 
 /// One PSF, or one for each channel.
 void TakeSelection(const Selection& selection, const OpticsOptions& optics, RestoreJob& job) {
-    if (!selection.channels.empty()) job.channels = ParseNumbers("--channels", selection.channels);
-    if (!selection.times.empty()) job.times = ParseNumbers("--times", selection.times);
+    if (selection.channels) job.channels = ParseNumbers("--channels", *selection.channels);
+    if (selection.times) job.times = ParseNumbers("--times", *selection.times);
     std::vector<PsfChoice> psfs;
     for (const std::filesystem::path& file : selection.psfs) psfs.push_back({file, OpticsFrom(optics)});
     if (psfs.empty()) {
@@ -132,9 +134,9 @@ void AddImageOptions(CLI::App& app, RestoreLine& line) {
         ->type_name("OUT.tif");
     command
         ->add_option(
-            "--dtype", job->sampleType,
+            "--dtype", line.sampleType,
             "Samples of the output; integers are rounded to the nearest, and stretched by --rescale alone")
-        ->transform(CLI::CheckedTransformer(kSampleTypes))
+        ->check(OneOf({"float32", "u16", "u8"}))
         ->default_str("float32")
         ->option_text("float32|u16|u8");
     command->add_flag(
@@ -147,46 +149,50 @@ void AddImageOptions(CLI::App& app, RestoreLine& line) {
         ->type_name("NAME");
     command
         ->add_option("--iterations", settings.iterations, "Most iterations; each method has its own default")
-        ->check(CLI::Range(0U, kMostIterations))
+        ->transform(WholeNumber(0, kMostIterations))
         ->type_name("N");
     command
         ->add_option("--regularization", settings.regularization,
                      "How much to smooth or to damp noise; the scale is that of the method")
+        ->check(RealNumber())
         ->type_name("P");
     command
         ->add_option("--stop-ratio", settings.stopRatio,
                      "Threshold of the automatic stop; larger ends accelerated sooner")
+        ->check(RealNumber())
         ->capture_default_str()
         ->type_name("R");
     command
         ->add_option("--threshold-scale", settings.thresholdScale,
                      "Factor of the threshold below which wavelet coefficients count as noise")
+        ->check(RealNumber())
         ->capture_default_str()
         ->type_name("F");
     command->add_flag("--no-auto-stop", settings.noAutoStop, "Run all iterations");
     command->add_flag("--wiener-start", settings.wienerStart, "Begin from a Wiener filtered image");
     command->add_option("--noise", settings.noise, "Wiener: 0 for little noise to 4 for much")
         ->capture_default_str()
-        ->check(CLI::Range(0, 4))
+        ->transform(WholeNumber(0, 4))
         ->type_name("0..4");
     command
         ->add_option("--inner", settings.inner,
                      "blind: sweeps a pass, 1, 10 or 20; 10 and 20 are accelerated")
         ->capture_default_str()
-        ->check(CLI::IsMember({1U, 10U, 20U}))
+        ->check(OneOf({"1", "10", "20"}))
         ->type_name("N");
     command
         ->add_option(
-            "--guard", settings.guard,
+            "--guard", line.guard,
             "blind: the data that passes fit follow the estimate while its peak stays within so many "
             "decades of the first; off: they stay the image")
-        ->transform(CLI::CheckedTransformer(kGuards))
+        ->check(OneOf({"off", "0.3", "0.8"}))
         ->default_str("off")
         ->option_text("off|0.3|0.8");
     command
         ->add_option(
             "--energy-stop", settings.energyStop,
             "blind: a pass ends where the energy ratio of image and PSF crosses it; below -0.5 never")
+        ->check(RealNumber())
         ->capture_default_str()
         ->type_name("E");
     command
@@ -205,7 +211,7 @@ void AddImageOptions(CLI::App& app, RestoreLine& line) {
         ->add_option("--checkpoint-every", settings.checkpointEvery,
                      "Iterations between two checkpoints; tv-ictm begins its search direction anew there")
         ->capture_default_str()
-        ->check(CLI::Range(1U, kMostIterations))
+        ->transform(WholeNumber(1, kMostIterations))
         ->type_name("N");
     command
         ->add_option("--resume", line.resume,
@@ -260,6 +266,8 @@ void TakeImageFromResume(RestoreLine& line) {
 RestoreJob JobOf(const CLI::App& command, const RestoreLine& line) {
     RestoreJob job = line.job;
     TakeQualityOptions(line.quality, job);
+    job.sampleType = kSampleTypes.at(line.sampleType);
+    job.settings.guard = kGuards.at(line.guard);
     job.given = GivenOptions(command);
     job.resumePieces = ResumesPieces(command, line);
     job.resume = line.resume;
@@ -271,6 +279,8 @@ RestoreJob JobOf(const CLI::App& command, const RestoreLine& line) {
                         ExitCode::Usage);
     }
     TakeSelection(line.selection, line.optics, job);
+    RequireTiffName(job.output);
+    RequireTiffName(job.psfOutput);
     return job;
 }
 

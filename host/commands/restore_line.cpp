@@ -5,6 +5,7 @@
 
 #include "batch/batch_plan.h"
 #include "batch/batch_run.h"
+#include "commands/option_checks.h"
 #include "commands/restore_words.h"
 #include "io/file_error.h"
 #include "record/recorded_restoration.h"
@@ -19,7 +20,7 @@ constexpr const char* kVersion = RYDECON_VERSION;
 
 std::string CheckSuffix(const std::string& text) {
     if (!text.empty() && text.find('/') == std::string::npos) return {};
-    return "a part of a file name is needed, not '" + text + "'";
+    return Complaint(text, "a part of a file name");
 }
 
 bool Given(const CLI::App& command, const char* option) {
@@ -57,7 +58,8 @@ std::vector<BatchItem> ItemsOf(const CLI::App& command, const RestoreLine& line,
     }
     for (const char* option : {"image", "--recursive", "--suffix"}) {
         if (Given(command, option)) {
-            throw UserError(std::string(option) + " means nothing beside --manifest, which names every file",
+            const std::string what = option == std::string("image") ? "an image" : option;
+            throw UserError(what + " means nothing beside --manifest, which names every file; leave one out",
                             ExitCode::Usage);
         }
     }
@@ -117,7 +119,7 @@ void AddBatchOptions(CLI::App& command, BatchOptions& batch) {
         ->group(kGroup);
     command.add_option("--jobs", batch.jobs, "Restore so many images at a time; they share the processors")
         ->capture_default_str()
-        ->check(CLI::Range(1U, kMostJobs))
+        ->transform(WholeNumber(1, kMostJobs))
         ->type_name("N")
         ->configurable(false)
         ->group(kGroup);

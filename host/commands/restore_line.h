@@ -32,8 +32,8 @@ struct BatchOptions {
 /// What differs from channel to channel, and which of them to take, as given.
 struct Selection {
     std::vector<std::filesystem::path> psfs;
-    std::string channels;
-    std::string times;
+    std::optional<std::string> channels;
+    std::optional<std::string> times;
 };
 
 struct RestoreLine {
@@ -42,6 +42,8 @@ struct RestoreLine {
     OpticsOptions optics;
     Selection selection;
     QualityOptions quality;
+    std::string sampleType = "float32";
+    std::string guard = "off";
     std::optional<std::string> tiles;
     std::optional<std::string> maxMemory;
     std::string resume;

@@ -65,7 +65,9 @@ class SettingsFile {
         for (const CLI::App* command : command_.get_parent()->get_subcommands({})) {
             if (command->get_name() == setting.section) return;
         }
-        throw LineError(file_, setting.line, "there is no command '" + setting.section + "'");
+        throw LineError(file_, setting.line,
+                        "there is no command '" + setting.section + "'; the commands are " +
+                            ListOfCommands(*command_.get_parent()));
     }
 
     void Apply(const Setting& setting) {
@@ -80,7 +82,8 @@ class SettingsFile {
                             "unknown key '" + setting.key + "'" + SimilarOption(setting.key, command_));
         }
         if (!seen_.insert(option).second) {
-            throw LineError(file_, setting.line, "key '" + setting.key + "' stands there twice");
+            throw LineError(file_, setting.line,
+                            "key '" + setting.key + "' stands there twice; give it once");
         }
         if (fixed_.count(option) > 0) return;
         try {

@@ -3,6 +3,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <fstream>
 #include <sstream>
@@ -43,6 +45,18 @@ bool OpensList(const std::string& line) {
     return !value.empty() && value.front() == '[' && value.back() != ']';
 }
 
+/// What the name of an option looks like.
+bool IsKey(const std::string& name) {
+    const auto fits = [](unsigned char c) { return std::isalnum(c) != 0 || c == '-' || c == '_'; };
+    return !name.empty() && std::all_of(name.begin(), name.end(), fits);
+}
+
+/// The begin of a line too long for a message.
+std::string Shortened(const std::string& line) {
+    constexpr std::size_t kMost = 60;
+    return line.size() <= kMost ? line : line.substr(0, kMost) + " ...";
+}
+
 /// CLI11's reader on one line, so that every setting knows where it stands.
 Setting ParseLine(const std::string& file, int number, const std::string& section, const std::string& line) {
     std::istringstream stream(line);
@@ -51,8 +65,9 @@ Setting ParseLine(const std::string& file, int number, const std::string& sectio
     reader.parentSeparator('\x01');  // no key has parts
     const auto items = reader.from_config(stream);
     const auto equals = line.find('=');
-    if (items.size() != 1 || items.front().name.empty() || equals + 1 == line.size()) {
-        throw LineError(file, number, "a line 'option = value' is needed, not '" + line + "'");
+    if (items.size() != 1 || !IsKey(items.front().name) || equals == std::string::npos ||
+        equals + 1 == line.size()) {
+        throw LineError(file, number, "a line 'option = value' is needed, not '" + Shortened(line) + "'");
     }
     return {number, section, items.front().name, items.front().inputs};
 }
@@ -60,13 +75,19 @@ Setting ParseLine(const std::string& file, int number, const std::string& sectio
 }  // namespace
 
 std::vector<Setting> ReadSettings(const std::string& file) {
+    RequireRegularFile(file);
     std::ifstream stream(file);
+    if (!stream) throw ReadFailure(file, errno);
     std::vector<Setting> settings;
     std::string section;
     std::string text;
     int number = 0;
     for (; std::getline(stream, text); ++number) {
         const int first = number + 1;
+        // As in pictures, and in text of 16 bits a letter.
+        if (text.find('\0') != std::string::npos) {
+            throw ReadError(file, "it is no plain text; lines 'option = value' in UTF-8 are needed");
+        }
         if (number == 0 && text.rfind("\xEF\xBB\xBF", 0) == 0) text.erase(0, 3);
         auto [line, openQuote] = WithoutComment(text);
         if (line.empty() || line.front() == ';') continue;
@@ -78,12 +99,10 @@ std::vector<Setting> ReadSettings(const std::string& file) {
         for (std::string more; OpensList(line) && std::getline(stream, more); ++number) {
             line += " " + WithoutComment(more).text;
         }
-        if (openQuote) throw LineError(file, first, "a quote is not closed");
+        if (openQuote) throw LineError(file, first, "a quote is not closed; put one more behind the text");
         settings.push_back(ParseLine(file, first, section, line));
     }
-    if (number == 0 && !stream.eof()) {
-        throw ReadError(file, errno != 0 ? SystemReason(errno) : "it is no file of settings");
-    }
+    if (stream.bad()) throw ReadFailure(file, errno);
     return settings;
 }
 

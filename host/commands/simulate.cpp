@@ -2,12 +2,10 @@
 
 #include "commands/simulate.h"
 
-#include <charconv>
-#include <cstdint>
 #include <memory>
 #include <string>
-#include <system_error>
 
+#include "commands/option_checks.h"
 #include "commands/settings_file.h"
 #include "simulation/job.h"
 
@@ -23,14 +21,6 @@ constexpr const char* kDetails =
     "one\n"
     "object and one set of random numbers.\n\n";
 
-/// CLI11 takes -1 and numbers above 64 bits for unsigned ones, wrapped or cut.
-std::string CheckSeed(const std::string& text) {
-    std::uint64_t seed = 0;
-    const auto [end, failure] = std::from_chars(text.data(), text.data() + text.size(), seed);
-    if (failure == std::errc() && end == text.data() + text.size()) return {};
-    return "a whole number from 0 to 18446744073709551615 is needed, not '" + text + "'";
-}
-
 }  // namespace
 
 void AddSimulateCommand(CLI::App& app, CommandContext& context) {
@@ -43,31 +33,37 @@ void AddSimulateCommand(CLI::App& app, CommandContext& context) {
         ->required()
         ->type_name("DIR");
     command->add_option("--size", job->size, "Sides of the stack in samples, 8 at least")
+        ->transform(WholeNumber(8, 65536))
         ->type_name("X Y Z")
         ->default_str("128 128 64");
     command->add_option("--pixel", job->pixel, "Distances of samples in um; with --psf those of its file")
+        ->check(RealNumber())
         ->type_name("X Y Z")
         ->default_str("0.1 0.1 0.3");
     command->add_option("--seed", job->seed, "Number that chooses object and noise")
-        ->check(CLI::Validator(CheckSeed, ""))
+        ->transform(WholeNumber())
         ->type_name("N")
         ->capture_default_str();
     CLI::Option* const psf =
         command->add_option("--psf", job->psf, "Blur with this PSF, whose brightest sample is its centre")
             ->type_name("PSF.tif");
     command->add_option("--sigma", job->sigma, "Blur with a Gaussian of these standard deviations in um")
+        ->check(RealNumber())
         ->type_name("X Y Z")
         ->default_str("0.2 0.2 0.6")
         ->excludes(psf);
     command
         ->add_option("--photons", job->photons,
                      "Photons expected in the brightest sample of the blurred stack")
+        ->check(RealNumber())
         ->type_name("N")
         ->capture_default_str();
     command->add_option("--background", job->camera.background, "Photons more in every sample")
+        ->check(RealNumber())
         ->type_name("N")
         ->capture_default_str();
     command->add_option("--read-noise", job->camera.readNoise, "Standard deviation of the camera, in photons")
+        ->check(RealNumber())
         ->type_name("N")
         ->capture_default_str();
     command->add_flag("--no-noise", job->camera.noiseFree, "Give the expected photons, without any noise");

@@ -3,44 +3,15 @@
 #include "commands/usage_error.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 #include <vector>
+
+#include "report/similar_name.h"
 
 namespace rydecon {
 namespace {
-
-constexpr std::size_t kSimilarNames = 2;  // letters that a mistyped name may differ in
-
-/// Insertions, deletions and replacements of one letter, and swaps of two neighbours, that turn a into b
-/// (optimal string alignment).
-std::size_t EditDistance(std::string_view a, std::string_view b) {
-    std::vector<std::vector<std::size_t>> steps(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
-    for (std::size_t i = 0; i <= a.size(); ++i) steps[i][0] = i;
-    for (std::size_t j = 0; j <= b.size(); ++j) steps[0][j] = j;
-    for (std::size_t i = 1; i <= a.size(); ++i) {
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            const std::size_t replaced = steps[i - 1][j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
-            steps[i][j] = std::min({replaced, steps[i - 1][j] + 1, steps[i][j - 1] + 1});
-            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
-                steps[i][j] = std::min(steps[i][j], steps[i - 2][j - 2] + 1);
-            }
-        }
-    }
-    return steps[a.size()][b.size()];
-}
-
-/// The name most like `given`; empty if none is similar.
-std::string MostSimilar(const std::string& given, const std::vector<std::string>& names) {
-    std::string best;
-    std::size_t least = kSimilarNames + 1;
-    for (const auto& name : names) {
-        const std::size_t distance = EditDistance(given, name);
-        if (distance >= least) continue;
-        least = distance;
-        best = name;
-    }
-    return best;
-}
 
 std::vector<std::string> CommandNames(const CLI::App& app) {
     std::vector<std::string> names;
@@ -56,11 +27,6 @@ std::vector<std::string> OptionNames(const std::vector<const CLI::App*>& parts) 
         }
     }
     return names;
-}
-
-std::string DidYouMean(const std::string& given, const std::vector<std::string>& names) {
-    const std::string similar = MostSimilar(given, names);
-    return similar.empty() ? std::string() : " (did you mean '" + similar + "'?)";
 }
 
 std::string Listed(const std::vector<std::string>& names) {
@@ -87,26 +53,51 @@ const CLI::Option* OptionIn(const std::string& text, const std::vector<const CLI
     return found;
 }
 
+/// The type of the values, without what CLI11 appends of their checks.
+std::string ValuesOf(const CLI::Option& option) {
+    const std::string type = option.get_type_name();
+    return type.substr(0, type.find(':'));
+}
+
 /// "option --size X Y Z", "argument reference (B.tif)"
 std::string Named(const CLI::Option& option) {
     const std::string name = option.get_name();
-    if (option.get_positional()) return "argument " + name + " (" + option.get_type_name() + ")";
-    return "option " + name + " " + option.get_type_name();
+    if (option.get_positional()) return "argument " + name + " (" + ValuesOf(option) + ")";
+    return "option " + name + " " + ValuesOf(option);
 }
 
-/// CLI11's text where it is good enough; its terse ones in plain words.
+std::string DescribeMismatch(const CLI::Option& option) {
+    const auto given = static_cast<int>(option.results().size());
+    const int most = option.get_items_expected_max();
+    const int needed = option.get_type_size();
+    if (most == 0) return option.get_name() + " takes no value; leave it out";
+    if (given > most) return option.get_name() + " is given more than once; give it once";
+    return option.get_name() + " needs " + (needed == 1 ? "a value" : std::to_string(needed) + " values") +
+           ": " + option.get_name() + " " + ValuesOf(option);
+}
+
+/// Texts of CLI11 in plain words. Those of checks are the program's own, and follow the name.
 std::string Reworded(const CLI::ParseError& error, const std::vector<const CLI::App*>& parts) {
     std::string text = error.what();
+    constexpr std::string_view kExcludes = " excludes ";
+    if (const auto at = text.find(kExcludes); dynamic_cast<const CLI::ExcludesError*>(&error) != nullptr) {
+        return text.substr(0, at) + " and " + text.substr(at + kExcludes.size()) +
+               " exclude one another; give one of them";
+    }
     const CLI::Option* const option = OptionIn(text, parts);
     if (option == nullptr) return text;
-    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) return Named(*option) + " is missing";
-    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
-        return "wrong number of values, needed is: " + Named(*option);
+    const std::string behindName = text.substr(std::min(option->get_name().size(), text.size()));
+    if (dynamic_cast<const CLI::ValidationError*>(&error) != nullptr && behindName.starts_with(": ")) {
+        return (option->get_positional() ? Named(*option) : option->get_name()) + behindName.substr(1);
     }
+    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) return Named(*option) + " is missing";
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) return DescribeMismatch(*option);
     if (dynamic_cast<const CLI::ConversionError*>(&error) != nullptr) {
         const auto given = text.find(" = ");
         const std::string what = given == std::string::npos ? "this" : "'" + text.substr(given + 3) + "'";
-        return Named(*option) + " cannot be " + what;
+        const bool flag = option->get_items_expected_max() == 0;
+        return option->get_name() + " cannot be " + what +
+               (flag ? "; it takes no value" : "; needed is " + ValuesOf(*option));
     }
     return text;
 }
@@ -129,7 +120,10 @@ std::string DescribeUsageError(const CLI::App& app, const CLI::ParseError& error
     const auto unknown = std::find_if(unexpected.begin(), unexpected.end(), LooksLikeOption);
     if (unknown != unexpected.end()) {
         const std::string name = unknown->substr(0, unknown->find('='));
-        return "unknown option '" + name + "'" + DidYouMean(name, OptionNames(parts)) + seeHelp;
+        std::error_code ignored;
+        const bool file = std::filesystem::exists(*unknown, ignored);
+        return "unknown option '" + name + "'" + DidYouMean(name, OptionNames(parts)) +
+               (file ? "; if the file is meant, write './" + *unknown + "'" : "") + seeHelp;
     }
     if (chosen.empty()) {
         const auto commands = CommandNames(app);
@@ -146,6 +140,10 @@ std::string DescribeUsageError(const CLI::App& app, const CLI::ParseError& error
 
 std::string DescribeValueError(const CLI::App& command, const CLI::ParseError& error) {
     return Reworded(error, {&command});
+}
+
+std::string ListOfCommands(const CLI::App& app) {
+    return Listed(CommandNames(app));
 }
 
 std::string SimilarOption(const std::string& name, const CLI::App& command) {

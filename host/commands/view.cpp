@@ -11,6 +11,7 @@
 
 #include "io/file_error.h"
 #include "io/stack_reader.h"
+#include "report/counted.h"
 #include "report/output_file.h"
 #include "report/png_file.h"
 #include "report/progress_bar.h"
@@ -49,8 +50,9 @@ Projections Project(const std::filesystem::path& path, const Messages& messages)
         bar.Advance(1);
     }
     if (projections.nonFinite() > 0) {
-        messages.Note(Quoted(path) + ": " + std::to_string(projections.nonFinite()) +
-                      " samples that are NaN or infinite are left out of the picture");
+        messages.Note(Quoted(path) + ": " + Counted(projections.nonFinite(), "sample") + " that " +
+                      IsOrAre(projections.nonFinite()) + " NaN or infinite " +
+                      IsOrAre(projections.nonFinite()) + " left out of the picture");
     }
     return projections;
 }

@@ -219,18 +219,19 @@ TEST_F(Batch, OutputsThatMeetOneAnotherOrAnInput) {
 
 TEST_F(Batch, FoldersThatCannotBeWritten) {
     std::ofstream(In("file")) << "in the way";
-    ExpectRefused({"in", "-o", "file"}, 1, "cannot write 'file': it cannot be made a folder");
-    ExpectRefused({"in", "-o", "file/out"}, 1, "cannot write 'file/out': it cannot be made a folder");
-    ExpectRefused({"in", "-o", "/proc/out"}, 1, "cannot write '/proc/out': it cannot be made a folder");
+    ExpectRefused({"in", "-o", "file"}, 1, "cannot make the folder 'file': 'file' is a file");
+    ExpectRefused({"in", "-o", "file/out"}, 1, "cannot make the folder 'file/out': 'file' is a file");
+    ExpectRefused({"in", "-o", "/proc/out"}, 1, "cannot make the folder '/proc/out': ");
 }
 
 TEST_F(Batch, OptionsThatMakeNoSense) {
-    ExpectRefused({"in", "-o", "out", "--jobs", "0"}, 2, "--jobs: Value 0 not in range 1 to 1024");
+    ExpectRefused({"in", "-o", "out", "--jobs", "0"}, 2,
+                  "--jobs is 0; a whole number from 1 to 1024 is needed");
     ExpectRefused({"in", "-o", "out", "--jobs", "-1"}, 2, "--jobs");
     ExpectRefused({"in", "-o", "out", "--suffix", "a/b"}, 2, "--suffix");
     ExpectRefused({"in"}, 2, "option --output OUT.tif is missing");
     ExpectRefused({"-o", "out", "--jobs", "2"}, 2, "argument image (IN.tif) is missing");
-    ExpectRefused({"in", "-o", "out", "--method", "magic"}, 2, "--method magic does not exist");
+    ExpectRefused({"in", "-o", "out", "--method", "magic"}, 2, "--method 'magic' does not exist");
     ExpectRefused({"in", "-o", "out", "--noise", "2"}, 2, "--noise means nothing to --method accelerated");
     ExpectRefused({"in", "-o", "out", "--regularization", "0.5"}, 2,
                   "--regularization of method accelerated");

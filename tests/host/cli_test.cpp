@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -53,9 +54,9 @@ TEST_F(CommandLine, VersionIsTheProjects) {
 }
 
 TEST_F(CommandLine, HelpTellsExitCodesForTheProgramAndEveryCommand) {
-    for (const Words& words :
-         {Words{"--help"}, Words{"restore", "--help"}, Words{"estimate", "--help"}, Words{"psf", "--help"},
-          Words{"simulate", "--help"}, Words{"compare", "-h"}, Words{"view", "--help"}, Words{"info", "-h"}}) {
+    for (const Words& words : {Words{"--help"}, Words{"restore", "--help"}, Words{"estimate", "--help"},
+                               Words{"psf", "--help"}, Words{"simulate", "--help"}, Words{"compare", "-h"},
+                               Words{"view", "--help"}, Words{"info", "-h"}}) {
         const ProgramResult result = Run(words);
         EXPECT_EQ(result.exitCode, 0) << words.front();
         EXPECT_TRUE(Contains(result.out, "Usage: rydecon")) << result.out;
@@ -72,14 +73,81 @@ TEST_F(CommandLine, WrongUsageIsOneLineThatHelps) {
     ExpectUsageError({"simulate", "-o", "d", "--sede", "3"}, "did you mean '--seed'?");
     ExpectUsageError({"simulate", "-o", "d", "--frobnicate=3"}, "unknown option '--frobnicate'; see");
     ExpectUsageError({"simulate"}, "option --output DIR is missing");
-    ExpectUsageError({"simulate", "-o"}, "option --output DIR");
-    ExpectUsageError({"simulate", "-o", "d", "--size", "8", "8"}, "option --size X Y Z");
-    ExpectUsageError({"simulate", "--size", "8", "8", "-o", "d"}, "option --size X Y Z cannot be '8,8,-o'");
-    ExpectUsageError({"simulate", "-o", "d", "--photons", "many"}, "option --photons N cannot be 'many'");
+    ExpectUsageError({"simulate", "-o"}, "--output needs a value: --output DIR");
+    ExpectUsageError({"simulate", "-o", "d", "--size", "8", "8"}, "--size needs 3 values: --size X Y Z");
+    ExpectUsageError({"simulate", "-o", "d", "--seed", "1", "--seed", "2"},
+                     "--seed is given more than once; give it once");
+    ExpectUsageError({"restore", "a.tif", "--psf"}, "--psf needs a value: --psf PSF.tif");
+    ExpectUsageError({"restore", "a.tif", "--psf", "p.tif", "--na", "1.4", "-o", "o.tif"},
+                     "--psf and --na exclude one another; give one of them");
+    ExpectUsageError({"simulate", "--size", "8", "8", "-o", "d"},
+                     "--size is '-o'; a whole number from 8 to 65536 is needed");
+    ExpectUsageError({"simulate", "-o", "d", "--photons", "many"},
+                     "--photons is 'many'; a number such as 2 or 1.5 is needed");
     ExpectUsageError({"compare", "a.tif"}, "argument reference (B.tif) is missing");
     ExpectUsageError({"compare", "a.tif", "b.tif", "c.tif"}, "unexpected argument 'c.tif'");
     ExpectUsageError({"view", "a.tif"}, "option --output OUT.png is missing");
     ExpectUsageError({"view", "--outptu", "a.png", "a.tif"}, "did you mean '--output'?");
+}
+
+TEST_F(CommandLine, ValuesAreCheckedInOneWording) {
+    const auto expect = [this](const Words& option, const std::string& part) {
+        Words words = {"restore", "a.tif", "--psf", "p.tif", "-o", "o.tif"};
+        words.insert(words.end(), option.begin(), option.end());
+        ExpectUsageError(words, part);
+    };
+    const std::string whole = "; a whole number from 0 to 100000 is needed";
+    for (const std::string text : {"1000000", "-5", "1.5", "99999999999999999999"}) {
+        expect({"--iterations", text}, "--iterations is " + text + whole);
+    }
+    for (const std::string text : {"five", "0x10", "", "1_000", " 3"}) {
+        expect({"--iterations", text}, "--iterations is '" + text + "'" + whole);
+    }
+    expect({"--inner", "5"}, "--inner is 5; 1, 10 or 20 is needed");
+    expect({"--stop", "never"}, "--stop is 'never'; own or split is needed");
+    expect({"--guard", "0.5"}, "--guard is 0.5; off, 0.3 or 0.8 is needed");
+    for (const std::string text : {"u32", "2", "U16"}) {
+        expect({"--dtype", text}, text + (text == "2" ? "" : "'") + "; float32, u16 or u8 is needed");
+    }
+    expect({"--regularization", "1,5"}, "--regularization is '1,5'; a number such as 2 or 1.5 is needed");
+    expect({"--regularization", "inf"}, "a number such as 2 or 1.5 is needed");
+    expect({"--background", "dark"}, "--background is 'dark'; auto or a number from -1e9 to 1e9 is needed");
+    expect({"--background", ""}, "--background is ''");
+    expect({"--seed", "-1"}, "--seed is -1; a whole number from 0");
+    expect({"--channels", ""}, "--channels is ''; numbers from 1");
+    ExpectUsageError({"psf", "--na", "1,4", "-o", "p.tif"}, "--na is '1,4'; a number such as");
+    ExpectUsageError({"psf", "--pixel", "-1", "-o", "p.tif"}, "--pixel is -1 um; a distance from");
+}
+
+TEST_F(CommandLine, DigitsAreDecimal) {
+    const ProgramResult result = Run({"simulate", "-o", "d", "--size", "010", "012", "8", "--seed", "010"});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    EXPECT_TRUE(Contains(result.out, "10 x 12 x 8 samples")) << result.out;
+    EXPECT_TRUE(Contains(result.out, "seed 10")) << result.out;
+}
+
+/// As a script gives them whose variable is not set.
+TEST_F(CommandLine, EmptyNamesOfFilesAreRefused) {
+    for (const char* option :
+         {"--psf", "--truth", "--report", "--curve", "--checkpoint", "--psf-out", "--config"}) {
+        ExpectUsageError({"restore", "a.tif", "-o", "o.tif", option, ""},
+                         std::string(option) + " is ''; the name of a file is needed");
+    }
+    ExpectUsageError({"restore", "", "--psf", "p.tif", "-o", "o.tif"}, "argument image (IN.tif) is ''");
+    ExpectUsageError({"simulate", "-o", ""}, "--output is ''; the name of a file is needed");
+}
+
+TEST_F(CommandLine, NamesOfOtherPicturesAreNoNamesOfStacks) {
+    ExpectUsageError({"restore", "a.tif", "--psf", "p.tif", "-o", "o.PNG"},
+                     "the output is a TIFF: 'o.PNG' needs a name that ends in .tif");
+    ExpectUsageError({"psf", "-o", "p.jpg"}, "'p.jpg' needs a name that ends in .tif");
+}
+
+TEST_F(CommandLine, FileThatLooksLikeAnOption) {
+    std::ofstream(folder_.path() / "-a.tif") << "text";
+    const ProgramResult result = Run({"info", "-a.tif"});
+    EXPECT_EQ(result.exitCode, 2);
+    EXPECT_TRUE(Contains(result.err, "if the file is meant, write './-a.tif'")) << result.err;
 }
 
 TEST_F(CommandLine, ControlCharactersCannotBreakTheLine) {

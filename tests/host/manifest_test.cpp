@@ -2,6 +2,7 @@
 // rydecon restore --manifest: tables of images, their settings, and what is refused with its line.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <nlohmann/json.hpp>
 
@@ -88,8 +89,9 @@ TEST_F(Manifest, SettingsMayComeFromAFileToo) {
 }
 
 TEST_F(Manifest, ColumnsThatMakeNoSense) {
-    ExpectRefused("image\toutput\titeration\nin/a.tif\tout/a.tif\t3\n", 2,
-                  "'list.tsv': unknown column 'iteration'");
+    ExpectRefused(
+        "image\toutput\titeration\nin/a.tif\tout/a.tif\t3\n", 2,
+        "'list.tsv': unknown column 'iteration' (did you mean 'iterations'?); columns, parted by tabs");
     ExpectRefused("image\toutput\tjobs\nin/a.tif\tout/a.tif\t3\n", 2, "unknown column 'jobs'");
     ExpectRefused("image\titerations\nin/a.tif\t3\n", 2, "a column 'output' is needed");
     ExpectRefused("image\toutput\timage\nin/a.tif\tout/a.tif\tin/b.tif\n", 2,
@@ -100,18 +102,19 @@ TEST_F(Manifest, ColumnsThatMakeNoSense) {
 
 TEST_F(Manifest, CellsThatMakeNoSense) {
     const std::string head = "image\toutput\titerations\tno-auto-stop\nin/a.tif\tout/a.tif\t3\t\n";
-    ExpectRefused(head + "in/b.tif\tout/b.tif\n", 2, "'list.tsv', line 3: 2 cells, where the header has 4");
-    ExpectRefused(head + "in/b.tif\tout/b.tif\t3\t\t\n", 2, "line 3: 5 cells");
+    ExpectRefused(head + "in/b.tif\tout/b.tif\n", 2,
+                  "'list.tsv', line 3: the row has 2 cells, the header has 4");
+    ExpectRefused(head + "in/b.tif\tout/b.tif\t3\t\t\n", 2, "line 3: the row has 5 cells");
     ExpectRefused(head + "in/b.tif\t \t3\t\n", 2, "'list.tsv', line 3: the cell of column 'output' is empty");
     ExpectRefused(head + "\tout/b.tif\t3\t\n", 2, "line 3: the cell of column 'image' is empty");
     ExpectRefused(head + "in/b.tif\tout/b.tif\tmany\t\n", 2,
-                  "'list.tsv', line 3: --iterations: Value many not in");
+                  "'list.tsv', line 3: --iterations is 'many'; a whole number");
     ExpectRefused(head + "in/b.tif\tout/b.tif\t3\tmaybe\n", 2,
                   "line 3: column no-auto-stop cannot be 'maybe'");
     ExpectRefused("image,output\n\"in/a.tif,out/a.tif\n", 2, "'list.csv', line 2: a quote is not closed",
                   "list.csv");
     ExpectRefused("image\toutput\tmethod\nin/a.tif\tout/a.tif\tmagic\n", 2,
-                  "'list.tsv', line 2: --method magic does not exist");
+                  "'list.tsv', line 2: --method 'magic' does not exist");
     ExpectRefused("image\toutput\tregularization\nin/a.tif\tout/a.tif\t0.5\n", 2,
                   "'list.tsv', line 2: --regularization of method accelerated is 0.5");
 }
@@ -134,7 +137,14 @@ TEST_F(Manifest, FilesThatAreMissingOrMeet) {
 
 TEST_F(Manifest, ManifestsThatAreNone) {
     ExpectRefusal({"restore", "--psf", "psf.tif", "--manifest", "none.tsv"}, 1,
-                  "cannot read 'none.tsv': No such file or directory");
+                  "cannot read 'none.tsv': there is no such file");
+    ASSERT_EQ(mkfifo(In("pipe.tsv").c_str(), 0600), 0);
+    ExpectRefusal({"restore", "--psf", "psf.tif", "--manifest", "pipe.tsv"}, 1,
+                  "cannot read 'pipe.tsv': it is no regular file");
+    fs::remove(In("pipe.tsv"));
+    ExpectRefused(std::string("i\0m\0", 4), 2,
+                  "cannot read 'list.tsv': it is no plain text; save the table in UTF-8");
+    ExpectRefused("image;output\nin/a.tif;out/a.tif\n", 2, "columns, parted by commas, are", "list.csv");
     ExpectRefused("image\toutput\n", 2, "a manifest is called NAME.tsv or NAME.csv", "list.txt");
     WriteManifest("list.tsv", "image\toutput\nin/a.tif\tout/a.tif\n");
     ExpectRefusal({"restore", "in/a.tif", "--psf", "psf.tif", "--manifest", "list.tsv"}, 2,

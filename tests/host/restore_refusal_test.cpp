@@ -72,7 +72,7 @@ TEST_F(RestoreRefusal, OptionsThatTheMethodDoesNotRead) {
 TEST_F(RestoreRefusal, WordsThatDoNotExist) {
     ExpectWrongUsage(
         {"--method", "magic"},
-        "--method magic does not exist; the methods are: accelerated, lucy-richardson, "
+        "--method 'magic' does not exist; the methods are: accelerated, lucy-richardson, "
         "lucy-richardson-auto, landweber, landweber-auto, landweber-wavelet, tv, tv-ictm, blind, wiener, "
         "rltm, rltv, rltv-real, landweber-plain");
     ExpectWrongUsage({"--iteration", "3"}, "did you mean '--iterations'?");
@@ -87,7 +87,7 @@ TEST_F(RestoreRefusal, WrongUsageIsToldBeforeAnyFileIsOpened) {
     ExpectRefusal({"restore", "no.tif", "--psf", "no.tif", "-o", "no/out.tif", "--stop-ratio", "nan"}, 2,
                   "--stop-ratio");
     ExpectRefusal({"restore", "no.tif", "--psf", "no.tif", "-o", "no/out.tif", "--method", "no"}, 2,
-                  "--method no");
+                  "--method 'no'");
 }
 
 TEST_F(RestoreRefusal, InputsThatAreNoStacks) {
@@ -171,7 +171,7 @@ TEST_F(RestoreRefusal, OutputThatCannotBeWritten) {
     ExpectOutputRefused("folder/", "the name of a file is needed");
     ExpectOutputRefused("", "the name of a file is needed");
     ExpectOutputRefused("none/out.tif", "the folder 'none' does not exist");
-    ExpectOutputRefused("in.tif/out.tif", "'in.tif' is not a folder");
+    ExpectOutputRefused("in.tif/out.tif", "'in.tif' is no folder");
     ExpectOutputRefused("/dev/null", "it is no regular file");
     // Nobody, not even the administrator, makes files there.
     ExpectOutputRefused("/proc/out.tif", "no file can be created in the folder '/proc'");

@@ -2,6 +2,7 @@
 // --config and --print-config: settings from a file, what wins over them, and what is refused with its line.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <fstream>
 
@@ -96,13 +97,17 @@ TEST_F(SettingsFile, FlagsAreTrueOrFalse) {
 TEST_F(SettingsFile, RefusalsNameFileLineAndKey) {
     ExpectRefused("\niteration = 5\n",
                   "'my.ini', line 2: unknown key 'iteration' (did you mean 'iterations'?)");
-    ExpectRefused("iterations = many\n", "'my.ini', line 1: --iterations: Value many not in range");
+    ExpectRefused("iterations = many\n",
+                  "'my.ini', line 1: --iterations is 'many'; a whole number from 0 to 100000 is needed");
     ExpectRefused("[psf]\nna=1\n[restore]\niterations = -1\n", "'my.ini', line 4: --iterations");
-    ExpectRefused("iterations = 5 6\n", "line 1: wrong number of values, needed is: option --iterations");
+    ExpectRefused("iterations = 5 6\n", "line 1: --iterations is given more than once");
     ExpectRefused("iterations = 5\niterations = 6\n", "line 2: key 'iterations' stands there twice");
     ExpectRefused("no-auto-stop = maybe\n", "line 1: key 'no-auto-stop' cannot be 'maybe'");
     ExpectRefused("iterations =\n", "line 1: a line 'option = value' is needed");
     ExpectRefused("x\n", "line 1: a line 'option = value' is needed");
+    ExpectRefused("iterations\n", "line 1: a line 'option = value' is needed, not 'iterations'");
+    ExpectRefused("{\"iterations\": 3}\n", "line 1: a line 'option = value' is needed, not '{");
+    ExpectRefused(std::string(5000, 'x') + "\n", "needed, not '" + std::string(60, 'x') + " ...'");
     ExpectRefused("method = \"wiener\n", "line 1: a quote is not closed");
     ExpectRefused("[restor]\n", "line 1: there is no command 'restor'");
     ExpectRefused("config = other.ini\n", "line 1: key 'config' cannot stand in a file");
@@ -110,7 +115,7 @@ TEST_F(SettingsFile, RefusalsNameFileLineAndKey) {
 }
 
 TEST_F(SettingsFile, ValuesThatOnlyTheRunRefusesAreNamedToo) {
-    ExpectRefused("\nmethod = magic\n", "'my.ini', line 2: --method magic does not exist");
+    ExpectRefused("\nmethod = magic\n", "'my.ini', line 2: --method 'magic' does not exist");
     ExpectRefused("regularization = 0.5\n",
                   "'my.ini', line 1: --regularization of method accelerated is 0.5");
     ExpectRefused("noise = 2\n", "'my.ini', line 1: --noise means nothing to --method accelerated");
@@ -119,8 +124,12 @@ TEST_F(SettingsFile, ValuesThatOnlyTheRunRefusesAreNamedToo) {
 
 TEST_F(SettingsFile, FilesThatCannotBeRead) {
     const Words plain = {"restore", "in.tif", "--psf", "psf.tif", "-o", "out.tif", "--config"};
-    const std::pair<const char*, const char*> files[] = {{"none.ini", "cannot read 'none.ini': No such file"},
-                                                         {".", "cannot read '.': Is a directory"}};
+    const std::pair<const char*, const char*> files[] = {
+        {"none.ini", "cannot read 'none.ini': there is no such file"},
+        {".", "cannot read '.': it is a folder"},
+        {"pipe", "cannot read 'pipe': it is no regular file"},
+        {"in.tif", "cannot read 'in.tif': it is no plain text"}};
+    ASSERT_EQ(mkfifo(In("pipe").c_str(), 0600), 0);
     for (const auto& [file, part] : files) {
         Words words = plain;
         words.emplace_back(file);
