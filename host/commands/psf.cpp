@@ -113,7 +113,7 @@ void PrintRecord(const Optics& optics) {
 
 void PrintWidth(const char* axis, const std::optional<double>& measured,
                 const std::optional<double>& theory) {
-    const auto text = [](const std::optional<double>& w) { return w ? LengthText(*w) : "undefined"; };
+    const auto text = [](const std::optional<double>& w) { return w ? MeasuredLengthText(*w) : "undefined"; };
     std::printf("full width at half max in %s  %s, theory %s\n", axis, text(measured).c_str(),
                 text(theory).c_str());
 }

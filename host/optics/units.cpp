@@ -30,4 +30,10 @@ std::string LengthText(double micrometres) {
     return NumberText(micrometres) + " um";
 }
 
+std::string MeasuredLengthText(double micrometres) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%.4g um", micrometres);
+    return text;
+}
+
 }  // namespace rydecon

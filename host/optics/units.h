@@ -18,4 +18,7 @@ std::string LengthText(double micrometres);
 /// The number with six digits.
 std::string NumberText(double number);
 
+/// A measured length, of four digits: "0.2826 um".
+std::string MeasuredLengthText(double micrometres);
+
 }  // namespace rydecon

@@ -15,7 +15,7 @@ namespace {
 
 std::string WidthText(const std::optional<double>& samples, const std::optional<double>& pitch) {
     if (!samples) return "undefined";
-    if (pitch) return LengthText(*samples * *pitch);
+    if (pitch) return MeasuredLengthText(*samples * *pitch);
     return NumberText(*samples) + " samples";
 }
 
