@@ -28,7 +28,8 @@ bool IsReal(const std::string& text) {
 }  // namespace
 
 std::string Complaint(const std::string& given, const std::string& need) {
-    const std::string shown = ParseNumber(given) ? given : "'" + given + "'";
+    const bool number = ParseNumber(given) && Trimmed(given) == given;
+    const std::string shown = number ? given : "'" + given + "'";
     return "is " + shown + "; " + need + " is needed";
 }
 

@@ -141,7 +141,7 @@ TEST_F(Manifest, ManifestsThatAreNone) {
     ASSERT_EQ(mkfifo(In("pipe.tsv").c_str(), 0600), 0);
     ExpectRefusal({"restore", "--psf", "psf.tif", "--manifest", "pipe.tsv"}, 1,
                   "cannot read 'pipe.tsv': it is no regular file");
-    fs::remove(In("pipe.tsv"));
+    std::filesystem::remove(In("pipe.tsv"));
     ExpectRefused(std::string("i\0m\0", 4), 2,
                   "cannot read 'list.tsv': it is no plain text; save the table in UTF-8");
     ExpectRefused("image;output\nin/a.tif;out/a.tif\n", 2, "columns, parted by commas, are", "list.csv");
