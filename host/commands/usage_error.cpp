@@ -132,9 +132,9 @@ std::string DescribeUsageError(const CLI::App& app, const CLI::ParseError& error
         const std::string& name = unexpected.front();
         return "unknown command '" + name + "'" + DidYouMean(name, commands) + list + seeHelp;
     }
-    const bool conversion = dynamic_cast<const CLI::ConversionError*>(&error) != nullptr;
-    if (!unexpected.empty() && !conversion)
-        return "unexpected argument '" + unexpected.front() + "'" + seeHelp;
+    const bool value = dynamic_cast<const CLI::ConversionError*>(&error) != nullptr ||
+                       dynamic_cast<const CLI::ValidationError*>(&error) != nullptr;
+    if (!unexpected.empty() && !value) return "unexpected argument '" + unexpected.front() + "'" + seeHelp;
     return Reworded(error, parts) + seeHelp;
 }
 

@@ -156,7 +156,7 @@ TEST_F(CheckpointFile, OtherFilesAreRefused) {
     EXPECT_NE(RefusalOfFile().find("it is no regular file"), std::string::npos);
     std::filesystem::remove(path_);
     std::filesystem::create_directory(path_);
-    EXPECT_NE(RefusalOfFile().find("it is no regular file"), std::string::npos);
+    EXPECT_NE(RefusalOfFile().find("it is a folder"), std::string::npos);
 }
 
 TEST_F(CheckpointFile, OtherVersionsAreNamed) {
