@@ -164,7 +164,7 @@ TEST(WidthsOfWrapped, AreThoseOfTheGaussianWhereverItsPeakLies) {
         EXPECT_NEAR(*widths.y, 1.5 * perSigma, 1e-4);
         EXPECT_NEAR(*widths.z, 1.0 * perSigma, 1e-4);
         EXPECT_EQ(WidthChange(widths, widths, {20, 1, 12}, {0.1, 0.1, std::nullopt}),
-                  "0.470964 um -> 0.470964 um in x, 2.35482 samples -> 2.35482 samples in z");
+                  "0.471 um -> 0.471 um in x, 2.355 samples -> 2.355 samples in z");
     }
 }
 

@@ -235,8 +235,11 @@ TEST_F(CleanImage, WrongValuesAreRefused) {
         words.insert(words.end(), more.begin(), more.end());
         ExpectRefusal(words, code, part);
     };
-    for (const char* value : {"much", "nan", "inf", "1e10", "5x"}) {
+    for (const char* value : {"nan", "inf", "1e10"}) {
         refuse({"--background", value}, 2, "--background is " + std::string(value) + "; auto or a number");
+    }
+    for (const char* value : {"much", "5x"}) {
+        refuse({"--background", value}, 2, "--background is '" + std::string(value) + "'; auto or a number");
     }
     refuse({"--hot-pixels", "on"}, 2, "--hot-pixels");
     refuse({"--background", "1e8"}, 1,
@@ -267,7 +270,7 @@ TEST_F(CleanImage, PicturesAreCleanedOneByOne) {
     Words planes = method;
     planes.push_back("--per-plane");
     EXPECT_EQ(Restored(pair, psf, planes).At(7, 7, 1), 9.0f);
-    EXPECT_TRUE(Said("1 of 3 pictures have equal samples only and are copied")) << said_.err;
+    EXPECT_TRUE(Said("1 of 3 pictures has equal samples only and is copied")) << said_.err;
 }
 
 }  // namespace

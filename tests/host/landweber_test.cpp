@@ -132,8 +132,8 @@ TEST_P(RestoreLandweber, EveryIterationIsCounted) {
     for (const char* const iterations : {"0", "1", "3"}) {
         const ProgramResult result = Run({"--iterations", iterations});
         ASSERT_EQ(result.exitCode, 0) << result.err;
-        EXPECT_NE(result.out.find(std::string(", ") + iterations + " iterations (the limit)"),
-                  std::string::npos)
+        const std::string unit = iterations == std::string("1") ? " iteration" : " iterations";
+        EXPECT_NE(result.out.find(", " + (iterations + unit) + " (the limit)"), std::string::npos)
             << result.out;
     }
 }

@@ -298,7 +298,7 @@ TEST_F(RestorePicture, NamesOfBothKindsMeanThatOfTheImage) {
     Restored(stack, psf_, With("blind"));
     EXPECT_TRUE(Says("sweeps of image and PSF")) << said_.out;
     Restored(PlaneOf(stack, 0), psf_, With("blind"));
-    EXPECT_TRUE(Says("1 cycles (the limit)")) << said_.out;
+    EXPECT_TRUE(Says("1 cycle (the limit)")) << said_.out;
     EXPECT_FALSE(Says("padded to")) << said_.out;
     Restored(stack, psf_, With("landweber", {"--threshold-scale", "1"}));
     EXPECT_TRUE(Says("padded to")) << said_.out;

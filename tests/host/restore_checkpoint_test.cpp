@@ -202,7 +202,7 @@ TEST_P(RestoreParked, CheckpointsOfOtherRunsAreRefused) {
     };
     ExpectResumeRefused(other, same, "belongs to --method " + std::string(GetParam()));
     ExpectResumeRefused(with({"--regularization", "2"}), "belongs to --regularization 1");
-    ExpectResumeRefused({"--iterations", "5", "--checkpoint-every", "3"}, "more than --iterations 5");
+    ExpectResumeRefused({"--iterations", "5", "--checkpoint-every", "3"}, "--iterations 5 is fewer");
 
     Write("psf.tif", GaussianPsf(1.3));
     ExpectResumeRefused(same, "belongs to another PSF");

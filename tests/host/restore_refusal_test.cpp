@@ -29,12 +29,12 @@ class RestoreRefusal : public test::RestoreTest {
         words.insert(words.end(), more.begin(), more.end());
         ExpectRefusal(words, 2, part);
     }
-    /// The same words with another output.
+    /// The same words with another output; an empty name is wrong usage.
     void ExpectOutputRefused(const std::string& output, const std::string& part,
                              const Words& more = {}) const {
         Words words = {"restore", "in.tif", "--psf", "psf.tif", "-o", output};
         words.insert(words.end(), more.begin(), more.end());
-        ExpectRefusal(words, 1, part);
+        ExpectRefusal(words, output.empty() ? 2 : 1, part);
     }
 };
 

@@ -219,10 +219,10 @@ TEST_F(Simulate, SettingsOutOfRangeAreWrongUsage) {
     ExpectFailure(Run("d", {"--photons", "nan"}), 2, "--photons is nan");
     ExpectFailure(Run("d", {"--background", "-1"}), 2, "--background is -1");
     ExpectFailure(Run("d", {"--read-noise", "inf"}), 2, "--read-noise is inf");
-    ExpectFailure(Run("d", {"--pixel", "0", "1", "1"}), 2, "--pixel is 0");
+    ExpectFailure(Run("d", {"--pixel", "0", "1", "1"}), 2, "--pixel: a value is 0");
     ExpectFailure(Run("d", {"--sigma", "-1", "1", "1"}), 2, "--sigma: x is -1; a number from 0 to ");
     ExpectFailure(Run("d", {"--sigma", "1e9", "1", "1"}), 2, "--sigma: x is 1000000000");
-    ExpectFailure(Run("d", {"--seed", "-1"}), 2, "not '-1'");
+    ExpectFailure(Run("d", {"--seed", "-1"}), 2, "--seed is -1");
     ExpectFailure(Run("d", {"--seed", "18446744073709551616"}), 2, "a whole number from 0");
     ExpectFailure(Run("d", {"--sigma", "1", "1", "1", "--psf", "p.tif"}), 2,
                   "--psf and --sigma exclude one another; give one of them");

@@ -71,7 +71,7 @@ class Reading(FolderTest):
         write("ImageJ=1.53t\nchannels=3\nframes=2\n")
         self.refused("3 channels, 1 slice and 2 time points, but it holds 4 planes")
         write("ImageJ=1.53t\nchannels=2000000000\nslices=2000000000\nframes=2000000000\n")
-        self.refused("2000000000 time point(s), but it holds 4 planes")
+        self.refused("2000000000 time points, but it holds 4 planes")
         write("ImageJ=1.53t\nchannels=2000000000\n", pages=1)
         self.refused("truncated", "2000000000 planes")
 
@@ -198,7 +198,7 @@ class Reading(FolderTest):
         self.refused("axes are 'RCYX'", "T, Z, C")
         tifffile.imwrite(self.stack, samples[:, 0, 0], photometric="minisblack",
                          description='{"shape": [5, 5, 6], "axes": "TYX"}', metadata=None)
-        self.refused("5 time point(s), but it holds 3 planes")
+        self.refused("5 time points, but it holds 3 planes")
 
     def test_plain_pages_are_slices(self):
         samples = samples_of("uint16", (7, 5, 6))

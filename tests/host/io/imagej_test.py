@@ -200,7 +200,7 @@ class ImageJ(unittest.TestCase):
     def test_imagej_times_are_refused(self):
         self.imagej('newImage("s", "16-bit ramp", 20, 33, 6);\n'
                     'run("Properties...", "channels=1 slices=2 frames=3");\n' f'saveAs("Tiff", "{self.stack}");\n')
-        self.assertIn("3 time point(s)", self.probe.refused("last", self.stack))
+        self.assertIn("3 time points", self.probe.refused("last", self.stack))
 
 
 if __name__ == "__main__":

@@ -262,7 +262,7 @@ TEST_F(Refusing, ChannelsAndTimesOfImageJ) {
     ExpectRefusal(File("channels.tif"), {"2 channels", "one channel and one time point", "Duplicate"});
     first.description = "ImageJ=1.53t\nimages=4\nframes=4\n";
     WriteTiff(File("times.tif"), "wl", {first, SmallPage(), SmallPage(), SmallPage()});
-    ExpectRefusal(File("times.tif"), {"4 time point(s)", "declare them as slices", "Properties"});
+    ExpectRefusal(File("times.tif"), {"4 time points", "declare them as slices", "Properties"});
 }
 
 TEST_F(Refusing, ImageJStackWithoutItsPlanes) {
@@ -282,7 +282,7 @@ TEST_F(Refusing, ChannelsTimesAndImagesOfOme) {
     page.description = OmeText("SizeZ=\"1\" SizeC=\"2\"");
     ExpectPageRefusal(page, {"2 channels", "one channel"});
     page.description = OmeText("SizeZ=\"1\" SizeT=\"5\"");
-    ExpectPageRefusal(page, {"5 time point(s)"});
+    ExpectPageRefusal(page, {"5 time points"});
     page.description = "<OME><Image><Pixels SizeX=\"5\" SizeY=\"4\"/></Image><Image/></OME>";
     ExpectPageRefusal(page, {"2 images", "one stack"});
 }

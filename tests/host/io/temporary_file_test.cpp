@@ -193,7 +193,7 @@ TEST_F(TemporaryFiles, LinksAreWrittenThrough) {
 TEST_F(TemporaryFiles, LinkThatBitesItselfIsRefused) {
     fs::create_symlink("b", File("a"));
     fs::create_symlink("a", File("b"));
-    ExpectRefusal(File("a"), true, "symbolic links");
+    ExpectRefusal(File("a"), true, "its links lead back to themselves");
 }
 
 TEST_F(TemporaryFiles, FileSizeLimitIsAnErrorAndNoDeath) {
