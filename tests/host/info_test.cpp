@@ -236,6 +236,7 @@ TEST_F(Info, NamesThatAreNoTextDoNotBreakJson) {
 
 // A plane at a time, and the histogram.
 TEST_F(Info, HoldsOnePlaneInMemory) {
+    if (test::kInstrumented) GTEST_SKIP() << test::kNotMeasured;
     StackHeader header;
     header.width = 1000;
     header.height = 1000;

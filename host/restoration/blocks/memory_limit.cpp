@@ -129,6 +129,11 @@ std::string ByteText(std::uint64_t bytes) {
 }
 
 ProcessMemory MeasureProcess() {
+#if defined(RYDECON_INSTRUMENTED)
+    // A sanitizer takes several times what the program does, and keeps what was freed. Plans are those of the
+    // program without it, so that its tests go the same ways.
+    return {};
+#endif
     constexpr const char* kStatus = "/proc/self/status";
     return {NamedKibibytes(kStatus, "VmRSS").value_or(0), NamedKibibytes(kStatus, "VmHWM").value_or(0),
             NamedKibibytes(kStatus, "VmSize").value_or(0)};

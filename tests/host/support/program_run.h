@@ -9,6 +9,15 @@
 
 namespace rydecon::test {
 
+/// Whether the program holds sanitizers. They take memory of their own and keep what was freed, so that what it
+/// takes at most says nothing, and a limit of its addresses leaves no room for theirs.
+#if defined(RYDECON_INSTRUMENTED)
+inline constexpr bool kInstrumented = true;
+#else
+inline constexpr bool kInstrumented = false;
+#endif
+inline constexpr const char* kNotMeasured = "the memory of a program with sanitizers is mostly theirs";
+
 /// A folder under the system's temporary one, empty at first, gone at the end.
 class TemporaryFolder {
   public:
