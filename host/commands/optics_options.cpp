@@ -33,7 +33,7 @@ std::vector<std::string> Members(const std::string& list) {
 
 std::string CheckLengths(const std::string& text) {
     for (const std::string& member : Members(text)) {
-        const std::string complaint = CheckLength(member);
+        std::string complaint = CheckLength(member);
         if (!complaint.empty()) return complaint;
     }
     return {};
