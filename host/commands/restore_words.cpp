@@ -108,7 +108,8 @@ std::vector<std::string> RestoreWords::WordsFor(const std::string& image, const 
             words.push_back("--" + name);
             continue;
         }
-        for (const std::string& text : option->results()) words.push_back("--" + name + "=" + text);
+        const std::string start = "--" + name + "=";
+        for (const std::string& text : option->results()) words.push_back(start + text);
     }
     for (const char* flag : {"--overwrite", "--no-sidecar"}) {
         if (command_.count(flag) > 0) words.emplace_back(flag);

@@ -153,7 +153,7 @@ void SettingsSources::Run(const std::function<void()>& work) const {
 std::shared_ptr<const SettingsSources> AddSettingsFile(CLI::App& command, SettingsPrinting printing) {
     const char* const kGroup = printing == SettingsPrinting::Offered ? kFilesGroup : "Options";
     const auto taken = std::make_shared<FromFile>();
-    const std::shared_ptr<const SettingsSources> sources(taken, &taken->sources);
+    std::shared_ptr<const SettingsSources> sources(taken, &taken->sources);
     command
         .add_option_function<std::string>(
             "--config",
