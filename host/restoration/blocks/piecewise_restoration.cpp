@@ -169,7 +169,7 @@ VolumeRecord PiecewiseRestoration::RestoreWhole(unsigned volume, PlaneSource& fr
     ChecksummedPlanes planes(from);
     PieceOfPlanes piece(
         parts_, [&] { return Keep(volume, planes.checksum(), 0.0f).HeadOf(0); }, to);
-    const VolumeRecord record = restoration_.Restore(planes, piece, use);
+    VolumeRecord record = restoration_.Restore(planes, piece, use);
     piece.Commit({record.iterations, record.end});
     kept_.push_back(Keep(volume, planes.checksum(), 0.0f));
     return record;
