@@ -155,6 +155,7 @@ Widths ComputedPsf::MeasuredWidths(const Optics& optics) const {
     const Extent c = centre();
     std::vector<double> alongX(Row(c.y, c.z), Row(c.y, c.z) + size_.x);
     std::vector<double> alongZ;
+    alongZ.reserve(static_cast<std::size_t>(size_.z));
     for (int k = 0; k < size_.z; ++k) alongZ.push_back(Row(c.y, k)[c.x]);
     const auto peak = std::max_element(alongZ.begin(), alongZ.end()) - alongZ.begin();
     return {WidthOfProfile(alongX, c.x, optics.Value(Pixel)),
