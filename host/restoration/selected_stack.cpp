@@ -35,14 +35,14 @@ std::vector<int> Positions(const Numbers& numbers, int there, const std::string&
         positions.resize(static_cast<std::size_t>(there));
         std::iota(positions.begin(), positions.end(), 0);
     }
-    for (const int number : numbers) {
-        if (number > there) {
-            throw UserError("--" + what + "s asks for " + what + " " + std::to_string(number) + ", and " +
-                                Quoted(path) + " has " + Counted(there, what),
-                            ExitCode::Usage);
-        }
-        positions.push_back(number - 1);
+    const auto beyond = std::find_if(numbers.begin(), numbers.end(), [there](int n) { return n > there; });
+    if (beyond != numbers.end()) {
+        throw UserError("--" + what + "s asks for " + what + " " + std::to_string(*beyond) + ", and " +
+                            Quoted(path) + " has " + Counted(there, what),
+                        ExitCode::Usage);
     }
+    positions.reserve(positions.size() + numbers.size());
+    for (const int number : numbers) positions.push_back(number - 1);
     return positions;
 }
 
