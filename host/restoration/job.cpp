@@ -302,7 +302,7 @@ void RefuseMemoryLimit(const RestoreJob& job) {
 }  // namespace
 
 long long ClippedIn(const StackWriter& writer) {
-    return static_cast<long long>(writer.clipped().low + writer.clipped().high);
+    return static_cast<long long>(writer.clipped().low) + static_cast<long long>(writer.clipped().high);
 }
 
 void NoteClipped(const StackWriter& writer, const RestoreJob& job, const Messages& messages) {

@@ -58,13 +58,13 @@ MethodChoice FindMethods(const std::string& name) {
 }
 
 void RefuseUnread(const MethodChoice& choice, const std::vector<std::string>& given, const std::string& on) {
-    for (const std::string& option : given) {
-        if (Reads(choice.volume, option) || Reads(choice.picture, option)) continue;
-        throw UserError(
-            option + " means nothing to --method " + choice.name() + on + "; it is read by " +
-                Listed(NamesWhere([&option](const auto& method) { return Reads(&method, option); })),
-            ExitCode::Usage);
-    }
+    const auto unread = std::find_if(given.begin(), given.end(), [&choice](const std::string& option) {
+        return !Reads(choice.volume, option) && !Reads(choice.picture, option);
+    });
+    if (unread == given.end()) return;
+    throw UserError(*unread + " means nothing to --method " + choice.name() + on + "; it is read by " +
+                        Listed(NamesWhere([&unread](const auto& method) { return Reads(&method, *unread); })),
+                    ExitCode::Usage);
 }
 
 MethodChoice MethodsForImage(const RestoreJob& job) {

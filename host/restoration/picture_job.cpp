@@ -247,6 +247,7 @@ std::vector<SquarePsf> MakePsfs(const RestoreJob& job, const SelectedStack& stac
                                 const Messages& messages) {
     const std::vector<PsfChoice> choices = PsfsOfChannels(job, stack);
     std::vector<SquarePsf> psfs;
+    psfs.reserve(static_cast<std::size_t>(header.channels));
     for (int c = 0; c < header.channels; ++c) {
         psfs.push_back(MakeSquarePsf(choices[static_cast<std::size_t>(c)], job.image,
                                      HeaderOfChannel(header, c), messages));

@@ -15,6 +15,7 @@ namespace {
 /// For each position of an axis the part that it belongs to most.
 std::vector<int> Owners(const AxisCut& cut, int side) {
     std::vector<int> owners;
+    owners.reserve(static_cast<std::size_t>(side));
     for (int position = 0; position < side; ++position) owners.push_back(cut.Owner(position));
     return owners;
 }
@@ -101,7 +102,8 @@ ImageScan ScanImage(PlaneSource& from, const BlockGrid& grid) {
                 (layers[static_cast<std::size_t>(k)] * counts.y + rows[static_cast<std::size_t>(j)]) *
                 counts.x;
             for (int i = 0; i < shape.x; ++i) {
-                const auto block = static_cast<std::size_t>(line + columns[static_cast<std::size_t>(i)]);
+                const auto block = static_cast<std::size_t>(line) +
+                                   static_cast<std::size_t>(columns[static_cast<std::size_t>(i)]);
                 scan.sum += double{row[i]};
                 scan.energy[block] += double{row[i]} * row[i];
                 scan.light[block] += std::max(double{row[i]}, 0.0);
