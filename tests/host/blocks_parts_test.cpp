@@ -206,5 +206,63 @@ TEST_F(Pieces, DamageBetweenCheckAndUseIsAnError) {
     EXPECT_THROW(reader.ReadPlane(plane), UserError);
 }
 
+/// Remembers planes of 4 by 3 samples.
+struct RememberedPlanes final : PlaneSink {
+    void WritePlane(int /*k*/, const float* rows, std::ptrdiff_t rowStride) override {
+        for (int j = 0; j < 3; ++j)
+            samples.insert(samples.end(), rows + j * rowStride, rows + j * rowStride + 4);
+    }
+    std::vector<float> samples;
+};
+
+TEST_F(Pieces, OfOneBlockAreTheVolumeToTheSignOfAZero) {
+    const BlockGrid grid({4, 3, 2}, {1, 1, 1}, {});
+    PieceHead head = Head();
+    head.counts = {1, 1, 1};
+    const std::vector<float> rows = {-0.0f, 0.0f, 1e-45f, -3.5f, 7.0f, -0.0f,
+                                     1.0f,  2.0f, 3.0f,   4.0f,  5.0f, 6.0f};
+    parts_.Open();
+    const auto piece = parts_.Write(head);
+    for (int k = 0; k < 2; ++k) piece->WritePlane(k, rows.data(), 4);
+    piece->Commit({1, EndOfRun::Limit});
+    RememberedPlanes planes;
+    AssemblePieces(
+        parts_, grid, [&head](int) { return head; }, 0.0f, planes);
+    ASSERT_EQ(planes.samples.size(), 24U);
+    for (std::size_t n = 0; n < 24; ++n) {
+        EXPECT_EQ(planes.samples[n], rows[n % 12]) << n;
+        EXPECT_EQ(std::signbit(planes.samples[n]), std::signbit(rows[n % 12])) << n;
+    }
+}
+
+TEST_F(Pieces, ThatARunHasNotComeToStayWhenItEnds) {
+    Make(Head());
+    for (const ExitCode code : {ExitCode::Stopped, ExitCode::Failed}) {
+        PartFolder resumed(folder_.path() / "out.tif", true, quiet_);
+        resumed.Open();
+        try {
+            resumed.Fail(UserError("the disk is full", code));
+        } catch (const UserError& error) {
+            EXPECT_EQ(error.code(), code);
+            EXPECT_NE(std::string(error.what()).find("; 1 piece stays in "), std::string::npos)
+                << error.what();
+        }
+        EXPECT_TRUE(std::filesystem::exists(File()));
+    }
+}
+
+TEST_F(Pieces, OfAFolderThatWasNeverOpenedNothingIsTold) {
+    EXPECT_THROW(
+        {
+            try {
+                parts_.Fail(UserError("stopped; go on with the checkpoint", ExitCode::Stopped));
+            } catch (const UserError& error) {
+                EXPECT_EQ(std::string(error.what()), "stopped; go on with the checkpoint");
+                throw;
+            }
+        },
+        UserError);
+}
+
 }  // namespace
 }  // namespace rydecon

@@ -69,6 +69,7 @@ std::optional<Extent> PartFolder::CountsOfEarlierRun(unsigned volume) const {
 }
 
 void PartFolder::Open() {
+    opened_ = true;
     std::error_code failure;
     fs::create_directory(path_, failure);
     std::error_code ignored;
@@ -110,15 +111,24 @@ PieceReader PartFolder::Read(const PieceHead& head) const {
     return std::move(*piece);
 }
 
+std::size_t PartFolder::FinishedPieces() const {
+    const std::vector<fs::path> files = PieceFiles(path_);
+    return static_cast<std::size_t>(std::count_if(files.begin(), files.end(), [](const fs::path& file) {
+        return file.filename().native().front() != '.';
+    }));
+}
+
 std::string PartFolder::WhatIsLeft() const {
-    if (pieces_.empty()) return "nothing was written";
-    return Counted(pieces_.size(), "piece") + (pieces_.size() == 1 ? " stays in " : " stay in ") +
-           Quoted(path_) + ", and the same command with --resume goes on from there";
+    const std::size_t pieces = FinishedPieces();
+    if (pieces == 0) return "nothing was written";
+    return Counted(pieces, "piece") + (pieces == 1 ? " stays in " : " stay in ") + Quoted(path_) +
+           ", and the same command with --resume goes on from there";
 }
 
 void PartFolder::Fail(const UserError& failure) {
+    if (!opened_) throw failure;
     const std::string left = WhatIsLeft();
-    const bool pieces = HoldsPieces();
+    const bool pieces = FinishedPieces() > 0;
     if (!pieces) Remove();
     if (failure.code() == ExitCode::Stopped) throw UserError("stopped; " + left, ExitCode::Stopped);
     if (!pieces) throw failure;

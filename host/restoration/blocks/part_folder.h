@@ -53,14 +53,12 @@ class PartFolder {
     /// Remembers a piece that has been committed.
     void Add(const PieceHead& head, const PieceEnd& end) { pieces_[{head.volume, head.block}] = end; }
 
-    /// Whether there is any piece that a later run can go on with.
-    bool HoldsPieces() const { return !pieces_.empty(); }
-
-    /// "the finished pieces stay in 'out.tif.parts', and the same command with --resume goes on", or that
-    /// nothing was written.
+    /// "3 pieces stay in 'out.tif.parts', and the same command with --resume goes on from there", or that nothing
+    /// was written. Pieces of an earlier run that this one has not come to yet count.
     std::string WhatIsLeft() const;
 
-    /// Throws the failure, with what is left for a later run; a folder without pieces is removed.
+    /// Throws the failure, with what is left for a later run; a folder without pieces is removed. Of a folder that
+    /// was never opened nothing is told.
     [[noreturn]] void Fail(const UserError& failure);
 
     /// Removes the pieces, and the folder where it is empty then.
@@ -68,9 +66,11 @@ class PartFolder {
 
   private:
     std::filesystem::path FileOf(const PieceHead& head) const;
+    std::size_t FinishedPieces() const;
 
     std::filesystem::path path_;
     bool resumes_;
+    bool opened_ = false;
     const Messages& messages_;
     std::map<std::pair<unsigned, unsigned>, PieceEnd> pieces_;
 };

@@ -34,7 +34,8 @@ class PlaneSum {
           z_(WeightsOf(grid.z())),
           sum_(static_cast<std::size_t>(grid.shape().x) * static_cast<std::size_t>(grid.shape().y)) {}
 
-    void Clear() { std::fill(sum_.begin(), sum_.end(), 0.0f); }
+    /// To what adds nothing, not even to the sign of a zero.
+    void Clear() { std::fill(sum_.begin(), sum_.end(), -0.0f); }
 
     void Add(int block, int k, const float* piece) {
         const Box used = grid_.Used(block);
