@@ -17,7 +17,11 @@ namespace {
 void PrintEstimate(const RestoreJob& job, const Method& method, const RunPlan& plan, int volumes) {
     const MemoryNeed& need = plan.need;
     std::printf("image          %s samples\n", ToString(plan.grid.shape()).c_str());
-    if (volumes > 1) std::printf("volumes        %d, one after the other\n", volumes);
+    if (volumes > 1) {
+        const bool meanwhile = plan.overlapped && !plan.InBlocks();
+        std::printf("volumes        %d, one after the other%s\n", volumes,
+                    meanwhile ? "; the next one is read and the last one written meanwhile" : "");
+    }
     std::printf("method         %s\n", method.name.c_str());
     std::printf("blocks         %s\n", ToString(plan.grid.counts()).c_str());
     std::printf("padded to      %s samples%s\n", ToString(plan.frame).c_str(),
@@ -46,9 +50,13 @@ void RunEstimateJob(const RestoreJob& job, const Messages& messages) {
     RestoreJob channel = job;
     channel.psf = PsfsOfChannels(job, stack).front();
     const VolumeRestoration restoration(channel, *methods.volume, HeaderOfChannel(header, 0), messages);
-    const RunPlan plan =
-        PlanRun(channel, *methods.volume, restoration, {header.width, header.height, header.slices});
-    PrintEstimate(job, *methods.volume, plan, header.channels * header.times);
+    const int volumes = header.channels * header.times;
+    const RunPlan plan = PlanRun(channel, *methods.volume, restoration,
+                                 {{header.width, header.height, header.slices},
+                                  0,
+                                  static_cast<unsigned>(header.times),
+                                  static_cast<unsigned>(volumes)});
+    PrintEstimate(job, *methods.volume, plan, volumes);
 }
 
 }  // namespace rydecon

@@ -107,13 +107,14 @@ void SelectedStack::ReadPlane(const PlaneIndex& plane, float* rows, std::ptrdiff
         rows, rowStride);
 }
 
+std::string SelectedStack::NameOf(int c) const {
+    if (reader_.header().channels < 2) return "";
+    const std::string& own = RecordOf(header_, c).name;
+    return "channel " + std::to_string(ChannelOfFile(c) + 1) + (own.empty() ? "" : " (" + own + ")");
+}
+
 std::string SelectedStack::NameOf(int c, int t) const {
-    std::string name;
-    if (reader_.header().channels > 1) {
-        name = "channel " + std::to_string(channels_[static_cast<std::size_t>(c)] + 1);
-        const std::string& own = RecordOf(header_, c).name;
-        if (!own.empty()) name += " (" + own + ")";
-    }
+    std::string name = NameOf(c);
     if (reader_.header().times > 1) {
         name += (name.empty() ? "" : ", ");
         name += "time " + std::to_string(times_[static_cast<std::size_t>(t)] + 1);
@@ -131,9 +132,14 @@ StackHeader HeaderOfChannel(const StackHeader& header, int c) {
     return one;
 }
 
-Extent SelectedVolume::shape() const {
+Extent SelectedVolumes::ShapeOf(int /*volume*/) const {
     const StackHeader& header = stack_.header();
     return {header.width, header.height, header.slices};
+}
+
+void SelectedVolumes::ReadPlane(int volume, int k, float* rows, std::ptrdiff_t rowStride) {
+    const int times = stack_.header().times;
+    stack_.ReadPlane({k, volume / times, volume % times}, rows, rowStride);
 }
 
 }  // namespace rydecon

@@ -35,6 +35,9 @@ class SelectedStack {
     /// `plane` counts within the selection; as StackReader::ReadPlane.
     void ReadPlane(const PlaneIndex& plane, float* rows, std::ptrdiff_t rowStride);
 
+    /// "", or which channel of the file a channel of the selection is: "channel 2 (GFP)".
+    std::string NameOf(int c) const;
+
     /// "", or which channel and time of the file a volume of the selection is: "channel 2 (GFP), time 5".
     std::string NameOf(int c, int t) const;
 
@@ -48,20 +51,19 @@ class SelectedStack {
 /// What the metadata tell of one channel at one time.
 StackHeader HeaderOfChannel(const StackHeader& header, int c);
 
-/// One channel at one time.
-class SelectedVolume final : public PlaneSource {
+/// The channels and times, all times of the first channel first.
+class SelectedVolumes final : public UnitSource {
   public:
-    SelectedVolume(SelectedStack& stack, int c, int t) : stack_(stack), c_(c), t_(t) {}
+    explicit SelectedVolumes(SelectedStack& stack) : stack_(stack) {}
 
-    Extent shape() const override;
-    void ReadPlane(int k, float* rows, std::ptrdiff_t rowStride) override {
-        stack_.ReadPlane({k, c_, t_}, rows, rowStride);
-    }
+    int NumberOf(int c, int t) const { return c * stack_.header().times + t; }
+    int count() const { return stack_.header().channels * stack_.header().times; }
+
+    Extent ShapeOf(int volume) const override;
+    void ReadPlane(int volume, int k, float* rows, std::ptrdiff_t rowStride) override;
 
   private:
     SelectedStack& stack_;
-    int c_;
-    int t_;
 };
 
 }  // namespace rydecon

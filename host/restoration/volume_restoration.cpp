@@ -222,6 +222,7 @@ VolumeRecord VolumeRestoration::Restore(PlaneSource& from, PlaneSink& to, PsfUse
     const PaddedVolume image(frame);
     const auto startOfReading = std::chrono::steady_clock::now();
     record.before = LoadImage(from, job_, method_, variant.checked, image, messages_);
+    if (variant.loaded) variant.loaded();
     record.negativeCut = method_.liftsNegative ? 0 : record.before.negative;
     record.fluxIn = SumOf(image, shape);
     if (record.before.least == record.before.largest) {

@@ -3,6 +3,7 @@
 
 // One method with one PSF, ready to restore volumes: the inner part of a job, between planes in and planes out.
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,6 +26,7 @@ struct RunVariant {
     bool checked = false;                      ///< samples were checked, and made fit, by the caller
     std::optional<float> largestOfWhole = {};  ///< largest sample of the volume that a block is cut from
     std::optional<float> borderOfWhole = {};   ///< mean of that volume's border
+    std::function<void()> loaded = {};         ///< called once no plane is read again but of a failed run
 };
 
 class VolumeRestoration {

@@ -19,6 +19,16 @@ class PlaneSource {
     virtual void ReadPlane(int k, float* rows, std::ptrdiff_t rowStride) = 0;
 };
 
+/// What is read unit by unit, by one thread at a time: the volumes of a file, the blocks of a volume.
+class UnitSource {
+  public:
+    virtual ~UnitSource() = default;
+    virtual Extent ShapeOf(int unit) const = 0;
+
+    /// As PlaneSource::ReadPlane.
+    virtual void ReadPlane(int unit, int k, float* rows, std::ptrdiff_t rowStride) = 0;
+};
+
 class PlaneSink {
   public:
     virtual ~PlaneSink() = default;

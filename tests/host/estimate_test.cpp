@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "support/block_scene.h"
+#include "volume/padded_volume.h"
 
 namespace rydecon {
 namespace {
@@ -117,6 +118,49 @@ INSTANTIATE_TEST_SUITE_P(Methods, EstimatedMemory,
                                          MemoryCase{{"--method", "landweber"}, false, 0.6},
                                          MemoryCase{{"--method", "landweber-wavelet"}, false, 0.0},
                                          MemoryCase{{"--method", "wiener"}, false, 0.0}));
+
+struct VolumesCase {
+    Extent shape;
+    int channels;
+    int times;
+    Words more;
+    bool alone;  ///< the limit leaves no room for volumes that are read ahead
+};
+
+class EstimatedMemoryOfVolumes : public test::BlocksTest, public testing::WithParamInterface<VolumesCase> {};
+
+TEST_P(EstimatedMemoryOfVolumes, IsThatOfTheRunWithinFivePerCent) {
+    const auto& [shape, channels, times, more, alone] = GetParam();
+    Stack image = MakeStack(shape.x, shape.y, shape.z * channels * times,
+                            [](int i, int j, int k) { return 5 + (i * 7 + j * 13 + k * 5) % 31; });
+    image.header.slices = shape.z;
+    image.header.channels = channels;
+    image.header.times = times;
+    Write("in.tif", image);
+    Write("psf.tif", GaussianPsf());
+    Words words = With({"--method", "lucy-richardson", "--iterations", "2"}, more);
+    const std::uint64_t volume = sizeof(float) * static_cast<std::uint64_t>(shape.x * shape.y * shape.z);
+    if (alone) {
+        words = With(words, {"--max-memory", std::to_string(BytesIn(Forecast(words).out) - volume / 2)});
+    }
+    const bool shown = std::find(more.begin(), more.end(), "--report") != more.end();
+    const auto foretold = static_cast<double>(BytesIn(Forecast(words).out));
+    const ProgramResult run = Restore(words);
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    EXPECT_EQ(run.plan.find(" blocks"), std::string::npos) << run.plan;
+    EXPECT_NEAR(foretold / static_cast<double>(run.peakMemory), 1.0, 0.05)
+        << foretold << " foretold, " << run.peakMemory << " measured";
+    EXPECT_EQ(shown, std::filesystem::exists(In("page.html")));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Scenes, EstimatedMemoryOfVolumes,
+    testing::Values(VolumesCase{{160, 150, 60}, 1, 4, {}, false}, VolumesCase{{160, 150, 60}, 1, 4, {}, true},
+                    VolumesCase{{160, 150, 60}, 2, 1, {}, false},
+                    VolumesCase{{160, 150, 60}, 3, 2, {}, false},
+                    VolumesCase{{160, 150, 60}, 3, 1, {"--dtype", "u16", "--rescale"}, false},
+                    VolumesCase{{600, 500, 4}, 1, 12, {"--report", "page.html"}, false},
+                    VolumesCase{{600, 500, 4}, 6, 2, {"--report", "page.html"}, false}));
 
 /// A small cell, again and again.
 double Cell(int i, int j, int k) {

@@ -49,54 +49,59 @@ class Volumes : public test::RestoreTest {
         job_.method = "lucy-richardson";
         job_.settings.iterations = 5;
     }
-    static MemoryPlanes Image(int shift) {
-        return MemoryPlanes(MakeStack(
+    static std::shared_ptr<MemoryPlanes> Image(int shift) {
+        return std::make_shared<MemoryPlanes>(MakeStack(
             20, 18, 12, [=](int i, int j, int k) { return 3 + (i * 7 + j * 13 + k * 5 + shift) % 31; }));
     }
     /// Restores the first `count` volumes; which of them were there already.
     std::vector<unsigned> Run(unsigned count, bool resume) {
         job_.resumePieces = resume;
         PartFolder parts(job_.output, resume, quiet_);
-        VolumeRestoration restoration(job_, *FindMethods(job_.method).volume, images_[0].stack().header,
+        UnitWriter writer(parts);
+        VolumeRestoration restoration(job_, *FindMethods(job_.method).volume, images_[0]->stack().header,
                                       quiet_);
-        PiecewiseRestoration pieces(parts, job_, *FindMethods(job_.method).volume, restoration, {20, 18, 12},
-                                    {0, 2}, quiet_);
+        PiecewiseRestoration pieces(parts, writer, job_, *FindMethods(job_.method).volume, restoration,
+                                    {{20, 18, 12}, 0, 2, 2}, quiet_);
         std::vector<unsigned> taken;
         for (unsigned volume = 0; volume < count; ++volume) {
-            const VolumeRecord record =
-                pieces.Restore(volume, images_[volume], results_[volume], PsfUse::Again);
+            bool loaded = false;
+            const VolumeRecord record = pieces.Restore(
+                volume, {*images_[volume], results_[volume], nullptr, [&loaded] { loaded = true; }},
+                PsfUse::Again);
             EXPECT_EQ(record.iterations, 5U);
             EXPECT_GT(record.fluxOut, 0.0);
+            EXPECT_TRUE(loaded);
             taken.push_back(record.takenOver);
         }
+        writer.Wait();
         if (count == 2) parts.Remove();
         return taken;
     }
     const Messages quiet_{true};
     RestoreJob job_;
-    std::vector<MemoryPlanes> images_;
-    std::vector<MemoryPlanes> results_;
+    std::vector<std::shared_ptr<MemoryPlanes>> images_;
+    std::vector<std::shared_ptr<MemoryPlanes>> results_;
 };
 
 TEST_F(Volumes, FinishedOnesAreTakenOver) {
     ASSERT_EQ(Run(2, false), (std::vector<unsigned>{0, 0}));
     EXPECT_FALSE(std::filesystem::exists(In("out.tif.parts")));
-    const std::vector<float> first = results_[0].stack().samples;
-    const std::vector<float> second = results_[1].stack().samples;
+    const std::vector<float> first = results_[0]->stack().samples;
+    const std::vector<float> second = results_[1]->stack().samples;
     ASSERT_NE(first, second);
 
     ASSERT_EQ(Run(1, false), (std::vector<unsigned>{0}));
     EXPECT_TRUE(std::filesystem::exists(In("out.tif.parts/volume-0000-block-00000.piece")));
-    for (MemoryPlanes& result : results_)
-        std::fill(result.stack().samples.begin(), result.stack().samples.end(), -1.0f);
+    for (const auto& result : results_)
+        std::fill(result->stack().samples.begin(), result->stack().samples.end(), -1.0f);
     ASSERT_EQ(Run(2, true), (std::vector<unsigned>{1, 0}));
-    EXPECT_EQ(results_[0].stack().samples, first);
-    EXPECT_EQ(results_[1].stack().samples, second);
+    EXPECT_EQ(results_[0]->stack().samples, first);
+    EXPECT_EQ(results_[1]->stack().samples, second);
 }
 
 TEST_F(Volumes, OnesOfAnotherImageAreMadeAnew) {
     Run(1, false);
-    images_[0].stack().samples[7] += 1.0f;
+    images_[0]->stack().samples[7] += 1.0f;
     EXPECT_EQ(Run(2, true), (std::vector<unsigned>{0, 0}));
 }
 

@@ -176,6 +176,63 @@ class Channels(unittest.TestCase):
         self.assertEqual((self.folder / "out.tif").read_bytes(), expected)
         self.assertFalse((self.folder / "out.tif.parts").exists())
 
+    def test_a_time_that_cannot_be_read_leaves_those_before_it(self):
+        series = numpy.concatenate([self.image[:, :, 0]] * 2).astype(numpy.float64) + 1 / 3
+        tifffile.imwrite(self.folder / "in.ome.tif", series, photometric="minisblack", compression="zlib",
+                         metadata={"axes": "TZYX"})
+        words = ("restore", "in.ome.tif", "--psf", "a.tif", "-o", "out.tif", *METHOD)
+        finished = self.run_program(*words)
+        self.assertEqual(finished.returncode, 0, finished.stderr)
+        # The note of the last plane comes from the thread that reads ahead, once, and before the last volume is told.
+        self.assertEqual(finished.stderr.count(f"{series.size} samples lost digits"), 1, finished.stderr)
+        whole = (self.folder / "in.ome.tif").read_bytes()
+        expected = (self.folder / "out.tif").read_bytes()
+        (self.folder / "out.tif").unlink()
+        with tifffile.TiffFile(self.folder / "in.ome.tif") as file:
+            place = file.pages[4 * SLICES + 2].dataoffsets[0]
+        (self.folder / "in.ome.tif").write_bytes(whole[:place] + bytes(40) + whole[place + 40:])
+        finished = self.run_program(*words, "--overwrite")
+        self.assertEqual(finished.returncode, 1)
+        errors = [line for line in finished.stderr.splitlines() if "note:" not in line]
+        self.assertEqual(len(errors), 1, finished.stderr)
+        self.assertTrue(errors[0].startswith("rydecon: error: cannot read 'in.ome.tif': "), errors)
+        self.assertIn("; 4 pieces stay in 'out.tif.parts'", errors[0])
+        self.assertFalse((self.folder / "out.tif").exists())
+        (self.folder / "in.ome.tif").write_bytes(whole)
+        finished = self.run_program(*words, "--resume", "--overwrite")
+        self.assertEqual(finished.returncode, 0, finished.stderr)
+        self.assertEqual(finished.stdout.count("taken from an earlier run"), 4)
+        self.assertEqual((self.folder / "out.tif").read_bytes(), expected)
+
+    def test_a_disk_that_runs_full_while_the_next_volume_is_restored(self):
+        image = self.image[:, :, 0, :, :].astype(numpy.float32)
+        tifffile.imwrite(self.folder / "one.tif", image, imagej=True, metadata={"axes": "TZYX"})
+        (self.folder / "disk").mkdir()
+        room = image.nbytes + image.nbytes // 2 + 16384  # the output, and half of its pieces
+        script = f"""
+mount -t tmpfs -o size={room} none disk || exit 77
+"$1" restore one.tif --psf a.tif -o disk/out.tif {' '.join(METHOD)}; echo "code $?"
+ls -A disk disk/out.tif.parts
+mount -o remount,size=50m disk
+"$1" restore one.tif --psf a.tif -o disk/out.tif {' '.join(METHOD)} --resume -q; echo "code $?"
+cp disk/out.tif resumed.tif; ls -A disk
+"""
+        finished = subprocess.run(["unshare", "--user", "--map-root-user", "--mount", "sh", "-c", script, "sh", PROGRAM],
+                                  cwd=self.folder, capture_output=True, text=True, check=False)
+        if finished.returncode == 77 or "unshare" in finished.stderr:
+            self.skipTest("no small disk can be mounted here: " + finished.stderr.strip())
+        errors = [line for line in finished.stderr.splitlines() if "note:" not in line]
+        self.assertEqual(len(errors), 1, finished)
+        self.assertIn("cannot write 'disk/out.tif.parts/volume-000", errors[0])
+        self.assertIn("No space left on device; make room or write to another disk; ", errors[0])
+        kept = errors[0].count("1 piece stays in") + 2 * errors[0].count("2 pieces stay in")
+        self.assertGreaterEqual(kept, 1, errors)
+        pieces = "".join(f"volume-000{n}-block-00000.piece\n" for n in range(kept))
+        self.assertIn(f"code 1\ndisk:\nout.tif.parts\n\ndisk/out.tif.parts:\n{pieces}code 0\nout.tif\n",
+                      finished.stdout)
+        expected = self.restore("--psf", "a.tif", source="one.tif")
+        numpy.testing.assert_array_equal(tifffile.imread(self.folder / "resumed.tif"), expected)
+
     def test_colours_are_channels(self):
         rgb = self.image[0, 3, 0][..., None].repeat(3, axis=2) // [[[1, 2, 3]]]
         tifffile.imwrite(self.folder / "rgb.tif", rgb.astype(numpy.uint16), photometric="rgb")

@@ -33,7 +33,23 @@ SamplePicture Reduce(const std::vector<float>& samples, int width, int height, i
     return picture;
 }
 
+int ReductionOf(int width, int height, int planes) {
+    return Reduced(std::max({width, height, planes, 1}), kLongestReportPicture);
+}
+
 }  // namespace
+
+std::uint64_t BytesOfViews(int width, int height, int planes) {
+    constexpr std::uint64_t kImages = 2;
+    const int reduction = ReductionOf(width, height, planes);
+    const auto across = static_cast<std::uint64_t>(Reduced(width, reduction));
+    const auto down = static_cast<std::uint64_t>(Reduced(height, reduction));
+    const auto deep = planes < 2 ? 0 : static_cast<std::uint64_t>(Reduced(planes, reduction));
+    const std::uint64_t pictures = sizeof(float) * (across * down + deep * (across + down));
+    const std::uint64_t charts =
+        sizeof(std::uint64_t) * kMostHistogramBins + sizeof(double) * std::uint64_t{kMostRings};
+    return kImages * (pictures + charts);
+}
 
 ImageViews::ImageViews(const StackHeader& header)
     : projections_(header),
@@ -101,8 +117,7 @@ SpectrumPair ReportViews::Spectra() const {
 VolumeViews ReportViews::Finish() const {
     VolumeViews views;
     views.header = header_;
-    views.reduction =
-        Reduced(std::max({header_.width, header_.height, header_.planes(), 1}), kLongestReportPicture);
+    views.reduction = ReductionOf(header_.width, header_.height, header_.planes());
     views.before = before_.Pictures(views.reduction);
     views.after = after_.Pictures(views.reduction);
     views.numbersBefore = before_.Numbers();

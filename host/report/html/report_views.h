@@ -4,6 +4,7 @@
 // Gathers what a report shows of one volume, plane by plane, while it is read and while it is written.
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "report/html/volume_views.h"
@@ -14,6 +15,9 @@ namespace rydecon {
 /// Longest side of a picture in a report; larger projections are reduced by a whole number.
 inline constexpr int kLongestReportPicture = 1024;
 inline constexpr int kMostHistogramBins = 256;
+
+/// Bytes of the VolumeViews of a volume of these sides.
+std::uint64_t BytesOfViews(int width, int height, int planes);
 
 /// One image. Takes 12 bytes a pixel of a plane, and the sides of the volume.
 class ImageViews {

@@ -10,7 +10,8 @@
 #include "io/file_error.h"
 #include "report/stop_request.h"
 #include "report/user_error.h"
-#include "restoration/blocks/block_exchange.h"
+#include "restoration/blocks/block_planes.h"
+#include "restoration/observed_planes.h"
 #include "restoration/truth.h"
 
 namespace rydecon {
@@ -73,28 +74,32 @@ class RangedPlanes final : public PlaneSink {
     SampleRange range_;
 };
 
-/// Makes planes a piece on their way to the output. All planes are read before the first one comes.
-class PieceOfPlanes final : public PlaneSink {
+/// Does something before the first plane.
+class AnnouncedPlanes final : public PlaneSink {
   public:
-    PieceOfPlanes(PartFolder& parts, std::function<PieceHead()> head, PlaneSink& to)
-        : parts_(parts), makeHead_(std::move(head)), to_(to) {}
+    AnnouncedPlanes(PlaneSink& to, std::function<void()> begin) : to_(to), begin_(std::move(begin)) {}
 
     void WritePlane(int k, const float* rows, std::ptrdiff_t rowStride) override {
-        if (!piece_) piece_ = parts_.Write(head_ = makeHead_());
-        piece_->WritePlane(k, rows, rowStride);
+        if (k == 0) begin_();
         to_.WritePlane(k, rows, rowStride);
-    }
-    void Commit(const PieceEnd& end) {
-        piece_->Commit(end);
-        parts_.Add(head_, end);
     }
 
   private:
-    PartFolder& parts_;
-    std::function<PieceHead()> makeHead_;
     PlaneSink& to_;
-    PieceHead head_;
-    std::unique_ptr<PieceWriter> piece_;
+    std::function<void()> begin_;
+};
+
+/// The planes on their way to a sink, shown to a report where there is one.
+class ShownPlanes {
+  public:
+    ShownPlanes(PlaneSink& to, ReportViews* views) : to_(to) {
+        if (views != nullptr) observed_.emplace(to, *views);
+    }
+    PlaneSink& sink() { return observed_ ? static_cast<PlaneSink&>(*observed_) : to_; }
+
+  private:
+    PlaneSink& to_;
+    std::optional<ObservedSink> observed_;
 };
 
 void CopyPlanes(PlaneSource& from, PlaneSink& to) {
@@ -109,18 +114,20 @@ void CopyPlanes(PlaneSource& from, PlaneSink& to) {
 
 }  // namespace
 
-PiecewiseRestoration::PiecewiseRestoration(PartFolder& parts, const RestoreJob& job, const Method& method,
-                                           VolumeRestoration& restoration, const Extent& shape,
-                                           const Volumes& volumes, const Messages& messages)
+PiecewiseRestoration::PiecewiseRestoration(PartFolder& parts, UnitWriter& writer, const RestoreJob& job,
+                                           const Method& method, VolumeRestoration& restoration,
+                                           const VolumeSet& volumes, const Messages& messages)
     : parts_(parts),
+      writer_(writer),
       job_(job),
       method_(method),
       restoration_(restoration),
       messages_(messages),
       keepsWhole_(volumes.all > 1 || job.rescale),
-      plan_(PlanRun(job, method, restoration, shape, parts.CountsOfEarlierRun(volumes.first))) {
+      plan_(PlanRun(job, method, restoration, volumes, parts.CountsOfEarlierRun(volumes.first))) {
     if (!plan_.curve) restoration.LeaveOutCurves();
     if (!plan_.InBlocks() && !keepsWhole_) return;
+    parts_.Open();
     ReturnFreedMemory();
     psfChecksum_ = restoration.psf().Checksum();
     if (plan_.InBlocks()) restoration.TakeBlocks();
@@ -136,42 +143,56 @@ KeptVolume PiecewiseRestoration::Keep(unsigned volume, std::uint32_t image, floa
     return {plan_.grid, volume, Identity(image), pedestal};
 }
 
-VolumeRecord PiecewiseRestoration::Restore(unsigned volume, PlaneSource& from, PlaneSink& to, PsfUse use) {
-    if (!plan_.InBlocks() && !keepsWhole_) return restoration_.Restore(from, to, use);
-    try {
-        parts_.Open();
-        return plan_.InBlocks() ? RestoreInBlocks(volume, from, to) : RestoreWhole(volume, from, to, use);
-    } catch (const UserError& failure) {
-        parts_.Fail(failure);
-    }
+VolumeRecord PiecewiseRestoration::Restore(unsigned volume, const VolumePassage& passage, PsfUse use) {
+    if (plan_.InBlocks()) return RestoreInBlocks(volume, passage);
+    if (keepsWhole_) return RestoreKept(volume, passage, use);
+    ShownPlanes shown(*passage.to, passage.views);
+    return restoration_.Restore(passage.from, shown.sink(), use);
 }
 
-VolumeRecord PiecewiseRestoration::RestoreWhole(unsigned volume, PlaneSource& from, PlaneSink& to,
-                                                PsfUse use) {
+/// The volume as its pieces have it.
+void PiecewiseRestoration::Assemble(const KeptVolume& kept, const VolumePassage& passage,
+                                    VolumeRecord& record) {
+    writer_.Wait();  // whose last unit goes to the same output
+    ShownPlanes shown(*passage.to, passage.views);
+    RangedPlanes ranged(shown.sink(), kept.grid.shape());
+    record.fluxOut = WriteKept(parts_, kept, ranged);
+    record.after = ranged.range();
+    kept_.push_back(kept);
+}
+
+/// A volume in one piece that an earlier run has restored.
+std::optional<VolumeRecord> PiecewiseRestoration::TakeOver(unsigned volume, const VolumePassage& passage) {
+    const ImageScan scan = ScanImage(passage.from, plan_.grid);
+    const KeptVolume kept = Keep(volume, scan.checksum, 0.0f);
+    const PieceHead head = kept.HeadOf(0);
+    if (!parts_.Has(head)) return std::nullopt;
+    if (passage.loaded) passage.loaded();
+    VolumeRecord record = restoration_.RecordOf(passage.from.shape());
+    record.before = scan.range;
+    record.fluxIn = scan.sum;
+    record.iterations = parts_.EndOf(head).iterations;
+    record.end = parts_.EndOf(head).end;
+    record.takenOver = 1;
+    Assemble(kept, passage, record);
+    return record;
+}
+
+VolumeRecord PiecewiseRestoration::RestoreKept(unsigned volume, const VolumePassage& passage, PsfUse use) {
+    if (!plan_.overlapped) writer_.Release();
     if (parts_.resumes()) {
-        const ImageScan scan = ScanImage(from, plan_.grid);
-        const KeptVolume kept = Keep(volume, scan.checksum, 0.0f);
-        const PieceHead head = kept.HeadOf(0);
-        if (parts_.Has(head)) {
-            VolumeRecord record = restoration_.RecordOf(from.shape());
-            record.before = scan.range;
-            record.fluxIn = scan.sum;
-            RangedPlanes ranged(to, from.shape());
-            record.fluxOut = WriteKept(parts_, kept, ranged);
-            record.after = ranged.range();
-            record.iterations = parts_.EndOf(head).iterations;
-            record.end = parts_.EndOf(head).end;
-            record.takenOver = 1;
-            kept_.push_back(kept);
-            return record;
-        }
+        if (std::optional<VolumeRecord> taken = TakeOver(volume, passage)) return std::move(*taken);
     }
-    ChecksummedPlanes planes(from);
-    PieceOfPlanes piece(
-        parts_, [&] { return Keep(volume, planes.checksum(), 0.0f).HeadOf(0); }, to);
-    VolumeRecord record = restoration_.Restore(planes, piece, use);
-    piece.Commit({record.iterations, record.end});
-    kept_.push_back(Keep(volume, planes.checksum(), 0.0f));
+    ChecksummedPlanes planes(passage.from);
+    // All planes are read before the first one is written.
+    const auto keep = [&] { return Keep(volume, planes.checksum(), 0.0f); };
+    AnnouncedPlanes piece(writer_, [&] { writer_.Begin(keep().HeadOf(0), passage.to, RoomForVolume()); });
+    ShownPlanes shown(piece, passage.views);
+    RunVariant variant{restoration_.settings()};
+    variant.loaded = passage.loaded;
+    VolumeRecord record = restoration_.Restore(planes, shown.sink(), use, variant);
+    writer_.End({record.iterations, record.end});
+    kept_.push_back(keep());
     return record;
 }
 
@@ -186,9 +207,10 @@ Preparation PiecewiseRestoration::Prepare(const ImageScan& scan, const Extent& s
 /// Once the first block has run, all others run as many iterations.
 PieceEnd PiecewiseRestoration::RestoreBlock(int block, const std::optional<PieceEnd>& first,
                                             const ImageScan& scan, const Preparation& preparation,
-                                            PlaneSource& from, PlaneSink& to, VolumeRecord& record) {
+                                            const BlockPassage& passage, VolumeRecord& record) {
     if (first && scan.IsDark(block, plan_.grid)) {
-        CopyPlanes(from, to);
+        CopyPlanes(passage.from, passage.to);
+        passage.loaded();
         return *first;
     }
     RunVariant variant{restoration_.settings(), "restoring block " + std::to_string(block + 1) + " of " +
@@ -196,11 +218,12 @@ PieceEnd PiecewiseRestoration::RestoreBlock(int block, const std::optional<Piece
     variant.checked = true;
     variant.largestOfWhole = scan.range.largest;
     variant.borderOfWhole = preparation.BorderMean(scan);
+    variant.loaded = passage.loaded;
     if (first && method_.endsByItself()) {
         variant.settings.iterations = first->iterations;
         variant.settings.noAutoStop = true;
     }
-    const VolumeRecord one = restoration_.Restore(from, to, PsfUse::Again, variant);
+    const VolumeRecord one = restoration_.Restore(passage.from, passage.to, PsfUse::Again, variant);
     record.coreSeconds += one.coreSeconds;
     return first.value_or(PieceEnd{one.iterations, one.end});
 }
@@ -217,29 +240,29 @@ PieceEnd PiecewiseRestoration::MakePieces(PlaneSource& from, const ImageScan& sc
     }
     record.takenOver = static_cast<unsigned>(plan_.grid.blocks()) - static_cast<unsigned>(missing.size());
 
-    BlockReader reader(from, plan_.grid, preparation, plan_.overlapped);
-    BlockWriter writer(parts_, plan_.grid, plan_.overlapped);
+    BlockPlanes planes(from, plan_.grid, preparation);
+    UnitReader reader(planes);
+    const std::size_t room = plan_.overlapped ? RoomOf(plan_.grid.LargestRead()) : 0;
     std::optional<PieceEnd> end;
     if (parts_.Has(head(first))) end = parts_.EndOf(head(first));
-    try {
-        for (std::size_t n = 0; n < missing.size(); ++n) {
-            const int block = missing[n];
-            reader.Take(block, n + 1 < missing.size() ? std::optional(missing[n + 1]) : std::nullopt);
-            writer.Begin(head(block));
-            end = RestoreBlock(block, end, scan, preparation, reader, writer, record);
-            writer.End(*end);
-        }
-    } catch (...) {
-        writer.Wait();  // a finished piece is kept, whatever ends the run
-        throw;
+    for (std::size_t n = 0; n < missing.size(); ++n) {
+        const int block = missing[n];
+        const auto next = n + 1 < missing.size() ? std::optional(missing[n + 1]) : std::nullopt;
+        reader.Take(block, room);
+        writer_.Begin(head(block), nullptr, room);
+        UsedPlanes used(writer_, plan_.grid, block);
+        const BlockPassage passage = {reader, used, [&reader, next] { reader.ReadAhead(next); }};
+        end = RestoreBlock(block, end, scan, preparation, passage, record);
+        writer_.End(*end);
     }
-    writer.Wait();
+    writer_.Wait();
     return *end;
 }
 
-VolumeRecord PiecewiseRestoration::RestoreInBlocks(unsigned volume, PlaneSource& from, PlaneSink& to) {
-    const Extent shape = from.shape();
-    const ImageScan scan = ScanImage(from, plan_.grid);
+VolumeRecord PiecewiseRestoration::RestoreInBlocks(unsigned volume, const VolumePassage& passage) {
+    writer_.Release();
+    const Extent shape = passage.from.shape();
+    const ImageScan scan = ScanImage(passage.from, plan_.grid);
     const Preparation preparation = Prepare(scan, shape);
     VolumeRecord record = restoration_.RecordOf(shape);
     record.frame = plan_.frame;
@@ -250,13 +273,10 @@ VolumeRecord PiecewiseRestoration::RestoreInBlocks(unsigned volume, PlaneSource&
 
     const KeptVolume kept = Keep(volume, scan.checksum, preparation.lift);
     const auto head = [&kept](int block) { return kept.HeadOf(block); };
-    const PieceEnd end = MakePieces(from, scan, preparation, head, record);
+    const PieceEnd end = MakePieces(passage.from, scan, preparation, head, record);
     record.iterations = end.iterations;
     record.end = end.end;
-    RangedPlanes ranged(to, shape);
-    record.fluxOut = WriteKept(parts_, kept, ranged);
-    record.after = ranged.range();
-    kept_.push_back(kept);
+    Assemble(kept, passage, record);
     return record;
 }
 

@@ -6,14 +6,17 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "report/html/report_views.h"
 #include "report/messages.h"
 #include "restoration/blocks/image_scan.h"
 #include "restoration/blocks/part_folder.h"
 #include "restoration/blocks/run_plan.h"
+#include "restoration/blocks/unit_exchange.h"
 #include "restoration/kept_volume.h"
 #include "restoration/method.h"
 #include "restoration/restoration_record.h"
@@ -23,45 +26,57 @@
 
 namespace rydecon {
 
+/// Where the planes of one volume come from and go to.
+struct VolumePassage {
+    PlaneSource& from;              ///< read once or, in blocks, several times
+    std::shared_ptr<PlaneSink> to;  ///< may get them on another thread, until the writer has waited for it
+    ReportViews* views = nullptr;   ///< is shown the result, before Restore returns
+    std::function<void()> loaded = {};  ///< called once no plane is read again but of a failed run
+};
+
 class PiecewiseRestoration {
   public:
-    /// Which of an output's volumes have this PSF and so this plan.
-    struct Volumes {
-        unsigned first = 0;  ///< number of the first of them
-        unsigned all = 1;    ///< of the whole output; of several each is a piece of its own, at least
-    };
-
-    /// Plans the run. All arguments must outlive the object.
-    /// parts  of the output; its owner removes them once the output is in its place
-    /// shape  of each volume
-    PiecewiseRestoration(PartFolder& parts, const RestoreJob& job, const Method& method,
-                         VolumeRestoration& restoration, const Extent& shape, const Volumes& volumes,
-                         const Messages& messages);
+    /// Plans the run. All arguments but `volumes` must outlive the object.
+    /// parts    of the output; its owner removes them once the output is in its place
+    /// writer   of these parts; its owner waits for it at the end
+    /// volumes  of several each is a piece of its own, at least
+    PiecewiseRestoration(PartFolder& parts, UnitWriter& writer, const RestoreJob& job, const Method& method,
+                         VolumeRestoration& restoration, const VolumeSet& volumes, const Messages& messages);
 
     const RunPlan& plan() const { return plan_; }
+
+    /// Samples of a volume to be held while another is computed; 0: none is.
+    std::size_t RoomForVolume() const {
+        return plan_.overlapped && !plan_.InBlocks() ? RoomOf(plan_.grid.shape()) : 0;
+    }
 
     /// The restored volumes that the folder holds, as they were restored.
     const std::vector<KeptVolume>& kept() const { return kept_; }
 
-    /// Restores volume number `volume`, from 0, or takes over what an earlier run has of it. Planes of `from`
-    /// are read once or, in blocks, several times.
+    /// Restores volume number `volume`, from 0, or takes over what an earlier run has of it.
     /// use  of the PSF; it is kept where the volume is cut
-    VolumeRecord Restore(unsigned volume, PlaneSource& from, PlaneSink& to, VolumeRestoration::PsfUse use);
+    VolumeRecord Restore(unsigned volume, const VolumePassage& passage, VolumeRestoration::PsfUse use);
 
   private:
-    VolumeRecord RestoreWhole(unsigned volume, PlaneSource& from, PlaneSink& to,
-                              VolumeRestoration::PsfUse use);
-    VolumeRecord RestoreInBlocks(unsigned volume, PlaneSource& from, PlaneSink& to);
+    VolumeRecord RestoreKept(unsigned volume, const VolumePassage& passage, VolumeRestoration::PsfUse use);
+    VolumeRecord RestoreInBlocks(unsigned volume, const VolumePassage& passage);
+    std::optional<VolumeRecord> TakeOver(unsigned volume, const VolumePassage& passage);
+    void Assemble(const KeptVolume& kept, const VolumePassage& passage, VolumeRecord& record);
     Preparation Prepare(const ImageScan& scan, const Extent& shape) const;
     PieceEnd MakePieces(PlaneSource& from, const ImageScan& scan, const Preparation& preparation,
                         const std::function<PieceHead(int)>& head, VolumeRecord& record);
+    struct BlockPassage {
+        PlaneSource& from;
+        PlaneSink& to;
+        std::function<void()> loaded;
+    };
     PieceEnd RestoreBlock(int block, const std::optional<PieceEnd>& first, const ImageScan& scan,
-                          const Preparation& preparation, PlaneSource& from, PlaneSink& to,
-                          VolumeRecord& record);
+                          const Preparation& preparation, const BlockPassage& passage, VolumeRecord& record);
     KeptVolume Keep(unsigned volume, std::uint32_t image, float pedestal) const;
     std::string Identity(std::uint32_t image) const;
 
     PartFolder& parts_;
+    UnitWriter& writer_;
     const RestoreJob& job_;
     const Method& method_;
     VolumeRestoration& restoration_;

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "report/html/report_views.h"
+#include "report/html/restoration_report.h"
 #include "report/user_error.h"
 #include "restoration/frame_plan.h"
 
@@ -36,13 +38,14 @@ std::uint64_t PaddedBytes(const Extent& frame) {
 class Planner {
   public:
     Planner(const RestoreJob& job, const Method& method, const VolumeRestoration& restoration,
-            const Extent& shape, bool curve)
+            const VolumeSet& volumes, bool curve)
         : job_(job),
           method_(method),
           restoration_(restoration),
-          shape_(shape),
+          volumes_(volumes),
+          shape_(volumes.shape),
           curve_(curve),
-          levels_(LevelsOf(FrameOf({1, 1, shape.z}).value_or(Extent{}))),
+          levels_(LevelsOf(FrameOf({1, 1, shape_.z}).value_or(Extent{}))),
           overlaps_(OverlapsFor(restoration.psf().reach(), 1 << levels_)),
           limit_(FindMemoryLimit(job.maxMemory)),
           now_(MeasureProcess()) {}
@@ -53,10 +56,10 @@ class Planner {
         const std::optional<Extent> frame = FrameOf(grid.LargestRead());
         if (!frame || LevelsOf(*frame) != levels_) return std::nullopt;
         RunPlan plan{std::move(grid), *frame, {}, limit_, false, curve_};
-        plan.need = NeedOf(plan, false);
-        if (!plan.InBlocks()) return plan;
-        const MemoryNeed overlapped = NeedOf(plan, true);
-        if (Fits(overlapped)) {
+        plan.need = NeedOf(plan);
+        MemoryNeed overlapped = plan.need;
+        overlapped.exchange = ExchangeOf(plan);
+        if (overlapped.exchange > 0 && Fits(overlapped)) {
             plan.need = overlapped;
             plan.overlapped = true;
         }
@@ -133,37 +136,69 @@ class Planner {
         return method_.sides == Sides::Any ? 0 : std::min(frame.z / kPlanesOfLevel, kMostLevels);
     }
 
-    MemoryNeed NeedOf(const RunPlan& plan, bool overlapped) const {
+    /// While a unit is computed there is one that is read ahead, and one that is being written. The first one of all
+    /// has none before it, the last one none behind it.
+    std::uint64_t ExchangeOf(const RunPlan& plan) const {
+        const std::uint64_t units =
+            plan.InBlocks() ? static_cast<std::uint64_t>(plan.grid.blocks()) : volumes_.all;
+        const Extent unit = plan.InBlocks() ? plan.grid.LargestRead() : shape_;
+        return std::min<std::uint64_t>(units - 1, 2) * Bytes(unit);
+    }
+
+    /// Those of volumes before are in the process.
+    std::uint64_t ViewsToCome() const {
+        if (job_.report.empty()) return 0;
+        std::uint64_t shown = 0;
+        for (unsigned n = volumes_.first; n < volumes_.all; ++n) {
+            if (ShowsViews(static_cast<int>(n), static_cast<int>(volumes_.all))) ++shown;
+        }
+        const auto& [low, high] = restoration_.psf().reach();
+        const auto side = [](int below, int above) { return 2 * std::max(below, above) + 1; };
+        const std::uint64_t sections =
+            Bytes({side(low.x, high.x), side(low.y, high.y) + side(low.z, high.z), 1});
+        const std::uint64_t each =
+            BytesOfViews(shape_.x, shape_.y, shape_.z) + sections * (method_.refinesPsf ? 2 : 1);
+        return (shown - std::min<std::uint64_t>(shown, 1)) * each;
+    }
+
+    MemoryNeed NeedOf(const RunPlan& plan) const {
         constexpr std::uint64_t kVolumes = 2;
         constexpr std::uint64_t kPlanesOfReport = 8;  // sums and projections of both images, then a spectrum
         const std::uint64_t source = restoration_.psf().bytes();
+        const std::uint64_t counted = source + volumes_.held;  // in other parts of the need
+        const std::uint64_t growth =
+            volumes_.first == 0 ? kLaterGrowth : 0;  // volumes before have brought it
         MemoryNeed need;
-        need.process = std::max(now_.resident - std::min(now_.resident, source) + kLaterGrowth, kProgram);
+        need.process = std::max(now_.resident - std::min(now_.resident, counted) + growth, kProgram);
         need.psf = source;
-        need.volumes = (kVolumes + BesideImageAndPsf()) * PaddedBytes(plan.frame);
+        need.volumes = kVolumes * PaddedBytes(plan.frame) + BytesOfOptions(plan.frame);
         const CoreNeed core = CoreNeedOf(method_, job_.settings, plan.frame);
         need.core = core.touched;
         need.idle = core.asked - core.touched;
         need.planes = Bytes({shape_.x, shape_.y, 1});
         if (!job_.report.empty()) need.planes += kPlanesOfReport * Bytes({shape_.x, shape_.y, 1});
+        need.views = ViewsToCome();
         need.earlier = now_.peak;
-        if (!plan.InBlocks()) {
+        if (plan.InBlocks()) {
+            need.planes *= 2;  // of the assembly: the plane and what a piece adds
+        } else if (volumes_.count == 1) {
             // The source of the PSF is gone before the core's buffers come.
             if (source > need.core) need.core = 0;
             if (source <= need.core) need.psf = 0;
-            return need;
         }
-        need.planes *= 2;  // of the assembly: the plane and what a piece adds
-        if (overlapped) need.exchange = 2 * Bytes(plan.grid.LargestRead());
         return need;
     }
 
-    /// Padded volumes that the options ask for.
-    std::uint64_t BesideImageAndPsf() const {
+    /// What the options ask for beside image and PSF.
+    std::uint64_t BytesOfOptions(const Extent& frame) const {
         constexpr std::uint64_t kOfSplit = 4;  // both halves are held against one another
-        constexpr std::uint64_t kOfCurve = 3;  // the blurred iterate, its spectrum, the image
-        const std::uint64_t judged = job_.stop.split ? kOfSplit : curve_ ? kOfCurve : 0;
-        return judged + (job_.truth.empty() ? 0 : 1);
+        constexpr std::uint64_t kOfCurve = 2;  // the blurred iterate, and the spectrum of the PSF
+        const std::uint64_t padded = (job_.stop.split ? kOfSplit
+                                      : curve_        ? kOfCurve
+                                                      : 0) +
+                                     (job_.truth.empty() ? 0 : 1);
+        const bool keepsImage = curve_ && !job_.stop.split;  // what the blurred iterate is held against
+        return padded * PaddedBytes(frame) + (keepsImage ? Bytes(shape_) : 0);
     }
 
     Extent MostCounts() const {
@@ -189,6 +224,7 @@ class Planner {
     const RestoreJob& job_;
     const Method& method_;
     const VolumeRestoration& restoration_;
+    const VolumeSet& volumes_;
     Extent shape_;
     bool curve_;  ///< each iterate is held against the image
     int levels_;  ///< of wavelets, whose grids all blocks share
@@ -215,7 +251,7 @@ void RequireDivisible(const RestoreJob& job, const Method& method, const MemoryL
 }  // namespace
 
 std::uint64_t MemoryNeed::Total() const {
-    return std::max(process + psf + volumes + core + planes + exchange, earlier);
+    return std::max(process + psf + volumes + core + planes + exchange + views, earlier);
 }
 
 double RunPlan::Samples() const {
@@ -233,17 +269,17 @@ CoreNeed CoreNeedOf(const Method& method, const MethodSettings& settings, const 
 }
 
 RunPlan PlanRun(const RestoreJob& job, const Method& method, const VolumeRestoration& restoration,
-                const Extent& shape, const std::optional<Extent>& counts) {
+                const VolumeSet& volumes, const std::optional<Extent>& counts) {
     constexpr Extent kWhole = {1, 1, 1};
     bool curve = job.wantsCurve && method.showsIterates;
     if (curve && job.curveOutput.empty()) {
         // A report goes without the curve where that would cost blocks.
-        const Planner planner(job, method, restoration, shape, true);
+        const Planner planner(job, method, restoration, volumes, true);
         std::optional<RunPlan> plan = planner.PlanOf(kWhole);
         if (counts.value_or(kWhole) == kWhole && planner.Fits(plan)) return std::move(*plan);
         curve = false;
     }
-    const Planner planner(job, method, restoration, shape, curve);
+    const Planner planner(job, method, restoration, volumes, curve);
     if (counts && planner.MayHave(*counts)) return planner.PlanOf(*counts).value();
     std::optional<RunPlan> whole = planner.PlanOf(kWhole);
     if (planner.Fits(whole)) return std::move(*whole);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <vector>
@@ -194,6 +195,25 @@ TEST(ReportViews, ABlackVolumeAndOneWithoutFiniteSamplesAreFine) {
     const VolumeViews views = ViewsOf(nothing, nothing);
     EXPECT_TRUE(views.histogram.before.empty());
     EXPECT_EQ(views.numbersBefore.finite, 0u);
+}
+
+TEST(ReportViews, TakeAsManyBytesAsForetold) {
+    for (const auto& [x, y, z] : {std::array{500, 400, 6}, {2500, 90, 30}, {300, 200, 1}, {31, 1100, 40}}) {
+        const Box box = Pattern(x, y, z, 0);
+        const VolumeViews views = ViewsOf(box, box);
+        std::size_t bytes = 0;
+        for (const OrthogonalViews* const image : {&views.before, &views.after}) {
+            for (const SamplePicture* const picture : {&image->xy, &image->xz, &image->yz})
+                bytes += sizeof(float) * picture->samples.size();
+        }
+        for (const auto* const counts : {&views.histogram.before, &views.histogram.after})
+            bytes += sizeof(std::uint64_t) * counts->size();
+        for (const auto* const powers : {&views.spectrum.before, &views.spectrum.after})
+            bytes += sizeof(double) * powers->size();
+        const auto foretold = static_cast<double>(BytesOfViews(x, y, z));
+        EXPECT_GE(foretold, static_cast<double>(bytes)) << x;
+        EXPECT_LE(foretold, 1.02 * static_cast<double>(bytes) + 12000.0) << x << ": charts have bounds only";
+    }
 }
 
 TEST(ReportViews, VolumesWithViewsAreSpreadEvenlyAndFew) {

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// The order in which files are read and appear, as the system tells it.
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace rydecon::test {
+
+class FileEvents {
+  public:
+    FileEvents() : queue_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {}
+    ~FileEvents() { close(queue_); }
+    FileEvents(const FileEvents&) = delete;
+    FileEvents& operator=(const FileEvents&) = delete;
+
+    /// Tells "read NAME" from now on.
+    void WatchReading(const std::filesystem::path& file) { Watch(file, IN_ACCESS, "read "); }
+    /// Tells "has NAME" for each file that gets its name there.
+    void WatchArrivals(const std::filesystem::path& folder) { Watch(folder, IN_MOVED_TO, "has "); }
+
+    /// All events so far, repetitions in a row once.
+    std::vector<std::string> All() {
+        alignas(inotify_event) std::array<char, 65536> bytes{};
+        for (ssize_t count = 0; (count = read(queue_, bytes.data(), bytes.size())) > 0;) {
+            for (ssize_t at = 0; at < count;) {
+                const auto* const event = reinterpret_cast<const inotify_event*>(bytes.data() + at);
+                at += static_cast<ssize_t>(sizeof *event + event->len);
+                const auto& [mask, text] = watches_[event->wd];
+                if ((event->mask & mask) == 0) continue;
+                const std::string told = text + (event->len > 0 ? event->name : "");
+                if (events_.empty() || events_.back() != told) events_.push_back(told);
+            }
+        }
+        return events_;
+    }
+
+  private:
+    struct Watched {
+        unsigned mask = 0;
+        std::string text;
+    };
+    void Watch(const std::filesystem::path& path, unsigned mask, const std::string& verb) {
+        const std::string name = std::filesystem::is_directory(path) ? "" : path.filename().string();
+        watches_[inotify_add_watch(queue_, path.c_str(), mask)] = {mask, verb + name};
+    }
+
+    int queue_;
+    std::map<int, Watched> watches_;
+    std::vector<std::string> events_;
+};
+
+}  // namespace rydecon::test
