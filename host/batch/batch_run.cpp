@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "batch/child_process.h"
+#include "batch/file_warmer.h"
 #include "io/file_error.h"
 #include "record/sidecar.h"
 #include "report/progress_bar.h"
@@ -40,6 +41,23 @@ std::string ReasonToRefuse(const BatchItem& item, const std::string& version) {
         return std::string("the file exists already and was changed since it was made") + kRemedy;
     }
     return "";
+}
+
+/// Whether a file that the item asks for beside its output is missing. UserError where another one is there, which
+/// restoring the image once more would replace.
+bool LacksFileBeside(const BatchItem& item) {
+    std::optional<std::filesystem::path> there;
+    bool lacks = false;
+    for (const std::filesystem::path& file : {item.job.report, item.job.curveOutput, item.job.psfOutput}) {
+        if (file.empty()) continue;
+        if (StampOf(file)) {
+            there = file;
+        } else {
+            lacks = true;
+        }
+    }
+    if (lacks && there) throw WriteError(*there, "the file exists already; add --overwrite to replace it");
+    return lacks;
 }
 
 /// Threads for each of the processes that run at a time, as a setting of the environment.
@@ -86,7 +104,7 @@ class BatchRun {
     std::vector<BatchOutcome> Run() {
         while (next_ < items_.size() || !running_.empty()) {
             if (StopRequested()) PassStopOn();
-            while (next_ < items_.size() && running_.size() < jobs_ && !StopRequested()) Begin(next_++);
+            while (next_ < items_.size() && MayBegin() && !StopRequested()) Begin(next_++);
             Listen();
         }
         bar_.Finish();
@@ -99,6 +117,14 @@ class BatchRun {
         std::unique_ptr<ChildProcess> process;
     };
 
+    /// So many compute at a time, and as many more may write what they have computed.
+    bool MayBegin() const {
+        const auto computing = static_cast<std::size_t>(
+            std::count_if(running_.begin(), running_.end(),
+                          [](const Running& running) { return !running.process->PassedTurn(); }));
+        return computing < jobs_ && running_.size() < 2 * jobs_;
+    }
+
     void PassStopOn() {
         next_ = items_.size();
         if (!stopPassedOn_) {
@@ -110,19 +136,35 @@ class BatchRun {
     void Begin(std::size_t n) {
         const BatchItem& item = items_[n];
         try {
+            std::vector<std::string> words = {"restore"};
             if (!settings_.overwrite && StampOf(item.output)) {
                 const std::string reason = ReasonToRefuse(item, settings_.version);
                 if (!reason.empty()) throw WriteError(item.output, reason);
-                LeaveAlone(n);
-                return;
+                if (!LacksFileBeside(item)) {
+                    LeaveAlone(n);
+                    return;
+                }
+                words.emplace_back("--overwrite");  // by the same samples
             }
-            std::vector<std::string> words = {"restore"};
             words.insert(words.end(), item.words.begin(), item.words.end());
             running_.push_back({n, std::make_unique<ChildProcess>(words, environment_)});
+            WarmNext();
         } catch (const UserError& failure) {
             if (failure.code() == ExitCode::Stopped) return;
             Fail(n, failure.what());
         }
+    }
+
+    /// The image that is restored next is read from the disk while this one is restored.
+    void WarmNext() {
+        if (next_ >= items_.size()) return;
+        const BatchItem& item = items_[next_];
+        if (!settings_.overwrite && StampOf(item.output)) return;  // left alone as a rule
+        std::vector<std::filesystem::path> files = {item.image};
+        for (const PsfChoice& psf : PsfsOf(item.job)) {
+            if (!psf.file.empty()) files.push_back(psf.file);
+        }
+        warmer_.Warm(std::move(files));
     }
 
     void LeaveAlone(std::size_t n) {
@@ -145,14 +187,18 @@ class BatchRun {
     /// Takes what the processes say, and takes leave of those that end.
     void Listen() {
         std::vector<pollfd> channels;
+        constexpr std::size_t kOfEach = 3;
         for (const Running& running : running_) {
             channels.push_back({running.process->out(), POLLIN, 0});
             channels.push_back({running.process->err(), POLLIN, 0});
+            channels.push_back({running.process->turn(), POLLIN, 0});
         }
         if (channels.empty() || poll(channels.data(), channels.size(), kMillisecondsOfPoll) <= 0) return;
         for (std::size_t k = 0; k < running_.size(); ++k) {
-            if (channels[2 * k].revents != 0) running_[k].process->ReadOut();
-            if (channels[2 * k + 1].revents != 0) running_[k].process->ReadErr();
+            const pollfd* const own = &channels[kOfEach * k];
+            if (own[0].revents != 0) running_[k].process->ReadOut();
+            if (own[1].revents != 0) running_[k].process->ReadErr();
+            if (own[2].revents != 0) running_[k].process->ReadTurn();
         }
         const auto ended =
             std::stable_partition(running_.begin(), running_.end(),
@@ -196,6 +242,7 @@ class BatchRun {
     ProgressBar bar_;
     std::vector<BatchOutcome> outcomes_;
     std::vector<Running> running_;
+    FileWarmer warmer_;
     std::size_t next_ = 0;
     bool stopPassedOn_ = false;
 };

@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "io/file_error.h"
+#include "report/turn.h"
 #include "report/user_error.h"
 
 namespace rydecon {
@@ -69,15 +70,23 @@ std::vector<std::string> Environment(const std::vector<std::string>& changes) {
     return all;
 }
 
+/// The ends of the pipes that the child writes to.
+struct Ends {
+    int out;
+    int err;
+    int turn;
+};
+
 /// In the child, between fork and exec: calls that are safe there, and nothing else.
-[[noreturn]] void Become(char* const* words, char* const* environment, int out, int err, pid_t parent) {
+[[noreturn]] void Become(char* const* words, char* const* environment, const Ends& ends, pid_t parent) {
     setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() != parent) _exit(kNotStarted);
     const int nothing = open("/dev/null", O_RDONLY | O_CLOEXEC);
     dup2(nothing, STDIN_FILENO);
-    dup2(out, STDOUT_FILENO);
-    dup2(err, STDERR_FILENO);
+    dup2(ends.out, STDOUT_FILENO);
+    dup2(ends.err, STDERR_FILENO);
+    fcntl(ends.turn, F_SETFD, 0);
     execve(kThisProgram, words, environment);
     _exit(kNotStarted);
 }
@@ -88,23 +97,28 @@ ChildProcess::ChildProcess(const std::vector<std::string>& words,
                            const std::vector<std::string>& environment) {
     std::vector<std::string> allWords = {"rydecon"};
     allWords.insert(allWords.end(), words.begin(), words.end());
-    std::vector<std::string> allSettings = Environment(environment);
-    const std::vector<char*> argv = Pointers(allWords);
-    const std::vector<char*> envp = Pointers(allSettings);
     Pipe out;
     Pipe err;
+    Pipe turn;
+    std::vector<std::string> settings = environment;
+    settings.push_back(std::string(kTurnSetting) + "=" + std::to_string(turn.theirs));
+    std::vector<std::string> allSettings = Environment(settings);
+    const std::vector<char*> argv = Pointers(allWords);
+    const std::vector<char*> envp = Pointers(allSettings);
     const pid_t parent = getpid();
     process_ = fork();
     if (process_ < 0) throw StartError(errno);
-    if (process_ == 0) Become(argv.data(), envp.data(), out.theirs, err.theirs, parent);
+    if (process_ == 0) Become(argv.data(), envp.data(), {out.theirs, err.theirs, turn.theirs}, parent);
     setpgid(process_, process_);  // whoever of the two comes first
     out_ = std::exchange(out.ours, -1);
     err_ = std::exchange(err.ours, -1);
+    turn_ = std::exchange(turn.ours, -1);
 }
 
 ChildProcess::~ChildProcess() {
     if (out_ >= 0) close(out_);
     if (err_ >= 0) close(err_);
+    if (turn_ >= 0) close(turn_);
     if (process_ < 0) return;
     kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);

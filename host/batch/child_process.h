@@ -32,14 +32,19 @@ class ChildProcess {
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    /// Standard output and standard error; -1 once their end has been read.
+    /// Standard output, standard error, and the pipe over which it passes its turn on; -1 once their end has been read.
     int out() const { return out_; }
     int err() const { return err_; }
+    int turn() const { return turn_; }
 
     /// Reads what is there; one that is closed or has nothing to read leaves it so.
     void ReadOut() { Read(out_, end_.out); }
     void ReadErr() { Read(err_, end_.err); }
+    void ReadTurn() { Read(turn_, passed_); }
     bool Drained() const { return out_ < 0 && err_ < 0; }
+
+    /// Whether it computes no more, and only writes.
+    bool PassedTurn() const { return !passed_.empty(); }
 
     /// Asks it to end, as Ctrl-C would.
     void Stop() const;
@@ -53,6 +58,8 @@ class ChildProcess {
     pid_t process_ = -1;
     int out_ = -1;
     int err_ = -1;
+    int turn_ = -1;
+    std::string passed_;
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
     ChildEnd end_;
 };

@@ -19,6 +19,7 @@
 #include "report/output_file.h"
 #include "report/progress_bar.h"
 #include "report/stop_request.h"
+#include "report/turn.h"
 #include "restoration/clean_pictures.h"
 #include "restoration/picture_output.h"
 #include "restoration/picture_psf.h"
@@ -328,6 +329,7 @@ RestorationRecord RunPictureJob(const RestoreJob& job, const PictureMethod& meth
         waiting->WriteTo(writer);
     }
     NoteCopied(copied, pictures, job.image, messages);
+    PassTurn();
     writer.Commit();
     NoteClipped(writer, job, messages);
 

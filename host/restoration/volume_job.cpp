@@ -17,6 +17,7 @@
 #include "report/counted.h"
 #include "report/deferred_messages.h"
 #include "report/output_file.h"
+#include "report/turn.h"
 #include "restoration/blocks/piecewise_restoration.h"
 #include "restoration/blocks/run_forecast.h"
 #include "restoration/convergence.h"
@@ -278,6 +279,7 @@ void VolumeJob::WriteRescaled() {
 /// Puts the output in its place once all is restored.
 void VolumeJob::Finish(VolumeRestoration& last) {
     output_->behind.Release();
+    PassTurn();
     for (std::size_t n = 0; n < output_->written.size(); ++n) {
         record_.volumes[n].clipped = output_->written[n]->clipped();
     }

@@ -22,9 +22,9 @@ class FileEvents {
     FileEvents& operator=(const FileEvents&) = delete;
 
     /// Tells "read NAME" from now on.
-    void WatchReading(const std::filesystem::path& file) { Watch(file, IN_ACCESS, "read "); }
-    /// Tells "has NAME" for each file that gets its name there.
-    void WatchArrivals(const std::filesystem::path& folder) { Watch(folder, IN_MOVED_TO, "has "); }
+    void WatchReading(const std::filesystem::path& file) { Watch(file, IN_ACCESS); }
+    /// Tells "new NAME" for each file that is made there, and "has NAME" for each that gets its name.
+    void WatchArrivals(const std::filesystem::path& folder) { Watch(folder, IN_MOVED_TO | IN_CREATE); }
 
     /// All events so far, repetitions in a row once.
     std::vector<std::string> All() {
@@ -33,9 +33,11 @@ class FileEvents {
             for (ssize_t at = 0; at < count;) {
                 const auto* const event = reinterpret_cast<const inotify_event*>(bytes.data() + at);
                 at += static_cast<ssize_t>(sizeof *event + event->len);
-                const auto& [mask, text] = watches_[event->wd];
-                if ((event->mask & mask) == 0) continue;
-                const std::string told = text + (event->len > 0 ? event->name : "");
+                if ((event->mask & (IN_ACCESS | IN_MOVED_TO | IN_CREATE)) == 0) continue;
+                const char* const verb = (event->mask & IN_ACCESS) != 0     ? "read "
+                                         : (event->mask & IN_MOVED_TO) != 0 ? "has "
+                                                                            : "new ";
+                const std::string told = verb + (event->len > 0 ? event->name : watches_[event->wd]);
                 if (events_.empty() || events_.back() != told) events_.push_back(told);
             }
         }
@@ -43,17 +45,12 @@ class FileEvents {
     }
 
   private:
-    struct Watched {
-        unsigned mask = 0;
-        std::string text;
-    };
-    void Watch(const std::filesystem::path& path, unsigned mask, const std::string& verb) {
-        const std::string name = std::filesystem::is_directory(path) ? "" : path.filename().string();
-        watches_[inotify_add_watch(queue_, path.c_str(), mask)] = {mask, verb + name};
+    void Watch(const std::filesystem::path& path, unsigned kinds) {
+        watches_[inotify_add_watch(queue_, path.c_str(), kinds)] = path.filename().string();
     }
 
     int queue_;
-    std::map<int, Watched> watches_;
+    std::map<int, std::string> watches_;  // names of files
     std::vector<std::string> events_;
 };
 
