@@ -11,6 +11,7 @@
 #include "restoration/blocks/memory_limit.h"
 #include "restoration/blocks/part_folder.h"
 #include "restoration/blocks/piece_assembly.h"
+#include "restoration/blocks/run_forecast.h"
 #include "support/restore_scene.h"
 
 namespace rydecon {
@@ -76,6 +77,23 @@ TEST(ByteSize, TextHasThreeDigits) {
     EXPECT_EQ(ByteText(1), "1 MiB");
     EXPECT_EQ(ByteText(812ULL << 20), "812 MiB");
     EXPECT_EQ(ByteText(3ULL << 30), "3.00 GiB");
+}
+
+/// Runs that take these seconds; how many of them LeastTime takes.
+int RunsOf(const std::vector<double>& seconds, double least) {
+    std::size_t n = 0;
+    const auto taken = LeastTime([&]() -> std::optional<double> { return seconds.at(n++); });
+    EXPECT_TRUE(taken);
+    EXPECT_EQ(taken.value_or(0.0), least);
+    return static_cast<int>(n);
+}
+
+TEST(LeastTime, IsTheOneOfARunThatOthersLeftAlone) {
+    EXPECT_EQ(RunsOf({0.25, 0.02, 0.3}, 0.02), 3) << "a busy machine";
+    EXPECT_EQ(RunsOf({0.04, 0.03, 0.04}, 0.03), 3) << "a quiet one";
+    EXPECT_EQ(RunsOf({0.01, 0.01, 0.02, 0.01, 0.005, 0.01}, 0.005), 6) << "short runs";
+    EXPECT_EQ(RunsOf({5.0}, 5.0), 1) << "not longer than needed";
+    EXPECT_EQ(LeastTime([]() -> std::optional<double> { return std::nullopt; }), std::nullopt);
 }
 
 class ControlGroups : public ::testing::Test {

@@ -3,6 +3,7 @@
 
 // How long a planned restoration will take, from a measured probe, and the words that tell a plan.
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -16,6 +17,10 @@ namespace rydecon {
 /// a second, once for each method in a process; empty for a job that itself takes not much longer.
 std::optional<double> ForecastSeconds(const Method& method, const MethodSettings& settings,
                                       const RunPlan& plan);
+
+/// The least that several runs take, each of which tells its seconds: other programs make a run longer, and none
+/// shorter. Goes on for a moment; empty where a run tells none.
+std::optional<double> LeastTime(const std::function<std::optional<double>()>& run);
 
 /// "plan: 3 x 2 x 1 blocks, padded to 250 x 240 x 96 samples each, 310 MiB of 400 MiB (--max-memory), at most
 /// about 40 s"
