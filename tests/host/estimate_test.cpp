@@ -155,10 +155,10 @@ TEST_P(EstimatedMemoryOfVolumes, IsThatOfTheRunWithinFivePerCent) {
 
 INSTANTIATE_TEST_SUITE_P(
     Scenes, EstimatedMemoryOfVolumes,
-    testing::Values(VolumesCase{{160, 150, 60}, 1, 4, {}, false}, VolumesCase{{160, 150, 60}, 1, 4, {}, true},
-                    VolumesCase{{160, 150, 60}, 2, 1, {}, false},
-                    VolumesCase{{160, 150, 60}, 3, 2, {}, false},
-                    VolumesCase{{160, 150, 60}, 3, 1, {"--dtype", "u16", "--rescale"}, false},
+    testing::Values(VolumesCase{{256, 240, 70}, 1, 4, {}, false}, VolumesCase{{256, 240, 70}, 1, 4, {}, true},
+                    VolumesCase{{256, 240, 70}, 2, 1, {}, false},
+                    VolumesCase{{256, 240, 70}, 3, 2, {}, false},
+                    VolumesCase{{256, 240, 70}, 3, 1, {"--dtype", "u16", "--rescale"}, false},
                     VolumesCase{{600, 500, 4}, 1, 12, {"--report", "page.html"}, false},
                     VolumesCase{{600, 500, 4}, 6, 2, {"--report", "page.html"}, false}));
 
