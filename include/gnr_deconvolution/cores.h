@@ -234,7 +234,7 @@ class GNR_API CRy3DLandweberDeconvolutionCore : public CRyAbstract3DDeconvolutio
     float* pfOtf = nullptr;
     float* pfWorkA = nullptr;
     float* pfWorkB = nullptr;
-    float* pfPoint = nullptr;
+    float* pfPoint = nullptr;     ///< with momentum; without it the point is the image itself
     float* pfPrevious = nullptr;  ///< held, as the required memory says, for what the image itself still has
     float* apfBands[8][5] = {};
     float* apfWaveletWork[6] = {};

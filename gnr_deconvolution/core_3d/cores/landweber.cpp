@@ -22,8 +22,6 @@ using namespace gnr::detail;
 
 namespace {
 
-using Low = CRy3DDeconvolutionLow;
-
 /// Below this many planes nothing is shrunk.
 constexpr std::int32_t kLeastPlanes = 16;
 
@@ -79,8 +77,8 @@ bool CRy3DLandweberDeconvolutionCore::IsPrepared() {
                                                 [](const float* block) { return block != nullptr; });
 }
 
-// x  estimate, in the host's image     g  observed image (pfObserved)     H  transform of the PSF (pfOtf)
-// y  point of the gradient (pfPoint)   c  correction of the PSF's sum     k  iteration
+// x  estimate, in the host's image     g  observed image (pfObserved)     H  transfer function of the PSF (pfOtf)
+// y  point of the gradient             c  correction of the PSF's sum     k  iteration
 // p  strength of the regularisation    T  threshold of the shrinkage
 int CRy3DLandweberDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunParameters> params) {
     if (!IsPrepared()) return gnr::kNotReady;
@@ -97,9 +95,11 @@ int CRy3DLandweberDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunParameters
     std::srand(0);  // every run repeats the same shifts
     const float c = PsfSumCorrection(sizes, params->pfPsf);
     CopyVolume(sizes, pfObserved, x);
-    CopyVolume(sizes, pfPoint, x);
-    CopyVolume(sizes, pfOtf, params->pfPsf);
-    Low::DFT3D_Transform(&sizes, pfOtf);
+    // Without momentum the point is the estimate.
+    float* const y = bAutomatic ? x : pfPoint;
+    if (y != x) CopyVolume(sizes, y, x);
+    Transfer H(sizes, pfOtf, {pfWorkB});
+    H.Make(params->pfPsf, pfWorkB);
     const auto T = static_cast<float>(std::pow(2.0 * p, 1.4) * 0.04 * params->dScale);
     if (!shape.DivisibleByLevels()) return gnr::kNotReady;
     const WaveletFilters filters;
@@ -117,25 +117,28 @@ int CRy3DLandweberDeconvolutionCore::Run(CRyRefCountPtr<CRy3DDeconvRunParameters
 
     // deliberate: the limit counts as a signed number, so that one from 2^31 on is none at all
     const auto limit = static_cast<std::int32_t>(params->uiIterations);
+    if (limit > 0) H.Forward(pfWorkB, y);
     for (std::int32_t k = 0; k < limit; ++k) {
         const bool first = k == 0;
         if ((stopped = progress.StopAtBegin())) break;
         if (bAutomatic && !first && stop.IsLast(static_cast<unsigned>(k), divergence)) k = limit - 1;
-        LandweberGradient(sizes, pfWorkB, pfObserved, pfPoint, pfOtf);
+        LandweberGradient(H, sizes, pfWorkB, pfObserved);
         if ((stopped = progress.StopAtPoll())) break;
 
         if (!bAutomatic) {
             step.extrapolation = momentum.NextFactor();
             step.extrapolates = !first;
         }
-        const CyclicShift shift = shrinks ? DrawShift(shape) : CyclicShift{};
-        const Comparison* const comparison = bAutomatic && k + 1 < limit ? &ofPoint : nullptr;
-        if (shrinks) PackStep(sizes, pfWorkA, shift, pfPoint, pfWorkB, step.length);
-        if (shrinks &&
-            ShrinkByWavelets3D(shape, filters, pfWorkA, T, apfBands, apfWaveletWork) == gnr::kSuccess) {
-            divergence = FinishStep(sizes, x, pfPoint, pfWorkB, step, pfWorkA, shift, comparison);
+        step.followed = k + 1 < limit;
+        const Comparison* const comparison = bAutomatic && step.followed ? &ofPoint : nullptr;
+        if (shrinks) {
+            const ShiftedColumns packed = {pfWorkA, DrawShift(shape)};
+            PackStep(H, sizes, packed, y, pfWorkB, step.length);
+            // Where the wavelets refuse they leave the packed step as it is, and the run goes on.
+            ShrinkByWavelets3D(shape, filters, pfWorkA, T, apfBands, apfWaveletWork);
+            divergence = FinishStep(H, sizes, x, y, pfWorkB, step, packed, comparison);
         } else {
-            divergence = FinishStep(sizes, x, pfPoint, pfWorkB, step, comparison);
+            divergence = FinishStep(H, sizes, x, y, pfWorkB, step, comparison);
         }
         ++done;
         if ((stopped = progress.StopAtEnd())) break;

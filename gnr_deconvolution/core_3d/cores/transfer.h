@@ -53,7 +53,7 @@ class Transfer {
     void Multiply(float* work, TransferUse use) const;
 
     /// work(rows, result) on all rows of the volume, chunk by chunk: each row of `from` is taken and each of `to` is
-    /// put once. Either may be null; both may be the same. The loop is one of detail/parallel.h; what it gives.
+    /// put once. Either may be null; both may be the same; without either there may be no samples. The loop is one of detail/parallel.h; what it gives.
     template <class Loop, class Work>
     auto Sweep(float* from, float* to, const Loop& loop, Work work) const {
         if (passes_) return passes_.Sweep(from, to, loop, work);
@@ -64,7 +64,8 @@ class Transfer {
             const std::int64_t row = i % chunks * kRowsTogether;
             const std::int64_t first = i / chunks * s_.rows + row;
             const std::int64_t count = std::min(kRowsTogether, s_.rows - row);
-            work(RowChunk{first, count, samples + first * s_.rowLength, s_.rowLength}, results);
+            float* const ofFirst = samples != nullptr ? samples + first * s_.rowLength : nullptr;
+            work(RowChunk{first, count, ofFirst, s_.rowLength}, results);
         });
         if (to != nullptr) Low::DFT3D_Transform(&s_, to);
         return result;

@@ -10,15 +10,18 @@
 
 namespace gnr::detail {
 
+/// Asks for floats that are soon to be met.
+inline void Fetch(const float* first, std::int64_t count) {
+    constexpr std::int64_t line = 16;
+    for (std::int64_t i = 0; i < count; i += line) __builtin_prefetch(first + i, 0, 2);
+}
+
 /// Asks for the row behind row r of each volume, if there is one; null volumes have none.
 template <class... Volumes>
 void FetchRowBehind(const DFT3D& s, std::int64_t r, const Volumes*... volumes) {
-    constexpr std::int64_t line = 16;
     if (r + 1 >= RowsOfVolume(s)) return;
     const auto fetch = [&](const float* volume) {
-        if (volume == nullptr) return;
-        const float* const row = volume + (r + 1) * s.rowLength;
-        for (std::int64_t i = 0; i < s.rowLength; i += line) __builtin_prefetch(row + i, 0, 2);
+        if (volume != nullptr) Fetch(volume + (r + 1) * s.rowLength, s.rowLength);
     };
     (fetch(volumes), ...);
 }

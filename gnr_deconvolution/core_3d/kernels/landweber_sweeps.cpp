@@ -12,7 +12,7 @@ namespace gnr::detail {
 namespace {
 
 GNR_VECTOR_CLONES
-void SubtractRowFrom(float* row, const float* from, std::int64_t n) {
+void SubtractFrom(float* row, const float* from, std::int64_t n) {
     for (std::int64_t i = 0; i < n; ++i) row[i] = from[i] - row[i];
 }
 
@@ -32,7 +32,7 @@ void ScaleAndClip(float* row, float c, std::int64_t n) {
 
 /// y holds the new estimate, which goes to x; y goes beyond it.
 GNR_VECTOR_CLONES
-void ExtrapolateRow(float* x, float* y, float factor, std::int64_t n) {
+void Extrapolate(float* x, float* y, float factor, std::int64_t n) {
     for (std::int64_t i = 0; i < n; ++i) {
         const float estimate = y[i];
         y[i] = estimate + (estimate - x[i]) * factor;
@@ -40,73 +40,53 @@ void ExtrapolateRow(float* x, float* y, float factor, std::int64_t n) {
     }
 }
 
-/// From the stepped row in y to the estimate and the next point.
-void FinishRow(float* x, float* y, const LandweberStep& step, std::int32_t columns, std::int32_t rowLength) {
-    ScaleAndClip(y, step.correction, rowLength);
+}  // namespace
+
+void SubtractRowFrom(const DFT3D& s, float* row, const float* observed) {
+    SubtractFrom(row, observed, s.rowLength);
+}
+
+void StepRow(const DFT3D& s, float* y, const float* r, float length) {
+    StepAlong(y, y, r, length, s.rowLength);
+}
+
+void PackStepRow(const DFT3D& s, const ShiftedColumns& to, std::int64_t row, const float* y, const float* r,
+                 float length) {
+    const std::int32_t behind = to.shift.x;
+    const std::int32_t head = ImageColumns(s) - behind;
+    float* const target = to.packed + ShiftedRow(s, to.shift, row);
+    StepAlong(target + behind, y, r, length, head);
+    StepAlong(target, y + head, r + head, length, behind);
+}
+
+void UnpackStepRow(const DFT3D& s, const ShiftedColumns& from, std::int64_t row, float* y) {
+    const std::int32_t behind = from.shift.x;
+    const std::int32_t head = ImageColumns(s) - behind;
+    const float* const source = from.packed + ShiftedRow(s, from.shift, row);
+    std::copy_n(source + behind, head, y);
+    std::copy_n(source, behind, y + head);
+    for (std::int32_t i = ImageColumns(s); i < s.rowLength; ++i) y[i] += 0.0f;
+}
+
+void FinishRow(const DFT3D& s, float* x, float* y, const LandweberStep& step) {
+    const std::int32_t columns = ImageColumns(s);
+    ScaleAndClip(y, step.correction, s.rowLength);
     if (step.extrapolates) {
-        ExtrapolateRow(x, y, step.extrapolation, columns);
-        ExtrapolateRow(x + columns, y + columns, 1.0f, rowLength - columns);
-    } else {
-        std::copy_n(y, rowLength, x);
+        Extrapolate(x, y, step.extrapolation, columns);
+        Extrapolate(x + columns, y + columns, 1.0f, kRowPadding);
+    } else if (x != y) {
+        std::copy_n(y, s.rowLength, x);
     }
 }
 
-}  // namespace
-
-void SubtractFrom(const DFT3D& s, float* blurred, const float* observed) {
-    const std::int32_t length = s.rowLength;
-    ParallelRows(s, blurred,
-                 [=](float* row, std::int64_t r) { SubtractRowFrom(row, observed + r * length, length); });
-}
-
-void PackStep(const DFT3D& s, float* packed, const CyclicShift& shift, const float* y, const float* r,
-              float length) {
-    const std::int32_t head = ImageColumns(s) - shift.x;
-    ParallelFor(RowsOfVolume(s), [=, &s](std::int64_t row) {
-        const float* const point = y + row * s.rowLength;
-        const float* const gradient = r + row * s.rowLength;
-        float* const target = packed + ShiftedRow(s, shift, row);
-        StepAlong(target + shift.x, point, gradient, length, head);
-        StepAlong(target, point + head, gradient + head, length, shift.x);
-    });
-}
-
-double FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step,
-                  const Comparison* comparison) {
-    const std::int32_t columns = ImageColumns(s);
-    const std::int32_t rowLength = s.rowLength;
-    return FinishRows(s, y, comparison, [=](std::int64_t row) {
-        const std::int64_t first = row * rowLength;
-        StepAlong(y + first, y + first, r + first, step.length, rowLength);
-        FinishRow(x + first, y + first, step, columns, rowLength);
-    });
-}
-
-double FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step,
-                  const float* packed, const CyclicShift& shift, const Comparison* comparison) {
-    const std::int32_t columns = ImageColumns(s);
-    const std::int32_t head = columns - shift.x;
-    return FinishRows(s, y, comparison, [=, &s](std::int64_t row) {
-        const std::int64_t first = row * s.rowLength;
-        float* const point = y + first;
-        const float* const source = packed + ShiftedRow(s, shift, row);
-        std::copy_n(source + shift.x, head, point);
-        std::copy_n(source, shift.x, point + head);
-        StepAlong(point + columns, point + columns, r + first + columns, step.length, kRowPadding);
-        FinishRow(x + first, point, step, columns, s.rowLength);
-    });
+void ScaleAndClipRow(const DFT3D& s, float* y, float c) {
+    ScaleAndClip(y, c, s.rowLength);
 }
 
 void PackColumns(const DFT3D& s, float* packed, const float* volume) {
     const std::int64_t columns = ImageColumns(s);
     ParallelRows(s, volume,
                  [=](const float* row, std::int64_t r) { std::copy_n(row, columns, packed + r * columns); });
-}
-
-void UnpackColumns(const DFT3D& s, float* volume, const float* packed) {
-    const std::int64_t columns = ImageColumns(s);
-    ParallelRows(s, volume,
-                 [=](float* row, std::int64_t r) { std::copy_n(packed + r * columns, columns, row); });
 }
 
 }  // namespace gnr::detail

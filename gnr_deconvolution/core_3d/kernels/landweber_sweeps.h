@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-// The sweeps between the transforms and the wavelets of a Landweber step. Each is what the chain of kernels
-// gives, sample by sample and rounding by rounding, in one parallel pass.
+// What a Landweber step does to rows between its transforms and its wavelets. Each is what the chain of kernels
+// gives, sample by sample and rounding by rounding.
 //
 //   x  estimate     y  point at which the gradient is taken     r  gradient, H^T (g - H y)
 
 #include <gnr_deconvolution/kernels_3d.h>
 
 #include "kernels/cyclic_shift.h"
-#include "kernels/mean_divergence.h"
 
 namespace gnr::detail {
 
@@ -19,29 +18,42 @@ struct LandweberStep {
     float correction = 1.0f;     ///< factor of the new estimate
     bool extrapolates = false;   ///< the next point lies beyond the estimate
     float extrapolation = 0.0f;  ///< by this share of its last move
+    bool followed = false;       ///< by another step
 };
 
-/// blurred := observed - blurred, whole buffer.
-void SubtractFrom(const DFT3D& s, float* blurred, const float* observed);
+/// A packed volume whose image columns are shifted.
+struct ShiftedColumns {
+    float* packed;
+    CyclicShift shift;
+};
 
-/// packed := y + length r, shifted cyclically, image columns.
-void PackStep(const DFT3D& s, float* packed, const CyclicShift& shift, const float* y, const float* r,
-              float length);
+// Pieces for sweeps that go row by row, on the calling thread.
 
-/// x' := y + length r, times the correction, negatives cut
+/// row := observed - row, whole rows.
+void SubtractRowFrom(const DFT3D& s, float* row, const float* observed);
+
+/// y := y + length r, whole rows.
+void StepRow(const DFT3D& s, float* y, const float* r, float length);
+
+/// Row `row` of the packed volume := y + length r.
+void PackStepRow(const DFT3D& s, const ShiftedColumns& to, std::int64_t row, const float* y, const float* r,
+                 float length);
+
+/// y := row `row` of the packed volume. The padding of y takes a step along that of a gradient, which is 0.
+void UnpackStepRow(const DFT3D& s, const ShiftedColumns& from, std::int64_t row, float* y);
+
+/// x' := y, times the correction, negatives cut
 /// y  := x', or x' + extrapolation (x' - x)
 /// x  := x'
-/// Whole buffer; the extrapolation of the padding has no factor. The mean divergence of y from what it is compared
-/// with, if anything.
-double FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step,
-                  const Comparison* comparison = nullptr);
+/// Whole rows; the extrapolation of the padding has no factor. x and y may be one row where nothing is extrapolated.
+void FinishRow(const DFT3D& s, float* x, float* y, const LandweberStep& step);
 
-/// The same, with image columns that come from a packed volume, shifted back, in the place of y + length r.
-double FinishStep(const DFT3D& s, float* x, float* y, const float* r, const LandweberStep& step,
-                  const float* packed, const CyclicShift& shift, const Comparison* comparison = nullptr);
+/// y := y times c, negatives cut, whole rows.
+void ScaleAndClipRow(const DFT3D& s, float* y, float c);
 
-/// Rows of the image columns side by side, and back. The padding of the volume stays.
+// Whole sweeps on all threads.
+
+/// Rows of the image columns side by side.
 void PackColumns(const DFT3D& s, float* packed, const float* volume);
-void UnpackColumns(const DFT3D& s, float* volume, const float* packed);
 
 }  // namespace gnr::detail

@@ -2,12 +2,15 @@
 #include <gnr_deconvolution/legacy.h>
 #include <gnr_deconvolution/return_codes.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "cores/landweber_step.h"
 #include "cores/momentum.h"
 #include "cores/psf_sum.h"
 #include "cores/shrinkage.h"
+#include "detail/fetch_ahead.h"
 #include "entries/band_coupling.h"
 #include "entries/scratch_volumes.h"
 #include "entries/wavelet_set_shape.h"
@@ -17,61 +20,94 @@ using namespace gnr::detail;
 
 namespace {
 
-using Low = CRy3DDeconvolutionLow;
 using Divisors = double[8][5];
 
-/// Wavelet transform of padded volumes, through a packed one.
+/// Wavelet transform of packed volumes.
 class Wavelets {
   public:
-    Wavelets(const DFT3D& s, const PyramidShape& shape, float* packed)
-        : s_(s), shape_(shape), packed_(packed) {}
+    Wavelets(const PyramidShape& shape, float* room) : packed(room), shape_(shape) {}
 
-    /// set := W(volume); a success code.
-    bool Decompose(const float* volume, SWaveletSet& set) const {
-        PackColumns(s_, packed_, volume);
-        return DecomposeVolume(shape_, filters_, packed_, set.apfBands) == gnr::kSuccess;
+    /// set := W(packed); a success code.
+    bool Decompose(SWaveletSet& set) const {
+        return DecomposeVolume(shape_, filters_, packed, set.apfBands) == gnr::kSuccess;
     }
-    /// Image columns of the volume := W^T(set).
-    bool Reconstruct(SWaveletSet& set, float* volume) const {
-        if (ReconstructVolume(shape_, filters_, set.apfBands, packed_) != gnr::kSuccess) return false;
-        UnpackColumns(s_, volume, packed_);
-        return true;
+    /// packed := W^T(set)
+    bool Reconstruct(SWaveletSet& set) const {
+        return ReconstructVolume(shape_, filters_, set.apfBands, packed) == gnr::kSuccess;
     }
+
+    float* const packed;
 
   private:
-    const DFT3D& s_;
     PyramidShape shape_;
-    float* packed_;
     WaveletFilters filters_;
 };
 
-bool FindStepDivisors(const Wavelets& wavelets, const PyramidShape& shape, const float* psf,
-                      float* const (&room)[2], Divisors& T) {
+bool FindStepDivisors(const DFT3D& s, const Wavelets& wavelets, const PyramidShape& shape, const float* psf,
+                      float* room, Divisors& T) {
     OwnedWaveletSet bands(shape);
-    if (bands.code != gnr::kSuccess || !wavelets.Decompose(psf, bands)) return false;
-    StepDivisors(bands, room, T);
+    if (bands.code != gnr::kSuccess) return false;
+    PackColumns(s, wavelets.packed, psf);
+    if (!wavelets.Decompose(bands)) return false;
+    StepDivisors(bands, {wavelets.packed, room}, T);
     return true;
 }
 
-/// x := W^T(w), times c, negatives cut. The padding is scaled and cut too.
-bool Rebuild(const DFT3D& s, const Wavelets& wavelets, SWaveletSet& w, float c, float* x) {
-    if (!wavelets.Reconstruct(w, x)) return false;
-    Low::SSE_MulFloatC3DXX(&s, x, c);
-    Low::ClipSmallerThanZero(&s, x);
+/// x := W^T(w), times c, negatives cut; r := x on its way to its transform, if there is an r. The padding is scaled
+/// and cut too.
+bool Rebuild(const Transfer& H, const DFT3D& s, const Wavelets& wavelets, SWaveletSet& w, float c, float* x,
+             float* r) {
+    if (!wavelets.Reconstruct(w)) return false;
+    const std::int64_t columns = ImageColumns(s);
+    const float* const packed = wavelets.packed;
+    H.Sweep(nullptr, r, EachShare{}, [=, &H, &s](const RowChunk& rows, auto*) {
+        rows.EachRow([=, &H, &s](std::int64_t row, float* samples) {
+            FetchRowBehind(s, row, x);
+            float* const estimate = x + row * s.rowLength;
+            std::copy_n(packed + row * columns, columns, estimate);
+            ScaleAndClipRow(s, estimate, c);
+            if (r == nullptr) return;
+            std::copy_n(estimate, s.rowLength, samples);
+            H.Put(samples, r, row);
+        });
+    });
     return true;
 }
 
-/// Soft threshold of each band by its share 1 / T of theta.
-void Shrink(SWaveletSet& w, const Divisors& T, float theta) {
-    ForEachBand(ShapeOf(w), [&](unsigned b, unsigned l, std::int64_t floats) {
-        SoftThreshold(w.apfBands[b][l], floats, static_cast<float>(1.0 / T[b][l]) * theta);
+/// set := W(r); takes the rows of r.
+bool DecomposeGradient(const Transfer& H, const DFT3D& s, const Wavelets& wavelets, float* r,
+                       SWaveletSet& set) {
+    const std::int64_t columns = ImageColumns(s);
+    float* const packed = wavelets.packed;
+    H.Sweep(r, nullptr, EachShare{}, [=, &H](const RowChunk& rows, auto*) {
+        rows.EachRow([=, &H](std::int64_t row, float* samples) {
+            H.Take(r, row, samples);
+            std::copy_n(samples, columns, packed + row * columns);
+        });
+    });
+    return wavelets.Decompose(set);
+}
+
+/// w' := w + gradient / T, each band shrunk by its share 1 / T of theta
+/// w  := w' + extrapolation (w' - w)
+void StepCoefficients(SWaveletSet& w, const SWaveletSet& gradient, const Divisors& T, float theta,
+                      float extrapolation) {
+    const Lanes4 beyond(extrapolation);
+    ForEachShrunkBand(ShapeOf(w), [&](unsigned b, unsigned l, std::int64_t floats) {
+        const auto length = static_cast<float>(1.0 / T[b][l]);
+        const Lanes4 step(length);
+        const Shrinkage shrink(length * theta);
+        ParallelGroups(w.apfBands[b][l], gradient.apfBands[b][l], floats, [=](Lanes4 before, Lanes4 g) {
+            const Lanes4 shrunk = shrink(before + step * g);
+            return (shrunk - before) * beyond + shrunk;
+        });
     });
 }
 
 }  // namespace
 
-// x  estimate, in the host's image     g  observed image     H  transform of the PSF
-// w  coefficients; before: of the iteration before; gradient: of H^T (g - H x)
+// x  estimate, in the host's image     g  observed image     H  transfer function of the PSF
+// w  coefficients                      r  volume of H^T (g - H x); gradient: its coefficients
 // T  step divisors                     c  correction of the PSF's sum
 int CRyLegacy3DDeconvolutionFamily::LandweberFW(DFT3D* sizes, float* pfKernel, float* pfImage,
                                                 int iIterations, float* pfResult, RyProgressCallback callback,
@@ -85,28 +121,26 @@ int CRyLegacy3DDeconvolutionFamily::LandweberFW(DFT3D* sizes, float* pfKernel, f
     const ScratchVolumes<4> volumes(s);
     if (!volumes) return gnr::kNotReady;
     float* const g = volumes[0];
-    float* const H = volumes[1];
-    float* const B = volumes[2];
-    float* const D = volumes[3];
+    float* const r = volumes[1];
     float* const x = pfImage;
 
     CopyVolume(s, g, x);
-    CopyVolume(s, H, pfKernel);
-    Low::DFT3D_Transform(&s, H);
+    Transfer H(s, volumes[2], {r});
+    H.Make(pfKernel, r);
     const double P = std::pow(2.0 * uiRegularization, 1.4);
     const auto theta = static_cast<float>(P * 0.04 * dStrength);
     rect = {0, ImageColumns(s), 0, s.rows, 0, s.planes};
 
-    const Wavelets wavelets(s, shape, B);
+    const Wavelets wavelets(shape, volumes[3]);
     Divisors T = {};
-    if (!FindStepDivisors(wavelets, shape, pfKernel, {B, D}, T)) return gnr::kNotReady;
+    if (!FindStepDivisors(s, wavelets, shape, pfKernel, r, T)) return gnr::kNotReady;
     OwnedWaveletSet w(shape);
-    OwnedWaveletSet before(shape);
     OwnedWaveletSet gradient(shape);
-    for (const OwnedWaveletSet* set : {&w, &before, &gradient}) {
+    for (const OwnedWaveletSet* set : {&w, &gradient}) {
         if (set->code != gnr::kSuccess) return set->code;
     }
-    if (!wavelets.Decompose(x, w)) return gnr::kNotReady;
+    PackColumns(s, wavelets.packed, x);
+    if (!wavelets.Decompose(w)) return gnr::kNotReady;
 
     const Progress progress(kLegacyDeconvolution3D, callback, pUser);
     Momentum momentum;
@@ -115,17 +149,18 @@ int CRyLegacy3DDeconvolutionFamily::LandweberFW(DFT3D* sizes, float* pfKernel, f
         // deliberate: the first iteration reports nothing and works on the image as it came
         const bool first = k == 0;
         if ((stopped = !first && progress.StopAtBegin())) break;
-        if (!first && !Rebuild(s, wavelets, w, c, x)) return gnr::kNotReady;
-        LandweberGradient(s, D, g, x, H);
-        if (!wavelets.Decompose(D, gradient)) return gnr::kNotReady;
-        before.Copy(w);
-        w.AddScaled(gradient, T);
-        Shrink(w, T, theta);
-        w.Extrapolate(before, momentum.NextFactor());
+        if (first) {
+            H.Forward(r, x);
+        } else if (!Rebuild(H, s, wavelets, w, c, x, r)) {
+            return gnr::kNotReady;
+        }
+        LandweberGradient(H, s, r, g);
+        if (!DecomposeGradient(H, s, wavelets, r, gradient)) return gnr::kNotReady;
+        StepCoefficients(w, gradient, T, theta, momentum.NextFactor());
         if ((stopped = !first && progress.StopAtEnd())) break;
     }
 
-    if (!Rebuild(s, wavelets, w, c, x)) return gnr::kNotReady;
+    if (!Rebuild(H, s, wavelets, w, c, x, nullptr)) return gnr::kNotReady;
     *pfResult = 0.0f;
     return stopped ? gnr::kStopped : gnr::kSuccessOfEntry;
 }
