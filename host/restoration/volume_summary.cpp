@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string>
 
+#include "io/file_error.h"
 #include "report/counted.h"
 
 namespace rydecon {
