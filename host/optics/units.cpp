@@ -30,10 +30,14 @@ std::string LengthText(double micrometres) {
     return NumberText(micrometres) + " um";
 }
 
-std::string MeasuredLengthText(double micrometres) {
+std::string MeasuredText(double number, std::string_view unit) {
     char text[40];
-    std::snprintf(text, sizeof text, "%.4g um", micrometres);
-    return text;
+    std::snprintf(text, sizeof text, "%.4g ", number);
+    return text + std::string(unit);
+}
+
+std::string MeasuredLengthText(double micrometres) {
+    return MeasuredText(micrometres, "um");
 }
 
 }  // namespace rydecon

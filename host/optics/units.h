@@ -18,7 +18,8 @@ std::string LengthText(double micrometres);
 /// The number with six digits.
 std::string NumberText(double number);
 
-/// A measured length, of four digits: "0.2826 um".
+/// What was measured, with four digits: "2.355 samples", "0.2826 um".
+std::string MeasuredText(double number, std::string_view unit);
 std::string MeasuredLengthText(double micrometres);
 
 }  // namespace rydecon

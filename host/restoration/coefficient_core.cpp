@@ -20,9 +20,9 @@ bool StoppedInFirst(const CRy3DDeconvRunParameters& params, ERyProgressPhase pha
 }  // namespace
 
 unsigned long long CoefficientCore::GetRequiredMemorySize(CRyRefCountPtr<CRy3DDeconvBaseParameters> params) {
-    // Four volumes and three sets of coefficients, each as large as a volume and the bands of deeper levels.
+    // Four volumes and two sets of coefficients, each as large as a volume and the bands of deeper levels.
     constexpr unsigned long long volumes = 4;
-    constexpr unsigned long long sets = 3;
+    constexpr unsigned long long sets = 2;
     const auto bytes = sizeof(float) * static_cast<unsigned long long>(params->sizes.total);
     return volumes * bytes + sets * bytes * 8 / 7;
 }

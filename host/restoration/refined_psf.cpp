@@ -16,7 +16,7 @@ namespace {
 std::string WidthText(const std::optional<double>& samples, const std::optional<double>& pitch) {
     if (!samples) return "undefined";
     if (pitch) return MeasuredLengthText(*samples * *pitch);
-    return NumberText(*samples) + " samples";
+    return MeasuredText(*samples, "samples");
 }
 
 StackHeader HeaderOf(const Extent& size, const VoxelSize& voxel) {

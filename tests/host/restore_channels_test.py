@@ -224,7 +224,7 @@ cp disk/out.tif resumed.tif; ls -A disk
         errors = [line for line in finished.stderr.splitlines() if "note:" not in line]
         self.assertEqual(len(errors), 1, finished)
         self.assertIn("cannot write 'disk/out.tif.parts/volume-000", errors[0])
-        self.assertIn("No space left on device; make room or write to another disk; ", errors[0])
+        self.assertIn("no space left on device; make room or write to another disk; ", errors[0])
         kept = errors[0].count("1 piece stays in") + 2 * errors[0].count("2 pieces stay in")
         self.assertGreaterEqual(kept, 1, errors)
         pieces = "".join(f"volume-000{n}-block-00000.piece\n" for n in range(kept))
