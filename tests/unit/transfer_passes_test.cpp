@@ -33,6 +33,8 @@ using Size = std::array<int, 3>;
 
 class TransferPasses : public testing::TestWithParam<std::tuple<Size, int>> {
   protected:
+    TransferPasses() { transfer_.Make(psf_, other_); }
+
     Volume Random(unsigned seed) const {
         const Size& size = std::get<0>(GetParam());
         return Volume(size[0], size[1], size[2]).FillRandom(seed, -1.0f, 3.0f).FillPadding(gnr::test::kNaN);
@@ -51,95 +53,87 @@ class TransferPasses : public testing::TestWithParam<std::tuple<Size, int>> {
         return product;
     }
 
+    /// volume := the blurred image, but for what a sweep does.
+    void Blur(float* volume) {
+        transfer_.Forward(volume, image_);
+        transfer_.Multiply(volume, TransferUse::kPlain);
+    }
+
     const gnr::test::ThreadCount threads_{std::get<1>(GetParam())};
     const Volume image_ = Random(1);
     const Volume psf_ = Random(2);
+    Volume otf_ = Random(3);
+    Volume work_ = Random(4);
+    Volume other_ = Random(5);
+    Transfer transfer_{image_.sizes, otf_, {work_, other_}};
 };
 
 TEST_P(TransferPasses, GiveTheSamplesOfTheChain) {
-    Volume otf = Random(3);
-    Volume work = Random(4);
-    Transfer transfer(image_.sizes, otf, {work});
-    transfer.Make(psf_, work);
     for (const TransferUse use : {TransferUse::kPlain, TransferUse::kConjugate}) {
-        transfer.Forward(work, image_);
-        transfer.Multiply(work, use);
-        transfer.Inverse(work);
-        EXPECT_TRUE(SameBits(work.ToVector(), Chain(image_, psf_, use).ToVector()));
+        transfer_.Forward(work_, image_);
+        transfer_.Multiply(work_, use);
+        transfer_.Inverse(work_);
+        EXPECT_TRUE(SameBits(work_.ToVector(), Chain(image_, psf_, use).ToVector()));
     }
 }
 
 TEST_P(TransferPasses, GiveEveryRowOnceToTheWorkBetweenThem) {
-    Volume otf = Random(3);
-    Volume work = Random(4);
-    Transfer transfer(image_.sizes, otf, {work});
-    transfer.Make(psf_, work);
-    transfer.Forward(work, image_);
-    transfer.Multiply(work, TransferUse::kPlain);
+    Blur(work_);
 
     const std::int64_t length = image_.sizes.rowLength;
     std::vector<int> met(static_cast<std::size_t>(image_.y() * image_.z()));
-    transfer.Sweep(work, work, EachShare{}, [&](const RowChunk& rows, auto*) {
+    transfer_.Sweep(work_, work_, EachShare{}, [&](const RowChunk& rows, auto*) {
         EXPECT_EQ(rows.first / image_.y(), (rows.first + rows.count - 1) / image_.y()) << "one plane";
         rows.EachRow([&](std::int64_t r, float* samples) {
             ++met[static_cast<std::size_t>(r)];
-            transfer.Take(work, r, samples);
+            transfer_.Take(work_, r, samples);
             for (std::int64_t i = 0; i < length - 2; ++i) samples[i] = samples[i] * samples[i] + 1.0f;
-            transfer.Put(samples, work, r);
+            transfer_.Put(samples, work_, r);
         });
     });
     EXPECT_EQ(met, std::vector<int>(met.size(), 1));
-    transfer.Multiply(work, TransferUse::kConjugate);
-    transfer.Inverse(work);
+    transfer_.Multiply(work_, TransferUse::kConjugate);
+    transfer_.Inverse(work_);
 
     Volume between = Chain(image_, psf_, TransferUse::kPlain);
     between.Fill([&](int i, int j, int k) { return between.at(i, j, k) * between.at(i, j, k) + 1.0f; });
-    EXPECT_TRUE(SameBits(work.ToVector(), Chain(between, psf_, TransferUse::kConjugate).ToVector()));
+    EXPECT_TRUE(SameBits(work_.ToVector(), Chain(between, psf_, TransferUse::kConjugate).ToVector()));
 }
 
 TEST_P(TransferPasses, TurnFromOneVolumeToAnother) {
-    Volume otf = Random(3);
-    Volume from = Random(4);
-    Volume to = Random(5);
-    Transfer transfer(image_.sizes, otf, {from, to});
-    transfer.Make(psf_, to);
-    transfer.Forward(from, image_);
-    transfer.Multiply(from, TransferUse::kPlain);
+    Blur(work_);
     const std::int64_t length = image_.sizes.rowLength;
-    transfer.Sweep(from, to, EachShare{}, [&](const RowChunk& rows, auto*) {
+    transfer_.Sweep(work_, other_, EachShare{}, [&](const RowChunk& rows, auto*) {
         rows.EachRow([&](std::int64_t r, float* samples) {
-            transfer.Take(from, r, samples);
-            std::copy_n(samples, length, from.get() + r * length);
-            transfer.Put(samples, to, r);
+            transfer_.Take(work_, r, samples);
+            std::copy_n(samples, length, work_.get() + r * length);
+            transfer_.Put(samples, other_, r);
         });
     });
-    transfer.Multiply(to, TransferUse::kConjugate);
-    transfer.Inverse(to);
+    transfer_.Multiply(other_, TransferUse::kConjugate);
+    transfer_.Inverse(other_);
     const Volume once = Chain(image_, psf_, TransferUse::kPlain);
-    EXPECT_TRUE(SameBits(from.ToVector(), once.ToVector()));
-    EXPECT_TRUE(SameBits(to.ToVector(), Chain(once, psf_, TransferUse::kConjugate).ToVector()));
+    EXPECT_TRUE(SameBits(work_.ToVector(), once.ToVector()));
+    EXPECT_TRUE(SameBits(other_.ToVector(), Chain(once, psf_, TransferUse::kConjugate).ToVector()));
 }
 
 TEST_P(TransferPasses, JoinTheResultsOfTheWork) {
-    Volume otf = Random(3);
-    Volume work = Random(4);
-    const Transfer transfer(image_.sizes, otf, {work});
     const auto put = [&](const RowChunk& rows) {
         rows.EachRow([&](std::int64_t r, float* samples) {
             std::fill_n(samples, image_.sizes.rowLength, 0.0f);
-            transfer.Put(samples, work, r);
+            transfer_.Put(samples, work_, r);
         });
     };
-    const auto [sum] = transfer.Sweep(nullptr, work, gnr::detail::SumOfShares<1>{},
-                                      [&](const RowChunk& rows, double* total) {
-                                          put(rows);
-                                          for (std::int64_t r = rows.first; r < rows.first + rows.count; ++r)
-                                              *total += static_cast<double>(r);
-                                      });
+    const auto [sum] = transfer_.Sweep(nullptr, work_, gnr::detail::SumOfShares<1>{},
+                                       [&](const RowChunk& rows, double* total) {
+                                           put(rows);
+                                           for (std::int64_t r = rows.first; r < rows.first + rows.count; ++r)
+                                               *total += static_cast<double>(r);
+                                       });
     const double all = image_.y() * image_.z();
     EXPECT_EQ(sum, all * (all - 1) / 2);
-    const float least =
-        transfer.Sweep(nullptr, work, gnr::detail::LeastOfShares{}, [&](const RowChunk& rows, float* lowest) {
+    const float least = transfer_.Sweep(
+        nullptr, work_, gnr::detail::LeastOfShares{}, [&](const RowChunk& rows, float* lowest) {
             put(rows);
             *lowest = std::min(*lowest, 7.0f - static_cast<float>(rows.first));
         });
@@ -153,24 +147,18 @@ TEST_P(TransferPasses, CompareWhatTheyFinishAsAfterwards) {
     const SRyIRect3D outsideWithoutWidth = {0, 0, 0, 1, image_.z(), image_.z() + 1};
     const Volume observed = Volume(image_.sizes).FillRandom(6, 0.0f, 9.0f);
     for (const SRyIRect3D& box : {whole, inner, outsideWithoutWidth}) {
-        Volume otf = Random(3);
-        Volume work = Random(4);
-        Volume finished = Random(5);
-        Transfer transfer(image_.sizes, otf, {work});
-        transfer.Make(psf_, work);
-        transfer.Forward(work, image_);
-        transfer.Multiply(work, TransferUse::kPlain);
+        Blur(work_);
         const gnr::detail::Comparison comparison = {observed, box};
         const std::int64_t length = image_.sizes.rowLength;
         const double measured = gnr::detail::SweepAndCompare(
-            transfer, image_.sizes, work, nullptr, finished, &comparison, [&](const RowChunk& rows) {
+            transfer_, image_.sizes, work_, nullptr, other_, &comparison, [&](const RowChunk& rows) {
                 rows.EachRow([&](std::int64_t r, float* samples) {
-                    float* const row = finished.get() + r * length;
-                    transfer.Take(work, r, samples);
+                    float* const row = other_.get() + r * length;
+                    transfer_.Take(work_, r, samples);
                     std::transform(samples, samples + length, row, [](float v) { return std::fabs(v); });
                 });
             });
-        const double afterwards = gnr::detail::MeanDivergence(image_.sizes, finished, observed, box);
+        const double afterwards = gnr::detail::MeanDivergence(image_.sizes, other_, observed, box);
         if (std::isnan(afterwards)) {
             EXPECT_TRUE(std::isnan(measured));
         } else {
