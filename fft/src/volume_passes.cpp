@@ -78,8 +78,9 @@ struct VolumePasses::State {
 
 VolumePasses::VolumePasses(const VolumeShape& shape, Directions directions, float scale,
                            std::ptrdiff_t threads)
-    : shape_(shape), shares_(shape.planes * shape.PlaneFloats() < kWorthThreads ? 1 : threads) {
+    : shape_(shape), shares_(threads) {
     if (!Fit(shape)) return;
+    if (shape.planes * shape.PlaneFloats() < kWorthThreads) shares_ = 1;
     const std::ptrdiff_t wanted = (4 * shares_ + shape.planes - 1) / shape.planes;
     const std::ptrdiff_t most = std::max(shape.ComplexColumns() / kLeastOfGroup, std::ptrdiff_t{1});
     const std::ptrdiff_t groups = PlaneByPlane() ? 1 : std::min(wanted, most);
@@ -91,8 +92,10 @@ VolumePasses::~VolumePasses() = default;
 
 bool VolumePasses::Fit(const VolumeShape& shape) {
     constexpr std::ptrdiff_t longest = std::numeric_limits<int>::max();
-    return shape.planes > 0 && shape.rows > 0 && shape.columns > 0 && shape.columns % 2 == 0 &&
-           shape.columns <= longest;
+    const auto isLength = [](std::ptrdiff_t n) { return n > 0 && n <= longest; };
+    return isLength(shape.planes) && isLength(shape.rows) && isLength(shape.columns) &&
+           shape.columns % 2 == 0 &&
+           shape.planes <= std::numeric_limits<std::ptrdiff_t>::max() / shape.PlaneFloats();
 }
 
 void VolumePasses::ForwardRow(float* samples, float* row) const {

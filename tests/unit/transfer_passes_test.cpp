@@ -181,6 +181,21 @@ INSTANTIATE_TEST_SUITE_P(SizesAndThreads, TransferPasses,
                                     std::to_string(std::get<1>(named.param));
                          });
 
+TEST(VolumeShapes, WithoutSamplesOrWithMoreThanCanBeCountedDoNotFit) {
+    using gnr::fft::VolumePasses;
+    using gnr::fft::VolumeShape;
+    constexpr std::ptrdiff_t large = 2147483646;
+    for (const VolumeShape& shape :
+         {VolumeShape{0, 4, 4}, VolumeShape{4, 0, 4}, VolumeShape{4, 4, 0}, VolumeShape{4, 4, 5},
+          VolumeShape{-1, 4, 4}, VolumeShape{large, large, large}, VolumeShape{4, 4, 2 * large}}) {
+        EXPECT_FALSE(VolumePasses::Fit(shape));
+        EXPECT_FALSE(VolumePasses(shape, gnr::fft::Directions::kBoth, 1.0f, 2));
+    }
+#if !defined(GNR_FFT_DFTI)
+    EXPECT_TRUE(VolumePasses::Fit(VolumeShape{4, 4, 4}));
+#endif
+}
+
 TEST(TransferPassesOffTheirPlace, FallBackOnWholeTransforms) {
     // Volumes that begin in the middle of four floats.
     const DFT3D s = gnr::test::Geometry(12, 10, 6);

@@ -60,7 +60,7 @@ class VolumePasses {
     /// The shape fits, and plans and room were had. Nothing else may be called without.
     explicit operator bool() const { return state_ != nullptr; }
 
-    /// Passes can be had of this shape.
+    /// Passes can be had of this shape, whose floats can be counted.
     static bool Fit(const VolumeShape& shape);
     /// Passes can work here.
     static bool Fit(const float* volume) { return reinterpret_cast<std::uintptr_t>(volume) % 16 == 0; }
