@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "sample_loops.h"
 
-#include "vector_clones.h"
+#include <processor/vector_clones.h>
 
 namespace gnr::detail {
 

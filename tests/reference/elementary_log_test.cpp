@@ -11,6 +11,8 @@
 
 namespace {
 
+using gnr::FusedMultiplyAdd;
+using gnr::PlainMultiplyAdd;
 using gnr::detail::DecimalLog;
 using gnr::detail::NaturalLog;
 using gnr::detail::NaturalLogOfNormal;
@@ -40,25 +42,32 @@ TEST(NaturalLog, OfFloatsIsWithinOneUnitInTheLastPlace) {
     EXPECT_EQ(NaturalLog(1.0f), 0.0f);
 }
 
-TEST(NaturalLog, OfNormalFloatsIsWithinOneUnitInTheLastPlace) {
+/// The logarithms of loops that are compiled with and without fused operations.
+template <class MultiplyAdd>
+class EitherLog : public testing::Test {};
+using Ways = testing::Types<PlainMultiplyAdd, FusedMultiplyAdd>;
+TYPED_TEST_SUITE(EitherLog, Ways);
+
+TYPED_TEST(EitherLog, OfNormalFloatsIsWithinOneUnitInTheLastPlace) {
     const auto worstOf = [](std::uint32_t first, std::uint32_t last, std::uint32_t step) {
         double worst = 0.0;
         for (std::uint32_t bits = first; bits < last; bits += step) {
             const float x = std::bit_cast<float>(bits);
             if (x == 1.0f) continue;
-            worst = std::max(worst, UnitsOff(NaturalLogOfNormal(x), std::log(static_cast<double>(x))));
+            worst =
+                std::max(worst, UnitsOff(NaturalLogOfNormal<TypeParam>(x), std::log(static_cast<double>(x))));
         }
         return worst;
     };
     EXPECT_LT(worstOf(0x00800000u, 0x7f800000u, 61), 1.0);
     EXPECT_LT(worstOf(std::bit_cast<std::uint32_t>(0.99f), std::bit_cast<std::uint32_t>(1.01f), 1), 1.0);
-    EXPECT_EQ(NaturalLogOfNormal(1.0f), 0.0f);
+    EXPECT_EQ(NaturalLogOfNormal<TypeParam>(1.0f), 0.0f);
     constexpr float infinity = std::numeric_limits<float>::infinity();
-    EXPECT_EQ(NaturalLogOfNormal(infinity), infinity);
+    EXPECT_EQ(NaturalLogOfNormal<TypeParam>(infinity), infinity);
 }
 
 /// Numbers are quotients of floats lifted by 1e-20, as an I-divergence has them.
-TEST(NaturalLog, OfQuotientsIsWithinTwoUnitsInTheLastPlace) {
+TYPED_TEST(EitherLog, OfQuotientsIsWithinTwoUnitsInTheLastPlace) {
     std::mt19937_64 engine(5);
     const auto randomFloat = [&engine](bool anyMagnitude) {
         const auto bits = static_cast<std::uint32_t>(engine());
@@ -73,27 +82,28 @@ TEST(NaturalLog, OfQuotientsIsWithinTwoUnitsInTheLastPlace) {
         const bool alike = a < 1.5 * b && b < 1.5 * a;
         const long double exact = alike ? std::log1p(static_cast<long double>(a - b) / b)
                                         : std::log(static_cast<long double>(a) / b);
-        worst = std::max(worst, UnitsOff(NaturalLogOfQuotient(a, b), exact));
+        worst = std::max(worst, UnitsOff(NaturalLogOfQuotient<TypeParam>(a, b), exact));
     }
     EXPECT_LT(worst, 2.0);
 }
 
-TEST(NaturalLog, OfQuotientsOfEqualOppositeAndInfiniteNumbers) {
+TYPED_TEST(EitherLog, OfQuotientsOfEqualOppositeAndInfiniteNumbers) {
+    const auto log = [](double a, double b) { return NaturalLogOfQuotient<TypeParam>(a, b); };
     constexpr double infinity = std::numeric_limits<double>::infinity();
     constexpr double largest = std::numeric_limits<float>::max();
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     for (const double v : {1e-20, 0.3, 1.0, 7.5, largest}) {
-        EXPECT_EQ(NaturalLogOfQuotient(v, v), 0.0);
-        EXPECT_EQ(NaturalLogOfQuotient(-v, -v), 0.0);
+        EXPECT_EQ(log(v, v), 0.0);
+        EXPECT_EQ(log(-v, -v), 0.0);
         for (const double w : {1e-20, 1.0, largest}) {
-            EXPECT_TRUE(std::isnan(NaturalLogOfQuotient(v, -w)));
-            EXPECT_TRUE(std::isnan(NaturalLogOfQuotient(-v, w)));
-            EXPECT_EQ(NaturalLogOfQuotient(-v, -w), NaturalLogOfQuotient(v, w));
+            EXPECT_TRUE(std::isnan(log(v, -w)));
+            EXPECT_TRUE(std::isnan(log(-v, w)));
+            EXPECT_EQ(log(-v, -w), log(v, w));
         }
         for (const double w : {infinity, -infinity, nan}) {
-            EXPECT_TRUE(std::isnan(NaturalLogOfQuotient(v, w)));
-            EXPECT_TRUE(std::isnan(NaturalLogOfQuotient(w, v)));
-            EXPECT_TRUE(std::isnan(NaturalLogOfQuotient(w, w)));
+            EXPECT_TRUE(std::isnan(log(v, w)));
+            EXPECT_TRUE(std::isnan(log(w, v)));
+            EXPECT_TRUE(std::isnan(log(w, w)));
         }
     }
 }

@@ -8,10 +8,10 @@
 #include <limits>
 #include <utility>
 
+#include <processor/vector_clones.h>
 #include "detail/elementary_log.h"
 #include "detail/float_bounds.h"
 #include "detail/parallel.h"
-#include "detail/vector_clones.h"
 #include "kernels/convolution.h"
 #include "kernels/frame_arithmetic.h"
 #include "kernels/frame_steps.h"

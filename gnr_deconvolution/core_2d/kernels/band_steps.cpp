@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "detail/vector_clones.h"
+#include <processor/vector_clones.h>
 #include "kernels/pieces.h"
 
 namespace gnr::detail {

@@ -9,10 +9,10 @@
 #include <cstdint>
 #include <limits>
 
+#include <processor/vector_clones.h>
 #include "detail/elementary_exp.h"
 #include "detail/elementary_log.h"
 #include "detail/parallel.h"
-#include "detail/vector_clones.h"
 #include "kernels/frame_steps.h"
 
 namespace gnr::detail {

@@ -5,6 +5,7 @@
 // observed image row by row, while it is in the cache.
 
 #include "cores/transfer.h"
+#include "detail/fetch_ahead.h"
 #include "kernels/mean_divergence.h"
 
 namespace gnr::detail {
@@ -21,16 +22,21 @@ double SweepAndCompare(const Transfer& transfer, const DFT3D& s, float* from, fl
         sweep();
         return 0.0;
     }
-    const DivergenceBundles bundles(s, finished, comparison->observed, comparison->box);
-    if (!bundles.LiesInVolume()) {
+    const ComparedRows compared(s, finished, comparison->observed, comparison->box);
+    if (!compared.LieInVolume()) {
         sweep();
         return MeanDivergence(s, finished, comparison->observed, comparison->box);
     }
-    const auto [sum] = transfer.Sweep(from, to, SumOfShares<1>{}, [=](const RowChunk& rows, double* total) {
-        work(rows);
-        bundles.AddRows(rows.first, rows.count, total);
-    });
-    return bundles.Mean(sum);
+    const auto [sum] =
+        transfer.Sweep(from, to, SumOfShares<1>{}, [=, &s](const RowChunk& rows, double* total) {
+            work(rows);
+            for (std::int64_t r = rows.first; r < rows.first + rows.count; ++r) {
+                if (!compared.Hold(r)) continue;
+                FetchRowBehind(s, r, comparison->observed);
+                *total += compared.Divergence(r);
+            }
+        });
+    return compared.Mean(sum);
 }
 
 }  // namespace gnr::detail

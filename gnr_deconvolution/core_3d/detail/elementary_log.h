@@ -12,6 +12,8 @@
 // scheme and the coefficients of K. C. Ng's log of the freely distributable math library, 1993
 // (docs/bibliography.md).
 
+#include <processor/multiply_add.h>
+
 #include <bit>
 #include <cstdint>
 #include <limits>
@@ -85,6 +87,7 @@ inline float DecimalLog(float x) {
 ///   ln(1 + f) = f - f^2 / 2 + f^3 P(f),  1 + f in [2/3, 4/3)
 ///
 /// with P through the function's values at the nine Chebyshev nodes of the interval.
+template <class MultiplyAdd = PlainMultiplyAdd>
 inline float NaturalLogOfNormal(float x) {
     constexpr float ln2High = 6.9313812256e-01f;
     constexpr float ln2Low = 9.0580006145e-06f;
@@ -104,8 +107,11 @@ inline float NaturalLogOfNormal(float x) {
     const float f = std::bit_cast<float>((bits & 0x007fffffu) + twoThirds) - 1.0f;
 
     const float z = f * f;
-    const float P = (P0 + z * (P2 + z * (P4 + z * (P6 + z * P8)))) + f * (P1 + z * (P3 + z * (P5 + z * P7)));
-    const float y = f * z * P + k * ln2Low - 0.5f * z + f + k * ln2High;
+    const auto add = [](float a, float b, float c) { return MultiplyAdd::Of(a, b, c); };
+    const float even = add(z, add(z, add(z, add(z, P8, P6), P4), P2), P0);
+    const float odd = add(z, add(z, add(z, P7, P5), P3), P1);
+    const float P = add(f, odd, even);
+    const float y = add(-0.5f, z, add(f * z, P, k * ln2Low)) + f + k * ln2High;
     return x < std::numeric_limits<float>::infinity() ? y : x;
 }
 
@@ -150,6 +156,7 @@ inline double NaturalLogOfNormal(double x) {
 ///
 /// with P through the function's values at the eight Chebyshev nodes of [0, 0.0402]. Error below 2 units in the
 /// last place, next to a = b too.
+template <class MultiplyAdd = PlainMultiplyAdd>
 inline double NaturalLogOfQuotient(double a, double b) {
     constexpr double ln2High = 6.93147180369123816490e-01;
     constexpr double ln2Low = 1.90821492927058770002e-10;
@@ -176,8 +183,11 @@ inline double NaturalLogOfQuotient(double a, double b) {
     const double s = (scaled - b) / (scaled + b);
     const double z = s * s;
     const double w = z * z;
-    const double P = (P0 + w * (P2 + w * (P4 + w * P6))) + z * (P1 + w * (P3 + w * (P5 + w * P7)));
-    const double y = k * ln2High + (2.0 * s + (s * z * P + k * ln2Low));
+    const auto add = [](double x, double y, double c) { return MultiplyAdd::Of(x, y, c); };
+    const double even = add(w, add(w, add(w, P6, P4), P2), P0);
+    const double odd = add(w, add(w, add(w, P7, P5), P3), P1);
+    const double P = add(z, odd, even);
+    const double y = add(k, ln2High, add(2.0, s, add(s * z, P, k * ln2Low)));
     // Two signs or an infinity make a k beyond those of numbers.
     return k * k < 0x1p18 ? y : std::numeric_limits<double>::quiet_NaN();
 }

@@ -7,6 +7,7 @@
 namespace gnr::detail {
 
 using Floats8 [[gnu::vector_size(32)]] = float;
-using Doubles8 [[gnu::vector_size(64)]] = double;
+using Floats4 [[gnu::vector_size(16)]] = float;
+using Doubles4 [[gnu::vector_size(32)]] = double;
 
 }  // namespace gnr::detail

@@ -7,11 +7,11 @@
 #include <cstdint>
 #include <utility>
 
+#include <processor/vector_clones.h>
 #include "detail/elementary_log.h"
 #include "detail/elementary_power.h"
 #include "detail/float_bounds.h"
 #include "detail/parallel.h"
-#include "detail/vector_clones.h"
 #include "kernels/acceleration_bounds.h"
 #include "kernels/element_wise.h"
 #include "kernels/pointwise.h"

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "kernels/damped_likelihood.h"
 
+#include <processor/fetch.h>
+#include <processor/multiply_add.h>
+#include <processor/vector_clones.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -9,7 +13,6 @@
 #include "detail/elementary_log.h"
 #include "detail/lanes8.h"
 #include "detail/parallel.h"
-#include "detail/vector_clones.h"
 
 namespace gnr::detail {
 
@@ -48,42 +51,58 @@ void UndampedRatios(float* ratios, const float* observed, const float* blurred, 
 }
 
 /// u of samples at alpha on the line, limited below to 0. alpha 0 is the old blur itself.
-GNR_VECTOR_CLONES
-void DeviationsAt(const float* observed, const float* blurredNew, const float* blurredOld, float alpha,
-                  float c, float* u, std::int64_t n) {
+template <class MultiplyAdd>
+inline void DeviationsBy(const float* observed, const float* blurredNew, const float* blurredOld, float alpha,
+                         float c, float* u, std::int64_t n) {
     for (std::int64_t i = 0; i < n; ++i) {
         const float g = observed[i];
         const float limited = g > kLeastForLog ? g : kLeastForLog;
         const float h = (blurredNew[i] - blurredOld[i]) * alpha + blurredOld[i];
         const float quotient = h / limited;
         const float ratio = quotient > kLeastForLog ? quotient : kLeastForLog;
-        const float deviation = (NaturalLogOfNormal(ratio) * g - h + g) * c;
+        const float deviation = (NaturalLogOfNormal<MultiplyAdd>(ratio) * g - h + g) * c;
         u[i] = deviation < 0.0f ? 0.0f : deviation;
     }
+}
+
+GNR_FUSED_LOOP
+void FusedDeviations(const float* observed, const float* blurredNew, const float* blurredOld, float alpha,
+                     float c, float* u, std::int64_t n) {
+    DeviationsBy<FusedMultiplyAdd>(observed, blurredNew, blurredOld, alpha, c, u, n);
+}
+
+GNR_VECTOR_CLONES
+void PlainDeviations(const float* observed, const float* blurredNew, const float* blurredOld, float alpha,
+                     float c, float* u, std::int64_t n) {
+    DeviationsBy<PlainMultiplyAdd>(observed, blurredNew, blurredOld, alpha, c, u, n);
 }
 
 /// sums[0] += Σ ((-F) - (-F0)), sums[1] += Σ (-F)
 GNR_VECTOR_CLONES
 void AddPenalties(const float* F, const float* F0, std::int64_t n, double* sums) {
     constexpr std::int64_t width = 8;
-    Doubles8 gain{};
-    Doubles8 likelihood{};
+    std::array<Doubles4, 2> gain{};
+    std::array<Doubles4, 2> likelihood{};
     std::int64_t i = 0;
     for (; i + width <= n; i += width) {
-        Floats8 f;
-        Floats8 f0;
-        std::memcpy(&f, F + i, sizeof f);
-        std::memcpy(&f0, F0 + i, sizeof f0);
-        gain += __builtin_convertvector(-f + f0, Doubles8);
-        likelihood += __builtin_convertvector(-f, Doubles8);
+        for (std::size_t half = 0; half < 2; ++half) {
+            Floats4 f;
+            Floats4 f0;
+            std::memcpy(&f, F + i + 4 * half, sizeof f);
+            std::memcpy(&f0, F0 + i + 4 * half, sizeof f0);
+            gain[half] += __builtin_convertvector(-f + f0, Doubles4);
+            likelihood[half] += __builtin_convertvector(-f, Doubles4);
+        }
     }
     for (; i < n; ++i) {
-        gain[0] += static_cast<double>(-F[i] + F0[i]);
-        likelihood[0] += static_cast<double>(-F[i]);
+        gain[0][0] += static_cast<double>(-F[i] + F0[i]);
+        likelihood[0][0] += static_cast<double>(-F[i]);
     }
-    for (int w = 0; w < width; ++w) {
-        sums[0] += gain[w];
-        sums[1] += likelihood[w];
+    for (std::size_t half = 0; half < 2; ++half) {
+        for (int w = 0; w < 4; ++w) {
+            sums[0] += gain[half][w];
+            sums[1] += likelihood[half][w];
+        }
     }
 }
 
@@ -127,14 +146,18 @@ void SampleLine(const LikelihoodLine& line, float alpha, int trials, LineSample*
         const std::int64_t z = box.iMinZ + r / height;
         const std::int64_t y = box.iMinY + r % height;
         const std::int64_t first = (line.sizes->rows * z + y) * line.sizes->rowLength + box.iMinX;
+        for (const float* volume : {line.observed, line.blurredNew, line.blurredOld}) {
+            Fetch(volume, first + line.sizes->rowLength, width);
+        }
         Chunk F0;
         Chunk F;
         for (std::int64_t done = 0; done < width; done += kChunk) {
             const std::int64_t n = std::min(kChunk, width - done);
             const std::int64_t at = first + done;
             const auto penaltiesAt = [&](float step, Chunk& penalties) {
-                DeviationsAt(line.observed + at, line.blurredNew + at, line.blurredOld + at, step, line.c,
-                             penalties.data(), n);
+                const auto deviations = kFusesMultiplyAdd ? FusedDeviations : PlainDeviations;
+                deviations(line.observed + at, line.blurredNew + at, line.blurredOld + at, step, line.c,
+                           penalties.data(), n);
                 PenalizeDeviations(penalties.data(), line.N, n);
             };
             penaltiesAt(0.0f, F0);

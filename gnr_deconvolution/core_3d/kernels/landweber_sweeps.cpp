@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <cstdint>
 
+#include <processor/vector_clones.h>
 #include "detail/parallel.h"
-#include "detail/vector_clones.h"
 
 namespace gnr::detail {
 

@@ -1,59 +1,83 @@
 // SPDX-License-Identifier: MIT
 #include "kernels/mean_divergence.h"
 
+#include <processor/multiply_add.h>
+#include <processor/vector_clones.h>
+
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <utility>
+#include <numeric>
 
 #include "detail/elementary_log.h"
 #include "detail/parallel.h"
-#include "detail/vector_clones.h"
 
 namespace gnr::detail {
 
 namespace {
 
-/// Samples of a row that go through the vector loop together.
+/// Samples of a row that go through the vector loops together; their terms stay in the nearest cache.
 constexpr std::int64_t kChunk = 256;
-constexpr std::int64_t kRowsTogether = DivergenceBundles::kRowsTogether;
-
 using Chunk = std::array<double, kChunk>;
-using RowPointers = std::array<const float*, kRowsTogether>;
-using RowSums = std::array<double, kRowsTogether>;
 
-/// What each sample of a row adds, in two parts.
-struct RowTerms {
-    Chunk ofA;  ///< L a - a, L = ln((a + 1e-20) / (b + 1e-20))
-    Chunk ofB;  ///< b
-};
-using BundleTerms = std::array<RowTerms, kRowsTogether>;
+/// Sums side by side: one chain of additions would wait for itself.
+constexpr std::int64_t kLanes = 16;
+using Lanes = std::array<double, kLanes>;
 
-GNR_VECTOR_CLONES
-void DivergenceTerms(const float* rowA, const float* rowB, double* __restrict ofA, double* __restrict ofB,
-                     std::int64_t n) {
+/// terms[i] := L a - a, L = ln((a + 1e-20) / (b + 1e-20))
+template <class MultiplyAdd>
+inline void TermsBy(const float* rowA, const float* rowB, double* __restrict terms, std::int64_t n) {
     for (std::int64_t i = 0; i < n; ++i) {
         const double a = rowA[i];
         const double b = rowB[i];
-        ofA[i] = NaturalLogOfQuotient(a + kDivergenceOffset, b + kDivergenceOffset) * a - a;
-        ofB[i] = b;
+        terms[i] = NaturalLogOfQuotient<MultiplyAdd>(a + kDivergenceOffset, b + kDivergenceOffset) * a - a;
     }
 }
 
-/// Each row's sum := (sum + L a - a) + b for its n samples in turn.
-RowSums AddTerms(RowSums sums, const BundleTerms& terms, std::int64_t n) {
-    for (std::int64_t i = 0; i < n; ++i) {
-        const auto at = static_cast<std::size_t>(i);
-        for (std::size_t j = 0; j < sums.size(); ++j) {
-            sums[j] = (sums[j] + terms[j].ofA[at]) + terms[j].ofB[at];
+GNR_FUSED_LOOP
+void FusedTerms(const float* rowA, const float* rowB, double* terms, std::int64_t n) {
+    TermsBy<FusedMultiplyAdd>(rowA, rowB, terms, n);
+}
+
+GNR_VECTOR_CLONES
+void PlainTerms(const float* rowA, const float* rowB, double* terms, std::int64_t n) {
+    TermsBy<PlainMultiplyAdd>(rowA, rowB, terms, n);
+}
+
+/// Each lane's sum := (sum + L a - a) + b for its samples in turn.
+GNR_VECTOR_CLONES
+void AddTerms(const double* terms, const float* rowB, std::int64_t n, Lanes& sums) {
+    Lanes lanes = sums;
+    std::int64_t i = 0;
+    for (; i + kLanes <= n; i += kLanes) {
+        for (std::int64_t w = 0; w < kLanes; ++w) {
+            double& sum = lanes[static_cast<std::size_t>(w)];
+            sum = (sum + terms[i + w]) + static_cast<double>(rowB[i + w]);
         }
     }
-    return sums;
+    for (std::int64_t w = 0; i + w < n; ++w) {
+        double& sum = lanes[static_cast<std::size_t>(w)];
+        sum = (sum + terms[i + w]) + static_cast<double>(rowB[i + w]);
+    }
+    sums = lanes;
+}
+
+double RowDivergence(const float* a, const float* b, std::int64_t width) {
+    const auto formTerms = kFusesMultiplyAdd ? FusedTerms : PlainTerms;
+    Chunk terms;
+    Lanes sums{};
+    for (std::int64_t done = 0; done < width; done += kChunk) {
+        const std::int64_t n = std::min(kChunk, width - done);
+        formTerms(a + done, b + done, terms.data(), n);
+        AddTerms(terms.data(), b + done, n, sums);
+    }
+    return std::accumulate(sums.begin(), sums.end(), 0.0);
 }
 
 }  // namespace
 
-DivergenceBundles::DivergenceBundles(const DFT3D& s, const float* a, const float* b, const SRyIRect3D& box)
+ComparedRows::ComparedRows(const DFT3D& s, const float* a, const float* b, const SRyIRect3D& box)
     : s_(s),
       a_(a),
       b_(b),
@@ -62,60 +86,20 @@ DivergenceBundles::DivergenceBundles(const DFT3D& s, const float* a, const float
       height_(std::max(std::int64_t{box.iMaxY} - box.iMinY, std::int64_t{0})),
       depth_(std::max(std::int64_t{box.iMaxZ} - box.iMinZ, std::int64_t{0})) {}
 
-void DivergenceBundles::Add(std::int64_t bundle, double* total) const {
-    RowIndices rows{};
-    const std::int64_t firstRow = FirstRow(bundle);
-    const std::int64_t count = FirstRow(bundle + 1) - firstRow;
-    for (std::int64_t j = 0; j < count; ++j) rows[static_cast<std::size_t>(j)] = RowOfVolume(firstRow + j);
-    AddRows(rows, count, total);
+double ComparedRows::Divergence(std::int64_t r) const {
+    const std::int64_t first = r * s_.rowLength + box_.iMinX;
+    return RowDivergence(a_ + first, b_ + first, width_);
 }
 
-void DivergenceBundles::AddRows(std::int64_t first, std::int64_t count, double* total) const {
-    RowIndices rows{};
-    std::int64_t held = 0;
-    for (std::int64_t r = first; r < first + count; ++r) {
-        if (!Holds(r)) continue;
-        rows[static_cast<std::size_t>(held)] = r;
-        if (++held == kRowsTogether) AddRows(rows, std::exchange(held, 0), total);
-    }
-    if (held > 0) AddRows(rows, held, total);
-}
-
-void DivergenceBundles::AddRows(const RowIndices& rows, std::int64_t count, double* total) const {
-    // Rows that are lacking repeat its first one and are left out of the total.
-    RowPointers rowsA;
-    RowPointers rowsB;
-    for (std::int64_t j = 0; j < kRowsTogether; ++j) {
-        const std::int64_t row = rows[static_cast<std::size_t>(j < count ? j : 0)];
-        const std::int64_t first = row * s_.rowLength + box_.iMinX;
-        rowsA[static_cast<std::size_t>(j)] = a_ + first;
-        rowsB[static_cast<std::size_t>(j)] = b_ + first;
-    }
-    BundleTerms terms;
-    RowSums sums{};
-    for (std::int64_t done = 0; done < width_; done += kChunk) {
-        const std::int64_t n = std::min(kChunk, width_ - done);
-        for (std::size_t j = 0; j < sums.size(); ++j) {
-            DivergenceTerms(rowsA[j], rowsB[j], terms[j].ofA.data(), terms[j].ofB.data(), n);
-        }
-        sums = AddTerms(sums, terms, n);
-        for (std::size_t j = 0; j < sums.size(); ++j) {
-            rowsA[j] += n;
-            rowsB[j] += n;
-        }
-    }
-    for (std::int64_t j = 0; j < count; ++j) *total += sums[static_cast<std::size_t>(j)];
-}
-
-double DivergenceBundles::Mean(double sum) const {
+double ComparedRows::Mean(double sum) const {
     return sum / (static_cast<double>(width_) * static_cast<double>(height_) * static_cast<double>(depth_));
 }
 
 double MeanDivergence(const DFT3D& s, const float* a, const float* b, const SRyIRect3D& box) {
-    const DivergenceBundles bundles(s, a, b, box);
+    const ComparedRows rows(s, a, b, box);
     const auto [sum] = ParallelSums<1>(
-        bundles.Count(), [=](std::int64_t bundle, double* total) { bundles.Add(bundle, total); });
-    return bundles.Mean(sum);
+        rows.Count(), [=](std::int64_t n, double* total) { *total += rows.Divergence(rows.RowOfVolume(n)); });
+    return rows.Mean(sum);
 }
 
 }  // namespace gnr::detail

@@ -6,6 +6,9 @@
 
 #include "kernels/regularization.h"
 
+#include <processor/fetch.h>
+#include <processor/vector_clones.h>
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -15,7 +18,6 @@
 #include "detail/float_bounds.h"
 #include "detail/lanes8.h"
 #include "detail/parallel.h"
-#include "detail/vector_clones.h"
 
 using namespace gnr::detail;
 
@@ -123,6 +125,12 @@ auto WriteRow(const DFT3D& s, std::int64_t r, float* out, const float* estimate,
               Field field) {
     float* const outRow = out + r * s.rowLength;
     const float* const row = estimate + r * s.rowLength;
+    if (interior.begin < interior.end) {
+        for (const std::int32_t toNeighbour : {-s.planeStride, s.rowLength, s.planeStride}) {
+            gnr::Fetch(row, s.rowLength + toNeighbour, s.rowLength);
+        }
+        gnr::Fetch(outRow, s.rowLength, s.rowLength);
+    }
     std::fill(outRow, outRow + interior.begin, 1.0f);
     std::fill(outRow + interior.end, outRow + s.rowLength, 1.0f);
     return field(Source{row + interior.begin, s.rowLength, s.planeStride}, outRow + interior.begin,

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <limits>
 
+#include <processor/vector_clones.h>
 #include "detail/parallel.h"
-#include "detail/vector_clones.h"
 #include "kernels/element_wise.h"
 
 namespace gnr::detail {

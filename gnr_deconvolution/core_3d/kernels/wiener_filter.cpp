@@ -5,8 +5,8 @@
 #include <array>
 #include <cstdint>
 
+#include <processor/vector_clones.h>
 #include "detail/parallel.h"
-#include "detail/vector_clones.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include <cmath>
 
-#include "detail/vector_clones.h"
+#include <processor/vector_clones.h>
 
 namespace gnr::detail {
 

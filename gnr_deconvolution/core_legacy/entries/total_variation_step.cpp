@@ -5,8 +5,8 @@
 #include <array>
 #include <cstddef>
 
+#include <processor/vector_clones.h>
 #include "detail/parallel.h"
-#include "detail/vector_clones.h"
 #include "entries/gradient_rows.h"
 #include "entries/gradient_steps.h"
 

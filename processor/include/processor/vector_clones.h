@@ -11,6 +11,7 @@
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__) && !defined(__SANITIZE_ADDRESS__) && \
     !defined(__SANITIZE_THREAD__)
 #define GNR_VECTOR_CLONES __attribute__((target_clones("default", "avx2", "avx512f")))
+#define GNR_HAS_VECTOR_CLONES
 #else
 #define GNR_VECTOR_CLONES
 #endif
