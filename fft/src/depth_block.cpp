@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "depth_block.h"
 
+#include <processor/fetch.h>
+#include <processor/vector_clones.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -13,6 +16,9 @@ namespace {
 
 /// Rows that are turned into columns together, so that each line of the cache is met once.
 constexpr std::ptrdiff_t kRowsTurned = 16;
+
+/// How far ahead of a product its transfer function is asked for.
+constexpr std::ptrdiff_t kFloatsAhead = 1024;
 
 /// to[c, v] := from[v, c]
 void Turn(const fftwf_complex* from, std::ptrdiff_t fromStride, std::ptrdiff_t rows, std::ptrdiff_t columns,
@@ -47,23 +53,24 @@ void CopyNumbers(fftwf_complex* to, const fftwf_complex* from, std::ptrdiff_t n)
     std::memcpy(to, from, static_cast<std::size_t>(n) * sizeof(fftwf_complex));
 }
 
-/// a := a b, or a conj(b), with the roundings of complex_product.h. Two complex numbers at a time: the products with
+/// a := a b, or a conj(b), with the roundings of complex_product.h, four complex numbers at a time: the products with
 /// the real part of b, and those with its imaginary part, in the other places of a and with the signs of i b.
 template <bool kConjugate>
-void MultiplyNumbers(fftwf_complex* a, const fftwf_complex* b, std::ptrdiff_t n) {
-    using Floats = float __attribute__((vector_size(16)));
+inline void MultiplyNumbers(fftwf_complex* a, const fftwf_complex* b, std::ptrdiff_t n) {
+    using Floats = float __attribute__((vector_size(32)));
     constexpr std::ptrdiff_t width = sizeof(Floats) / sizeof(fftwf_complex);
     constexpr float ofRe = kConjugate ? 1.0f : -1.0f;
-    constexpr Floats signs = {ofRe, -ofRe, ofRe, -ofRe};
+    constexpr Floats signs = {ofRe, -ofRe, ofRe, -ofRe, ofRe, -ofRe, ofRe, -ofRe};
     std::ptrdiff_t i = 0;
     for (; i + width <= n; i += width) {
         Floats v;
         Floats w;
+        Fetch(b[i], kFloatsAhead, 1);
         std::memcpy(&v, a + i, sizeof v);
         std::memcpy(&w, b + i, sizeof w);
-        const Floats re = __builtin_shufflevector(w, w, 0, 0, 2, 2);
-        const Floats im = __builtin_shufflevector(w, w, 1, 1, 3, 3);
-        const Floats other = __builtin_shufflevector(v, v, 1, 0, 3, 2);
+        const Floats re = __builtin_shufflevector(w, w, 0, 0, 2, 2, 4, 4, 6, 6);
+        const Floats im = __builtin_shufflevector(w, w, 1, 1, 3, 3, 5, 5, 7, 7);
+        const Floats other = __builtin_shufflevector(v, v, 1, 0, 3, 2, 5, 4, 7, 6);
         v = v * re + other * im * signs;
         std::memcpy(a + i, &v, sizeof v);
     }
@@ -73,6 +80,11 @@ void MultiplyNumbers(fftwf_complex* a, const fftwf_complex* b, std::ptrdiff_t n)
         a[i][0] = p.re;
         a[i][1] = p.im;
     }
+}
+
+GNR_VECTOR_CLONES
+void MultiplyLine(fftwf_complex* a, const fftwf_complex* b, TransferUse use, std::ptrdiff_t n) {
+    use == TransferUse::kConjugate ? MultiplyNumbers<true>(a, b, n) : MultiplyNumbers<false>(a, b, n);
 }
 
 }  // namespace
@@ -143,17 +155,9 @@ void DepthBlock::CopyToTransfer(float* transfer) const {
 
 void DepthBlock::MultiplyBy(const float* transfer, TransferUse use) const {
     const auto* const by = reinterpret_cast<const fftwf_complex*>(transfer);
-    const bool conjugate = use == TransferUse::kConjugate;
     EachLine([=](fftwf_complex* numbers, std::ptrdiff_t place, std::ptrdiff_t count) {
-        conjugate ? MultiplyNumbers<true>(numbers, by + place, count)
-                  : MultiplyNumbers<false>(numbers, by + place, count);
+        MultiplyLine(numbers, by + place, use, count);
     });
-}
-
-void DepthBlock::FetchTransfer(const float* transfer) const {
-    constexpr std::ptrdiff_t line = 16;
-    const float* const first = transfer + 2 * first_ * shape_.planes;
-    for (std::ptrdiff_t i = 0; i < 2 * count_ * shape_.planes; i += line) __builtin_prefetch(first + i, 0, 2);
 }
 
 }  // namespace gnr::fft

@@ -66,8 +66,6 @@ class DepthBlock {
     // A transfer volume holds a block after the other, each line by line.
     void CopyToTransfer(float* transfer) const;
     void MultiplyBy(const float* transfer, TransferUse use) const;
-    /// Asks for what MultiplyBy reads: the processor would begin to fetch ahead only while the product waits for it.
-    void FetchTransfer(const float* transfer) const;
 
   private:
     static std::ptrdiff_t ColumnsOfPlane(const VolumeShape& shape) {

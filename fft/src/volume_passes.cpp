@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <fft/volume_passes.h>
 #include <fftw3.h>
+#include <processor/fetch.h>
 
 #include <algorithm>
 #include <limits>
@@ -117,6 +118,7 @@ void VolumePasses::ForwardColumns(float* volume, std::ptrdiff_t group) const {
 }
 void VolumePasses::InverseColumns(float* volume, std::ptrdiff_t group) const {
     const std::ptrdiff_t ofPlane = state_->groupsOfPlane;
+    if (group % ofPlane == 0) Fetch(volume, group / ofPlane * shape_.PlaneFloats(), shape_.PlaneFloats());
     state_->back.TransformColumns(Numbers(volume + group / ofPlane * shape_.PlaneFloats()), group % ofPlane);
 }
 
@@ -141,7 +143,6 @@ void VolumePasses::TransferBlock(float* transfer, const float* volume, std::ptrd
 }
 void VolumePasses::MultiplyBlock(float* volume, const float* transfer, TransferUse use, std::ptrdiff_t share,
                                  std::ptrdiff_t block) const {
-    state_->Block(block, share).FetchTransfer(transfer);
     const DepthBlock columns = state_->Take(volume, block, share);
     columns.MultiplyBy(transfer, use);
     state_->Put(columns, volume);

@@ -17,7 +17,7 @@ const float* Compared(const Comparison* comparison) {
 /// Asks for what the next row of the volume takes from the packed one, if there is such a row.
 void FetchRowBehind(const DFT3D& s, std::int64_t row, const ShiftedColumns& from) {
     if (row + 1 < RowsOfVolume(s)) {
-        Fetch(from.packed + ShiftedRow(s, from.shift, row + 1), ImageColumns(s));
+        Fetch(from.packed, ShiftedRow(s, from.shift, row + 1), ImageColumns(s));
     }
 }
 
