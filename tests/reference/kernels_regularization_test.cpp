@@ -96,7 +96,8 @@ TEST_P(DampingFields, TotalVariation) {
 INSTANTIATE_TEST_SUITE_P(SizesAndThreads, DampingFields,
                          testing::Combine(testing::Values(std::tuple(2, 1, 1), std::tuple(3, 3, 3),
                                                           std::tuple(5, 4, 9), std::tuple(38, 7, 5),
-                                                          std::tuple(16, 9, 12), std::tuple(4, 11, 11)),
+                                                          std::tuple(16, 9, 12), std::tuple(4, 11, 11),
+                                                          std::tuple(18, 5, 4)),
                                           testing::Values(1, 2, 5)));
 
 }  // namespace

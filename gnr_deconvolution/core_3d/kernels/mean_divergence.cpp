@@ -8,7 +8,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <numeric>
 
 #include "detail/elementary_log.h"
 #include "detail/parallel.h"
@@ -72,7 +71,10 @@ double RowDivergence(const float* a, const float* b, std::int64_t width) {
         formTerms(a + done, b + done, terms.data(), n);
         AddTerms(terms.data(), b + done, n, sums);
     }
-    return std::accumulate(sums.begin(), sums.end(), 0.0);
+    for (std::size_t half = sums.size() / 2; half > 0; half /= 2) {
+        for (std::size_t lane = 0; lane < half; ++lane) sums[lane] += sums[lane + half];
+    }
+    return sums[0];
 }
 
 }  // namespace

@@ -10,13 +10,13 @@
 #include <processor/vector_clones.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 #include "detail/extremes.h"
 #include "detail/float_bounds.h"
-#include "detail/lanes8.h"
 #include "detail/parallel.h"
 
 using namespace gnr::detail;
@@ -58,50 +58,53 @@ struct Source {
     std::int64_t planeStride;
 };
 
-/// u[i] := lambda L; this order of sums is part of the result.
-GNR_VECTOR_CLONES
-void LaplacianTerms(const Source& source, float lambda, float* u, std::int64_t n) {
-    const auto [p, rowLength, planeStride] = source;
-    for (std::int64_t i = 0; i < n; ++i) {
-        const float sixNeighbours =
-            ((((p[i - planeStride] + p[i + planeStride]) + p[i - rowLength]) + p[i + rowLength]) + p[i - 1]) +
-            p[i + 1];
-        u[i] = (sixNeighbours - p[i] * 6.0f) * lambda;
-    }
+/// lambda L of sample i; this order of sums is part of the result.
+inline float LaplacianTerm(const Source& source, float lambda, std::int64_t i) {
+    const float* const p = source.row + i;
+    const std::int64_t rowLength = source.rowLength;
+    const std::int64_t planeStride = source.planeStride;
+    const float sixNeighbours =
+        ((((p[-planeStride] + p[planeStride]) + p[-rowLength]) + p[rowLength]) + p[-1]) + p[1];
+    return (sixNeighbours - p[0] * 6.0f) * lambda;
 }
 
-/// Extremes of n terms, eight side by side.
+/// The field of n samples; the extremes of its terms, sixteen lanes side by side.
 GNR_VECTOR_CLONES
-Extremes ExtremesOfRow(const float* u, std::int64_t n) {
-    constexpr std::int64_t width = 8;
-    Floats8 least{};
-    Floats8 greatest{};
+Extremes DampRow(const Source& source, float lambda, float* __restrict field, std::int64_t n) {
+    constexpr std::int64_t width = 16;
+    std::array<float, width> least{};
+    std::array<float, width> greatest{};
+    const auto damp = [&](std::int64_t i, std::int64_t lane) {
+        const auto at = static_cast<std::size_t>(lane);
+        const float u = LaplacianTerm(source, lambda, i);
+        least[at] = u < least[at] ? u : least[at];
+        greatest[at] = u > greatest[at] ? u : greatest[at];
+        field[i] = 1.0f / (u + 1.0f);
+    };
     std::int64_t i = 0;
     for (; i + width <= n; i += width) {
-        Floats8 term;
-        std::memcpy(&term, u + i, sizeof term);
-        least = term < least ? term : least;
-        greatest = term > greatest ? term : greatest;
+        for (std::int64_t lane = 0; lane < width; ++lane) damp(i + lane, lane);
     }
-    Extremes all;
-    for (int w = 0; w < width; ++w) all.Join({least[w], greatest[w]});
-    for (; i < n; ++i) all.Join({u[i], u[i]});
-    return all;
+    // Where lanes are full, those that take the rest begin with samples that were met before.
+    if (i < n && n >= width) i = n - width;
+    for (std::int64_t lane = 0; i < n; ++i, ++lane) damp(i, lane);
+    for (std::size_t half = width / 2; half > 0; half /= 2) {
+        for (std::size_t lane = 0; lane < half; ++lane) {
+            least[lane] = std::min(least[lane], least[lane + half]);
+            greatest[lane] = std::max(greatest[lane], greatest[lane + half]);
+        }
+    }
+    return {least[0], greatest[0]};
 }
 
-/// Terms u become their field.
+/// The same of terms that are clamped; a NaN counts as the upper bound.
 GNR_VECTOR_CLONES
-void DampRow(float* u, std::int64_t n) {
-    for (std::int64_t i = 0; i < n; ++i) u[i] = 1.0f / (u[i] + 1.0f);
-}
-
-/// The same of terms that are clamped first; a NaN counts as the upper bound.
-GNR_VECTOR_CLONES
-void DampClampedRow(float* u, std::int64_t n) {
+void DampClampedRow(const Source& source, float lambda, float* __restrict field, std::int64_t n) {
     for (std::int64_t i = 0; i < n; ++i) {
-        const float below = u[i] < kClamp ? u[i] : kClamp;
+        const float u = LaplacianTerm(source, lambda, i);
+        const float below = u < kClamp ? u : kClamp;
         const float within = below > -kClamp ? below : -kClamp;
-        u[i] = 1.0f / (within + 1.0f);
+        field[i] = 1.0f / (within + 1.0f);
     }
 }
 
@@ -142,8 +145,7 @@ void Regularize(const DFT3D& s, float* out, const float* estimate, float lambda)
     Where::For(RowsOfVolume(s), [=](std::int64_t r) {
         const InteriorColumns interior = PlaneTestedInterior(s, r / s.rows, r % s.rows);
         WriteRow(s, r, out, estimate, interior, [=](const Source& source, float* field, std::int64_t n) {
-            LaplacianTerms(source, lambda, field, n);
-            DampClampedRow(field, n);
+            DampClampedRow(source, lambda, field, n);
         });
     });
 }
@@ -167,10 +169,7 @@ void RegularizeUntilStable(const DFT3D& s, float* out, const float* estimate, fl
             const InteriorColumns interior = OwnInterior(s, r / s.rows, r % s.rows);
             return WriteRow(s, r, out, estimate, interior,
                             [=](const Source& source, float* field, std::int64_t n) {
-                                LaplacianTerms(source, weight, field, n);
-                                const Extremes extremes = ExtremesOfRow(field, n);
-                                DampRow(field, n);
-                                return extremes;
+                                return DampRow(source, weight, field, n);
                             });
         });
         if (!(u.least < -kStable || u.greatest > kStable)) return;
