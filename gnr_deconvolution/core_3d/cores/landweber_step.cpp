@@ -10,10 +10,6 @@ namespace gnr::detail {
 
 namespace {
 
-const float* Compared(const Comparison* comparison) {
-    return comparison == nullptr ? nullptr : comparison->observed;
-}
-
 /// Asks for what the next row of the volume takes from the packed one, if there is such a row.
 void FetchRowBehind(const DFT3D& s, std::int64_t row, const ShiftedColumns& from) {
     if (row + 1 < RowsOfVolume(s)) {
@@ -59,7 +55,7 @@ double FinishStep(const Transfer& H, const DFT3D& s, float* x, float* y, float* 
     float* const next = step.followed ? r : nullptr;
     return SweepAndCompare(H, s, r, next, y, comparison, [=, &H, &s](const RowChunk& rows) {
         rows.EachRow([=, &H, &s](std::int64_t row, float* samples) {
-            FetchRowBehind(s, row, x, y, Compared(comparison));
+            FetchRowBehind(s, row, x, y);
             float* const point = y + row * s.rowLength;
             H.Take(r, row, samples);
             StepRow(s, point, samples, step.length);
@@ -74,7 +70,7 @@ double FinishStep(const Transfer& H, const DFT3D& s, float* x, float* y, float* 
     float* const next = step.followed ? r : nullptr;
     return SweepAndCompare(H, s, nullptr, next, y, comparison, [=, &H, &s](const RowChunk& rows) {
         rows.EachRow([=, &H, &s](std::int64_t row, float* samples) {
-            FetchRowBehind(s, row, x, y, Compared(comparison));
+            FetchRowBehind(s, row, x, y);
             FetchRowBehind(s, row, packed);
             float* const point = y + row * s.rowLength;
             UnpackStepRow(s, packed, row, point);

@@ -65,10 +65,9 @@ double Perform(const Update& update, const Transfer& H, const DFT3D& s, float* x
                const Comparison* comparison) {
     const std::int64_t length = s.rowLength;
     float* const next = update.followed ? work : nullptr;
-    const float* const compared = comparison == nullptr ? nullptr : comparison->observed;
     return SweepAndCompare(H, s, work, next, x, comparison, [=, &H, &s](const RowChunk& rows) {
         rows.EachRow([=, &H, &s](std::int64_t r, float* samples) {
-            FetchRowBehind(s, r, x, update.regularization, compared);
+            FetchRowBehind(s, r, x, update.regularization);
             float* const row = x + r * length;
             const float* const field =
                 update.regularization == nullptr ? nullptr : update.regularization + r * length;
