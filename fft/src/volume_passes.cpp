@@ -18,6 +18,8 @@ namespace {
 constexpr std::ptrdiff_t kWorthThreads = std::ptrdiff_t{1} << 15;
 /// Fewer columns are not worth a call of their own along y.
 constexpr std::ptrdiff_t kLeastOfGroup = 16;
+/// Planes of more floats would drive each other out of the cache.
+constexpr std::ptrdiff_t kWorthAhead = std::ptrdiff_t{1} << 17;
 /// Floats in a line of the cache.
 constexpr std::ptrdiff_t kLine = 16;
 
@@ -35,7 +37,10 @@ fftwf_complex* Numbers(float* floats) {
 struct VolumePasses::State {
     State(const VolumeShape& s, Directions directions, float scaleOfInverse, std::ptrdiff_t shares,
           std::ptrdiff_t groups)
-        : shape(s), scale(scaleOfInverse), groupsOfPlane(groups) {
+        : shape(s),
+          scale(scaleOfInverse),
+          groupsOfPlane(groups),
+          fetchesNextPlane(groups == 1 && s.PlaneFloats() <= kWorthAhead) {
         complete = (directions == Directions::kInverse || there.Make(shape, layout, groups, true)) &&
                    (directions == Directions::kForward || back.Make(shape, layout, groups, false)) &&
                    MakeRoom(shares);
@@ -71,6 +76,7 @@ struct VolumePasses::State {
     DepthLayout layout{shape.planes};
     float scale;
     std::ptrdiff_t groupsOfPlane;
+    bool fetchesNextPlane;
     VolumePlans there;
     VolumePlans back;
     std::unique_ptr<float, FreeFloats> room;
@@ -103,6 +109,7 @@ void VolumePasses::ForwardRow(float* samples, float* row) const {
     state_->there.ForwardRow(samples, Numbers(row));
 }
 void VolumePasses::InverseRow(float* row, float* samples) const {
+    if (state_->fetchesNextPlane) Fetch(row, shape_.PlaneFloats(), shape_.RowFloats());
     state_->back.InverseRow(Numbers(row), samples);
     const float scale = state_->scale;
     for (std::ptrdiff_t i = 0; i < shape_.columns; ++i) samples[i] *= scale;
