@@ -109,6 +109,7 @@ void VolumePasses::ForwardRow(float* samples, float* row) const {
     state_->there.ForwardRow(samples, Numbers(row));
 }
 void VolumePasses::InverseRow(float* row, float* samples) const {
+    // The same row of the next plane, before its columns are met.
     if (state_->fetchesNextPlane) Fetch(row, shape_.PlaneFloats(), shape_.RowFloats());
     state_->back.InverseRow(Numbers(row), samples);
     const float scale = state_->scale;
@@ -125,6 +126,7 @@ void VolumePasses::ForwardColumns(float* volume, std::ptrdiff_t group) const {
 }
 void VolumePasses::InverseColumns(float* volume, std::ptrdiff_t group) const {
     const std::ptrdiff_t ofPlane = state_->groupsOfPlane;
+    // Each column goes through all rows, so that all of the plane is met at once.
     if (group % ofPlane == 0) Fetch(volume, group / ofPlane * shape_.PlaneFloats(), shape_.PlaneFloats());
     state_->back.TransformColumns(Numbers(volume + group / ofPlane * shape_.PlaneFloats()), group % ofPlane);
 }

@@ -8,10 +8,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstring>
+#include <cstddef>
 
 #include "detail/elementary_log.h"
-#include "detail/lanes8.h"
 #include "detail/parallel.h"
 
 namespace gnr::detail {
@@ -81,28 +80,21 @@ void PlainDeviations(const float* observed, const float* blurredNew, const float
 GNR_VECTOR_CLONES
 void AddPenalties(const float* F, const float* F0, std::int64_t n, double* sums) {
     constexpr std::int64_t width = 8;
-    std::array<Doubles4, 2> gain{};
-    std::array<Doubles4, 2> likelihood{};
+    std::array<double, width> gain{};
+    std::array<double, width> likelihood{};
+    const auto add = [&](std::int64_t i, std::int64_t lane) {
+        const auto at = static_cast<std::size_t>(lane);
+        gain[at] += static_cast<double>(-F[i] + F0[i]);
+        likelihood[at] += static_cast<double>(-F[i]);
+    };
     std::int64_t i = 0;
     for (; i + width <= n; i += width) {
-        for (std::size_t half = 0; half < 2; ++half) {
-            Floats4 f;
-            Floats4 f0;
-            std::memcpy(&f, F + i + 4 * half, sizeof f);
-            std::memcpy(&f0, F0 + i + 4 * half, sizeof f0);
-            gain[half] += __builtin_convertvector(-f + f0, Doubles4);
-            likelihood[half] += __builtin_convertvector(-f, Doubles4);
-        }
+        for (std::int64_t lane = 0; lane < width; ++lane) add(i + lane, lane);
     }
-    for (; i < n; ++i) {
-        gain[0][0] += static_cast<double>(-F[i] + F0[i]);
-        likelihood[0][0] += static_cast<double>(-F[i]);
-    }
-    for (std::size_t half = 0; half < 2; ++half) {
-        for (int w = 0; w < 4; ++w) {
-            sums[0] += gain[half][w];
-            sums[1] += likelihood[half][w];
-        }
+    for (; i < n; ++i) add(i, 0);
+    for (std::size_t lane = 0; lane < gain.size(); ++lane) {
+        sums[0] += gain[lane];
+        sums[1] += likelihood[lane];
     }
 }
 
