@@ -27,19 +27,19 @@ struct FusedMultiplyAdd {
     static double Of(double a, double b, double c) { return __builtin_fma(a, b, c); }
 };
 
-// Loops compiled for processors that have the instruction, and whether this is one.
+// Loops compiled for processors that have the instruction, and whether this is one: what is asked here is what the
+// choice of a clone asks, since the default clone would call a function for every operation.
 #if defined(GNR_HAS_VECTOR_CLONES)
 #define GNR_FUSED_LOOP __attribute__((target_clones("default", "arch=x86-64-v3", "arch=x86-64-v4")))
+inline const bool kFusesMultiplyAdd = __builtin_cpu_supports("x86-64-v3");
 #elif defined(__x86_64__)
 #define GNR_FUSED_LOOP __attribute__((target("avx2,fma")))
-#else
-#define GNR_FUSED_LOOP
-#endif
-#if defined(__x86_64__)
 inline const bool kFusesMultiplyAdd = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("fma");
 #elif defined(__FP_FAST_FMA) && defined(__FP_FAST_FMAF)
+#define GNR_FUSED_LOOP
 inline constexpr bool kFusesMultiplyAdd = true;
 #else
+#define GNR_FUSED_LOOP
 inline constexpr bool kFusesMultiplyAdd = false;
 #endif
 
